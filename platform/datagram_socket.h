@@ -1,0 +1,50 @@
+// One UDP socket over IPv4. It is used by one thread; it never blocks. An ICMP error from an earlier send is never
+// reported as a datagram or as a failure of the socket.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace media_adapter::platform {
+
+using Ipv4Address = std::array<uint8_t, 4>;  // first octet first
+
+inline constexpr Ipv4Address kBroadcastAddress{255, 255, 255, 255};
+
+struct Endpoint {
+  Ipv4Address address{};
+  uint16_t port = 0;
+  bool operator==(const Endpoint&) const = default;
+};
+
+class DatagramSocket {
+ public:
+  DatagramSocket() = default;
+  ~DatagramSocket() { Close(); }
+  DatagramSocket(const DatagramSocket&) = delete;
+  DatagramSocket& operator=(const DatagramSocket&) = delete;
+
+  // Binds to a free port of `localAddress` (dotted text, read as inet_addr reads it), or of any address when null.
+  bool Open(const char* localAddress);
+  bool EnableBroadcast();
+  bool IsOpen() const { return handle_ != kNoHandle; }
+  void Close();
+
+  std::optional<Ipv4Address> LocalAddress() const;
+
+  // Bytes sent, or -1.
+  int SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver);
+  // Bytes received, or -1: nothing was waiting, or the datagram is longer than the buffer and is gone.
+  int ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender);
+
+  // The system's handle, for the waiter of the same platform.
+  std::intptr_t Handle() const { return handle_; }
+
+ private:
+  static constexpr std::intptr_t kNoHandle = -1;
+  std::intptr_t handle_ = kNoHandle;
+};
+
+}  // namespace media_adapter::platform

@@ -1,0 +1,81 @@
+#include "platform/datagram_socket.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace media_adapter::platform {
+namespace {
+
+sockaddr_in SystemAddress(const Endpoint& endpoint) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(endpoint.port);
+  std::memcpy(&address.sin_addr, endpoint.address.data(), endpoint.address.size());
+  return address;
+}
+
+Endpoint FromSystem(const sockaddr_in& address) {
+  Endpoint endpoint;
+  std::memcpy(endpoint.address.data(), &address.sin_addr, endpoint.address.size());
+  endpoint.port = ntohs(address.sin_port);
+  return endpoint;
+}
+
+}  // namespace
+
+bool DatagramSocket::Open(const char* localAddress) {
+  Close();
+  sockaddr_in address = SystemAddress({});
+  if (localAddress != nullptr) {
+    address.sin_addr.s_addr = inet_addr(localAddress);
+    if (address.sin_addr.s_addr == INADDR_NONE) return false;
+  }
+  const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (handle < 0) return false;
+  if (bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    close(handle);
+    return false;
+  }
+  handle_ = handle;
+  return true;
+}
+
+bool DatagramSocket::EnableBroadcast() {
+  const int on = 1;
+  return setsockopt(static_cast<int>(handle_), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) == 0;
+}
+
+void DatagramSocket::Close() {
+  if (IsOpen()) close(static_cast<int>(handle_));
+  handle_ = kNoHandle;
+}
+
+std::optional<Ipv4Address> DatagramSocket::LocalAddress() const {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(static_cast<int>(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0) return std::nullopt;
+  return FromSystem(address).address;
+}
+
+int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
+  const sockaddr_in address = SystemAddress(receiver);
+  return static_cast<int>(sendto(static_cast<int>(handle_), datagram.data(), datagram.size(), 0,
+                                 reinterpret_cast<const sockaddr*>(&address), sizeof address));
+}
+
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  // MSG_TRUNC asks for the datagram's own length, so that one that does not fit is seen.
+  const ssize_t received = recvfrom(static_cast<int>(handle_), buffer.data(), buffer.size(), MSG_TRUNC,
+                                    reinterpret_cast<sockaddr*>(&address), &size);
+  if (received < 0 || static_cast<size_t>(received) > buffer.size()) return -1;
+  sender = FromSystem(address);
+  return static_cast<int>(received);
+}
+
+}  // namespace media_adapter::platform

@@ -1,0 +1,34 @@
+// What the message queue sleeps on: woken by another thread, by a datagram on a socket, or by a deadline. One thread
+// waits; any thread wakes.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+#include "platform/datagram_socket.h"
+
+namespace media_adapter::platform {
+
+class Waiter {
+ public:
+  enum class Outcome { Woken, Readable, TimedOut, Failed };
+
+  Waiter();
+  ~Waiter();
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+
+  // Ends the present wait, or the next one, with Woken. Several calls may end one wait only.
+  void Wake();
+
+  // Waits until MonotonicNow() reaches `deadline` (none: for ever). `socket` may be null or closed. Woken goes before
+  // Readable, Readable before TimedOut. A deadline that has passed looks once and does not sleep.
+  Outcome Wait(const DatagramSocket* socket, std::optional<std::chrono::nanoseconds> deadline);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace media_adapter::platform
