@@ -1,0 +1,161 @@
+#include "protocol/exchange.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+
+#include "platform/notices.h"
+#include "protocol/channel.h"
+#include "protocol/device_table.h"
+#include "protocol/packet.h"
+#include "protocol/reception.h"
+
+namespace media_adapter {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr uint8_t kMaxRetries = 3;
+
+// How a request is sent and sent again. The row's place is the operation's number and the timer's id.
+struct ExchangeRule {
+  const char* label;
+  wire::Command command;
+  std::array<milliseconds, kMaxRetries + 1> intervals;  // after the first sending, then after each retransmission
+  bool isBroadcast = false;
+  bool staleTickIgnored = false;  // a tick that was queued when the reply came does nothing
+};
+
+constexpr milliseconds operator""_ms(unsigned long long value) { return milliseconds(value); }
+
+constexpr std::array<ExchangeRule, 12> kRules = {{
+    {},
+    {"Search", wire::Command::Search, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, false},
+    {"GetConfiguration", wire::Command::GetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
+    {"SetIPConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, true},
+    {"SetConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
+    {"SetTest", wire::Command::SetTest, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
+    {"RFAConnect", wire::Command::RFAConnect, {3000_ms, 3000_ms, 4500_ms, 9000_ms}},
+    {"RFADisconnect", wire::Command::RFADisconnect, {1500_ms, 1500_ms, 1500_ms, 3000_ms}},
+    {"RFAReadData", wire::Command::RFAReadData, {2000_ms, 2000_ms, 3000_ms, 6000_ms}},
+    {"RFAWriteData", wire::Command::RFAWriteData, {2000_ms, 2000_ms, 3000_ms, 6000_ms}},
+    {"RFAStartTransfer", wire::Command::RFAStartTransfer, {2000_ms, 2000_ms, 3000_ms, 6000_ms}},
+    {"Transfer", wire::Command::TransferAcknowledgement, {3000_ms, 3000_ms, 4500_ms, 9000_ms}},
+}};
+
+const ExchangeRule& RuleOf(Operation operation) { return kRules[static_cast<size_t>(operation)]; }
+
+void ArmTimer(Operation operation, milliseconds interval) {
+  WorkerChannel().queue.ArmTimer(static_cast<uint32_t>(operation), interval);
+}
+
+void Send(const char* label, const platform::Ipv4Address& address) {
+  const auto request = BuiltRequest();
+  const int sent = WorkerChannel().deviceSocket.SendTo(request, {address, wire::kDevicePort});
+  if (sent == static_cast<int>(request.size())) return;
+  std::array<char, 64> line{};
+  std::snprintf(line.data(), line.size(), "TraceSendTo(%s) nLength", label);
+  platform::TraceLine(line.data());
+}
+
+void SendBy(const ExchangeRule& rule, const char* label) {
+  if (rule.isBroadcast) {
+    SendToAll(label);
+  } else {
+    SendToDevice(label);
+  }
+}
+
+// Sends what was built for `operation` and pumps until it has ended.
+void Exchange(Operation operation) {
+  const ExchangeRule& rule = RuleOf(operation);
+  SendBy(rule, rule.label);
+  ArmTimer(operation, rule.intervals[0]);
+  while (!protocolState.operationDone) PumpOneMessage();
+  KillTimer(operation);  // still armed only when the library is stopping
+}
+
+void AddressDevice(const DeviceEntry& entry) {
+  std::ranges::copy(entry.ipAddress, protocolState.deviceAddress.begin());
+  std::ranges::copy(entry.macAddress, protocolState.targetMac.begin());
+}
+
+}  // namespace
+
+StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
+  ProtocolState& state = protocolState;
+  if (state.quitting) return MEDIA_ADAPTER_NO_RESPONSE;
+  state.pendingOperation = operation;
+  state.retryCount = 0;
+  state.replyReceived = false;
+  state.replyStatus = 0;
+  state.operationDone = false;
+  AddressDevice(deviceTable.entries.at(session.device));
+  BuildHeader(RuleOf(operation).command, bodySize, state.targetMac, session.requestTag, session.password);
+  Exchange(operation);
+  return state.replyReceived ? state.replyStatus : StatusCode{MEDIA_ADAPTER_NO_RESPONSE};
+}
+
+void RunSearch() {
+  ProtocolState& state = protocolState;
+  if (state.quitting) return;
+  state.pendingOperation = Operation::Search;
+  state.retryCount = 0;
+  state.operationDone = false;
+  deviceTable.count = 0;
+  BuildHeader(wire::Command::Search, 0, {}, 0, {});
+  Exchange(Operation::Search);
+}
+
+void WaitForPacket() {
+  ArmTimer(Operation::Transfer, RuleOf(Operation::Transfer).intervals[0]);
+  protocolState.operationDone = protocolState.quitting;
+  while (!protocolState.operationDone) PumpOneMessage();
+  KillTimer(Operation::Transfer);
+}
+
+void SendToDevice(const char* label) { Send(label, protocolState.deviceAddress); }
+
+void SendToAll(const char* label) { Send(label, platform::kBroadcastAddress); }
+
+void OnTimer(uint32_t timerId) {
+  ProtocolState& state = protocolState;
+  if (timerId == 0 || timerId >= kRules.size()) return;
+  const auto operation = static_cast<Operation>(timerId);
+  const ExchangeRule& rule = RuleOf(operation);
+  if (rule.staleTickIgnored && state.replyReceived) return;
+  KillTimer(operation);
+  if (state.retryCount >= kMaxRetries) {
+    state.operationDone = true;
+    if (operation == Operation::Transfer) {
+      state.transferTimedOut = true;  // the file read closes the transfer itself
+    } else {
+      state.pendingOperation = Operation::None;
+    }
+    return;
+  }
+  ++state.retryCount;
+  SendBy(rule, "OnTimer");
+  ArmTimer(operation, rule.intervals[state.retryCount]);
+}
+
+void KillTimer(Operation operation) { WorkerChannel().queue.KillTimer(static_cast<uint32_t>(operation)); }
+
+void PumpOneMessage() {
+  using platform::Message;
+  using platform::MessageQueue;
+  Message message;
+  if (WorkerChannel().queue.Take(message, MessageQueue::Accept::NoRequests) != MessageQueue::Taken::Message) {
+    protocolState.quitting = true;
+    protocolState.pendingOperation = Operation::None;
+    protocolState.transferTimedOut = true;
+    protocolState.operationDone = true;
+  } else if (message.kind == Message::Kind::Timer) {
+    OnTimer(message.timerId);
+  } else {
+    OnReceive();
+  }
+}
+
+}  // namespace media_adapter

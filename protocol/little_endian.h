@@ -1,0 +1,29 @@
+// Little-endian fields of datagrams and disk sectors, read and written byte by byte. The only way in which the library
+// touches multi-byte values on the wire or on the volume. Offsets are checked by the caller.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace media_adapter {
+
+inline uint16_t ReadU16(std::span<const uint8_t> bytes, size_t offset) {
+  return static_cast<uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
+}
+
+inline uint32_t ReadU32(std::span<const uint8_t> bytes, size_t offset) {
+  return ReadU16(bytes, offset) | static_cast<uint32_t>(ReadU16(bytes, offset + 2)) << 16;
+}
+
+inline void WriteU16(std::span<uint8_t> bytes, size_t offset, uint16_t value) {
+  bytes[offset] = static_cast<uint8_t>(value);
+  bytes[offset + 1] = static_cast<uint8_t>(value >> 8);
+}
+
+inline void WriteU32(std::span<uint8_t> bytes, size_t offset, uint32_t value) {
+  WriteU16(bytes, offset, static_cast<uint16_t>(value));
+  WriteU16(bytes, offset + 2, static_cast<uint16_t>(value >> 16));
+}
+
+}  // namespace media_adapter

@@ -1,0 +1,87 @@
+#include "protocol/md5.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "protocol/little_endian.h"
+
+namespace media_adapter {
+namespace {
+
+constexpr size_t kBlock = 64;
+constexpr size_t kLengthOffset = 56;  // of the message length in the last block
+
+// RFC 1321, 3.4: floor(2^32 * abs(sin(i + 1))).
+constexpr std::array<uint32_t, 64> kSines = {
+    0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee, 0xf57c0faf, 0x4787c62a, 0xa8304613, 0xfd469501,
+    0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be, 0x6b901122, 0xfd987193, 0xa679438e, 0x49b40821,
+    0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa, 0xd62f105d, 0x02441453, 0xd8a1e681, 0xe7d3fbc8,
+    0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed, 0xa9e3e905, 0xfcefa3f8, 0x676f02d9, 0x8d2a4c8a,
+    0xfffa3942, 0x8771f681, 0x6d9d6122, 0xfde5380c, 0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70,
+    0x289b7ec6, 0xeaa127fa, 0xd4ef3085, 0x04881d05, 0xd9d4d039, 0xe6db99e5, 0x1fa27cf8, 0xc4ac5665,
+    0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
+    0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391};
+
+constexpr int kRotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+
+using State = std::array<uint32_t, 4>;
+
+void AddBlock(State& state, std::span<const uint8_t> block) {
+  auto [a, b, c, d] = state;
+  for (uint32_t i = 0; i < 64; ++i) {
+    const uint32_t round = i / 16;
+    uint32_t mix = 0;
+    uint32_t word = 0;
+    switch (round) {
+      case 0:
+        mix = (b & c) | (~b & d);
+        word = i;
+        break;
+      case 1:
+        mix = (b & d) | (c & ~d);
+        word = (5 * i + 1) % 16;
+        break;
+      case 2:
+        mix = b ^ c ^ d;
+        word = (3 * i + 5) % 16;
+        break;
+      default:
+        mix = c ^ (b | ~d);
+        word = 7 * i % 16;
+        break;
+    }
+    const uint32_t sum = a + mix + ReadU32(block, word * 4) + kSines[i];
+    a = d;
+    d = c;
+    c = b;
+    b += std::rotl(sum, kRotations[round][i % 4]);
+  }
+  state = {state[0] + a, state[1] + b, state[2] + c, state[3] + d};
+}
+
+}  // namespace
+
+Md5Digest Md5(std::span<const uint8_t> message) {
+  State state = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
+  auto rest = message;
+  for (; rest.size() >= kBlock; rest = rest.subspan(kBlock)) AddBlock(state, rest.first(kBlock));
+
+  // RFC 1321, 3.1 and 3.2: a one bit, zeros, and the length in bits as a u64 end the last block.
+  std::array<uint8_t, kBlock> last{};
+  std::ranges::copy(rest, last.begin());
+  last[rest.size()] = 0x80;
+  if (rest.size() >= kLengthOffset) {
+    AddBlock(state, last);
+    last.fill(0);
+  }
+  const uint64_t bits = static_cast<uint64_t>(message.size()) * 8;
+  WriteU32(last, kLengthOffset, static_cast<uint32_t>(bits));
+  WriteU32(last, kLengthOffset + 4, static_cast<uint32_t>(bits >> 32));
+  AddBlock(state, last);
+
+  Md5Digest digest{};
+  for (size_t i = 0; i < state.size(); ++i) WriteU32(digest, i * 4, state[i]);
+  return digest;
+}
+
+}  // namespace media_adapter

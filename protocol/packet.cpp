@@ -1,0 +1,81 @@
+#include "protocol/packet.h"
+
+#include <algorithm>
+#include <array>
+
+#include "protocol/little_endian.h"
+#include "protocol/md5.h"
+
+namespace media_adapter {
+namespace {
+
+constexpr uint32_t kListFollows = 9;  // status of an acknowledgement that asks again for packets
+constexpr int kTagShift = 14;
+
+struct SendBuffer {
+  std::array<uint8_t, wire::kMaxDatagramSize> bytes{};
+  size_t length = 0;
+  uint16_t sequenceCounter = 0;
+  platform::MacAddress hostMac{};
+};
+SendBuffer sendBuffer;
+
+Md5Digest DigestOf(std::string_view password, uint16_t counter) {
+  std::array<uint8_t, wire::kMaxPasswordLength + 2> input{};
+  const size_t length = std::min(password.size(), wire::kMaxPasswordLength);
+  std::copy_n(password.begin(), length, input.begin());
+  WriteU16(input, length, counter);
+  return Md5(std::span(input).first(length + 2));
+}
+
+uint32_t StatusField(wire::Command command, size_t bodySize) {
+  return command == wire::Command::TransferAcknowledgement && bodySize != 0 ? kListFollows : 0;
+}
+
+}  // namespace
+
+void ResetPackets(const platform::MacAddress& hostMac) {
+  sendBuffer = {};
+  sendBuffer.hostMac = hostMac;
+}
+
+std::span<uint8_t> RequestBody() { return std::span(sendBuffer.bytes).subspan(wire::kHeaderSize); }
+
+void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddress& target, uint8_t requestTag,
+                 std::string_view password) {
+  const std::span<uint8_t> header = std::span(sendBuffer.bytes).first(wire::kHeaderSize);
+  const uint16_t counter = sendBuffer.sequenceCounter;
+  sendBuffer.length = wire::kHeaderSize + bodySize;
+
+  WriteU32(header, wire::kMagicOffset, wire::kMagic);
+  header[wire::kCommandOffset] = static_cast<uint8_t>(command);
+  header[wire::kFormatOffset] = wire::kFormatByte;
+  header[wire::kSenderOffset] = wire::kHostSender;
+  header[wire::kReservedOffset] = 0;
+  WriteU16(header, wire::kLengthOffset, static_cast<uint16_t>(sendBuffer.length));
+  std::ranges::copy(sendBuffer.hostMac, header.begin() + wire::kSourceMacOffset);
+  WriteU32(header, wire::kStatusOffset, StatusField(command, bodySize));
+
+  const auto destination = header.subspan(wire::kDestinationMacOffset, target.size());
+  const auto digest = header.subspan(wire::kDigestOffset, wire::kDigestSize);
+  if (command == wire::Command::Search) {
+    WriteU16(header, wire::kSequenceOffset, counter);
+    std::ranges::fill(destination, uint8_t{0xFF});
+    std::ranges::fill(digest, uint8_t{0});
+  } else {
+    WriteU16(header, wire::kSequenceOffset, static_cast<uint16_t>((requestTag & 3) << kTagShift | counter));
+    std::ranges::copy(target, destination.begin());
+    std::ranges::copy(DigestOf(password, counter), digest.begin());
+  }
+  SetSequenceCounter(static_cast<uint16_t>(counter + 1));
+}
+
+std::span<const uint8_t> BuiltRequest() { return std::span(sendBuffer.bytes).first(sendBuffer.length); }
+
+uint16_t BuiltSequence() { return ReadU16(sendBuffer.bytes, wire::kSequenceOffset); }
+
+uint16_t SequenceCounter() { return sendBuffer.sequenceCounter; }
+
+void SetSequenceCounter(uint16_t value) { sendBuffer.sequenceCounter = value & wire::kSequenceMask; }
+
+}  // namespace media_adapter

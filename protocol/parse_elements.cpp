@@ -1,0 +1,152 @@
+#include "protocol/parse_elements.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include "protocol/device_table.h"
+#include "protocol/element_table.h"
+#include "protocol/little_endian.h"
+#include "protocol/protocol_state.h"
+#include "protocol/sector_access.h"
+#include "protocol/session.h"
+#include "protocol/wire.h"
+
+namespace media_adapter {
+namespace {
+
+using Bytes = std::span<const uint8_t>;
+
+constexpr uint8_t kFirstCounterIndex = 13;  // (15,13) to (15,15) are the three test counters
+constexpr uint8_t kCounterCount = 3;
+constexpr size_t kCounterSize = 4;
+
+struct Item {
+  uint8_t elementClass = 0;
+  uint8_t index = 0;
+  Bytes value;
+};
+
+enum class Walk { Item, End, Malformed };
+
+// Takes the first item off `body`. One that runs past the end is malformed.
+Walk NextItem(Bytes& body, Item& item) {
+  if (body.empty()) return Walk::End;
+  if (body.size() < wire::kItemHeaderSize) return Walk::Malformed;
+  const size_t size = ReadU16(body, 2);
+  if (body.size() - wire::kItemHeaderSize < size) return Walk::Malformed;
+  item = {body[0], body[1], body.subspan(wire::kItemHeaderSize, size)};
+  body = body.subspan(wire::kItemHeaderSize + size);
+  return Walk::Item;
+}
+
+bool IsCounter(const Item& item) {
+  return item.elementClass == wire::kTestClass && item.index >= kFirstCounterIndex &&
+         item.index < kFirstCounterIndex + kCounterCount;
+}
+
+bool IsValidFileAccess(const Item& item, BodyMode mode) {
+  const size_t size = item.value.size();
+  switch (item.index) {
+    case wire::kDataIndex:
+      if (mode == BodyMode::RFAReadDataReply) {
+        return size != 0 && size <= uint64_t{kMaxSectorsPerRequest} * sessionInfo.deviceSectorSize;
+      }
+      if (mode == BodyMode::TransferData) return size != 0 && size <= wire::kPacketSize;
+      return true;
+    case wire::kLastSectorIndex:
+      return size == 4;
+    case wire::kSectorSizeIndex:
+      return size == 4 && ReadU32(item.value, 0) != 0;
+    default:
+      return true;
+  }
+}
+
+bool IsValid(const Item& item, BodyMode mode) {
+  if (item.elementClass == wire::kFileAccessClass) return IsValidFileAccess(item, mode);
+  if (IsCounter(item)) return item.value.size() == kCounterSize;
+  const ElementRow* row = FindElement(item.elementClass, item.index);
+  return row == nullptr || IsValidValue(*row, item.value);
+}
+
+void StoreSetting(const ElementRow& row, Bytes value, std::span<uint8_t> record, size_t offset) {
+  const auto field = record.subspan(offset, row.maxSize);
+  if (row.form == ElementForm::Text) std::ranges::fill(field, uint8_t{0});
+  std::ranges::copy(value, field.begin());
+  if (row.form == ElementForm::List && ReadU32(field, 0) == kNoList) WriteU32(field, 0, 0);
+}
+
+template <class Record>
+std::span<uint8_t> BytesOf(Record& record) {
+  return {reinterpret_cast<uint8_t*>(&record), sizeof record};
+}
+
+void StoreSearchItem(const Item& item) {
+  const ElementRow* row = FindElement(item.elementClass, item.index);
+  if (row == nullptr || row->entryOffset == kNoOffset) return;
+  StoreSetting(*row, item.value, BytesOf(deviceTable.entries[deviceTable.count]), row->entryOffset);
+}
+
+void StoreConfigurationItem(const Item& item) {
+  const ElementRow* row = FindElement(item.elementClass, item.index);
+  if (row == nullptr || !row->isRead) return;
+  StoreSetting(*row, item.value, BytesOf(configurationData), row->configOffset);
+}
+
+void StoreCounter(const Item& item) {
+  if (!IsCounter(item)) return;
+  // The application reads the counters whenever it likes; each is one 32-bit store.
+  std::atomic_ref(testData.counters[item.index - kFirstCounterIndex])
+      .store(ReadU32(item.value, 0), std::memory_order_relaxed);
+}
+
+void StoreFileAccess(const Item& item, BodyMode mode) {
+  if (item.elementClass != wire::kFileAccessClass) return;
+  if (mode == BodyMode::RFAConnectReply) {
+    if (item.index == wire::kLastSectorIndex) sessionInfo.lastSector = ReadU32(item.value, 0);
+    if (item.index == wire::kSectorSizeIndex) sessionInfo.deviceSectorSize = ReadU32(item.value, 0);
+  } else if (item.index == wire::kDataIndex && mode == BodyMode::RFAReadDataReply) {
+    const auto buffer = ReadBuffer();
+    std::ranges::copy(item.value.first(std::min(item.value.size(), buffer.size())), buffer.begin());
+  } else if (item.index == wire::kDataIndex && mode == BodyMode::TransferData) {
+    std::ranges::copy(item.value, transferBuffer.data.begin());
+    transferBuffer.size = static_cast<uint16_t>(item.value.size());
+  }
+}
+
+void Store(const Item& item, BodyMode mode) {
+  switch (mode) {
+    case BodyMode::SearchReply:
+      return StoreSearchItem(item);
+    case BodyMode::GetConfigurationReply:
+      return StoreConfigurationItem(item);
+    case BodyMode::TestReport:
+      return StoreCounter(item);
+    case BodyMode::RFAConnectReply:
+    case BodyMode::RFAReadDataReply:
+    case BodyMode::TransferData:
+      return StoreFileAccess(item, mode);
+  }
+}
+
+bool IsWellFormed(Bytes body, BodyMode mode) {
+  Item item;
+  for (;;) {
+    const Walk walk = NextItem(body, item);
+    if (walk != Walk::Item) return walk == Walk::End;
+    if (!IsValid(item, mode)) return false;
+  }
+}
+
+}  // namespace
+
+bool ParseElements(Bytes body, BodyMode mode) {
+  if (!IsWellFormed(body, mode)) return false;
+  if (mode == BodyMode::SearchReply) deviceTable.entries[deviceTable.count] = {};
+  if (mode == BodyMode::TransferData) transferBuffer.size = 0;  // a packet without data carries none
+  Item item;
+  while (NextItem(body, item) == Walk::Item) Store(item, mode);
+  return true;
+}
+
+}  // namespace media_adapter
