@@ -1,0 +1,137 @@
+#include "fileops/receive_file.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include "fat/cluster_chain.h"
+#include "fat/volume.h"
+#include "fileops/receive_window.h"
+#include "platform/local_files.h"
+#include "protocol/exchange.h"
+#include "protocol/packet.h"
+#include "protocol/protocol_state.h"
+
+namespace media_adapter {
+namespace {
+
+constexpr uint32_t kPercent = 100;
+
+// Packet numbers do not wrap: what one stream can carry. The rest of a longer file is read sector by sector.
+constexpr uint32_t kMaxStreamed = wire::kMaxPacketNumber / wire::kPacketsPerBlock * wire::kBlockSize;
+constexpr uint32_t kStreamedSectors = kMaxStreamed / kSectorSize;
+
+// Writes what the last packet carries, as far as it belongs into the file. Bytes written, or none when they could not
+// be.
+std::optional<uint32_t> WritePacket(const ReceiveWindow& window, platform::LocalFile& file) {
+  const auto place = window.PlaceOf(transferBuffer.lastPacketNumber);
+  if (!place.isInWindow) return 0;
+  const uint32_t count = std::min<uint32_t>(place.room, transferBuffer.size);
+  const auto bytes = std::span(transferBuffer.data).first(count);
+  if (count != 0 && !(file.Seek(place.offset) && file.Write(bytes))) return std::nullopt;
+  return count;
+}
+
+// Takes packets until `streamed` bytes are there, the device reports a status, or the transfer timed out.
+StatusCode ReceiveStream(platform::LocalFile& file, uint32_t streamed, uint32_t size, const Progress& progress) {
+  ReceiveWindow window(SequenceCounter(), streamed);
+  protocolState.transferTimedOut = false;
+  while (protocolState.replyStatus == MEDIA_ADAPTER_OK) {
+    const auto written = WritePacket(window, file);
+    if (!written) return MEDIA_ADAPTER_INVALID_PATH;
+    for (const Acknowledgement& each : window.Accept(transferBuffer.lastPacketNumber, *written)) {
+      AcknowledgePacket(each.number, each.Missing(), sessionValues, each.label);
+    }
+    if (window.IsComplete()) return MEDIA_ADAPTER_OK;
+    progress.Set(window.Total(), size);
+    WaitForPacket();
+    if (protocolState.transferTimedOut) return MEDIA_ADAPTER_NO_RESPONSE;
+  }
+  return protocolState.replyStatus;
+}
+
+// The sectors of a file's chain, behind those that the stream brought.
+class ChainReader {
+ public:
+  explicit ChainReader(uint32_t firstCluster) : cluster_(firstCluster) {}
+
+  // Passes over `count` sectors without reading them.
+  StatusCode Skip(uint32_t count) {
+    StatusCode status = MEDIA_ADAPTER_OK;
+    inCluster_ = count % fatVolume.sectorsPerCluster;
+    for (uint32_t n = count / fatVolume.sectorsPerCluster; n > 0 && status == MEDIA_ADAPTER_OK; --n) status = Follow();
+    return status;
+  }
+
+  // Reads the next sectors into the working area, two where they lie together in a cluster. `count`: how many.
+  StatusCode Read(uint32_t& count) {
+    StatusCode status = MEDIA_ADAPTER_OK;
+    if (inCluster_ == fatVolume.sectorsPerCluster) {
+      inCluster_ = 0;
+      status = Follow();
+    }
+    if (status != MEDIA_ADAPTER_OK) return status;
+    count = std::min(kMaxSectorsPerRequest, fatVolume.sectorsPerCluster - inCluster_);
+    status = RFAReadData(ClusterToSector(cluster_) + inCluster_, count, sessionValues);
+    inCluster_ += count;
+    return status;
+  }
+
+ private:
+  // A chain that ends before its file does points nowhere.
+  StatusCode Follow() {
+    StatusCode status = MEDIA_ADAPTER_OK;
+    cluster_ = GetFatEntry(cluster_, EntryUse::Read, status);
+    if (status == MEDIA_ADAPTER_OK && (cluster_ == kEnd || cluster_ > LastCluster())) {
+      status = MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+    }
+    return status;
+  }
+
+  uint32_t cluster_;
+  uint32_t inCluster_ = 0;
+};
+
+StatusCode ReadRest(platform::LocalFile& file, uint32_t firstCluster, uint32_t size, const Progress& progress) {
+  ChainReader chain(firstCluster);
+  if (const StatusCode status = chain.Skip(kStreamedSectors); status != MEDIA_ADAPTER_OK) return status;
+  if (!file.Seek(kMaxStreamed)) return MEDIA_ADAPTER_INVALID_PATH;
+  for (uint32_t done = kMaxStreamed; done < size;) {
+    uint32_t sectors = 0;
+    if (const StatusCode status = chain.Read(sectors); status != MEDIA_ADAPTER_OK) return status;
+    const uint32_t count = std::min(sectors * kSectorSize, size - done);
+    if (!file.Write(WorkingPair().first(count))) return MEDIA_ADAPTER_INVALID_PATH;
+    done += count;
+    progress.Set(done, size);
+  }
+  return MEDIA_ADAPTER_OK;
+}
+
+StatusCode ReceiveContents(platform::LocalFile& file, uint32_t firstCluster, uint32_t size, const Progress& progress) {
+  const uint32_t cluster = firstCluster == 0 ? kFirstCluster : firstCluster;
+  if (cluster < kFirstCluster || cluster > LastCluster()) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  SetSequenceCounter(0);
+  StatusCode status = RFAStartTransfer(ClusterToSector(cluster), sessionValues);
+  if (status != MEDIA_ADAPTER_OK) return status;
+  status = ReceiveStream(file, std::min(size, kMaxStreamed), size, progress);
+  EndTransfer();
+  if (status == MEDIA_ADAPTER_OK && size > kMaxStreamed) status = ReadRest(file, cluster, size, progress);
+  progress.Set(kPercent);
+  return status;
+}
+
+}  // namespace
+
+void Progress::Set(uint32_t percent) const {
+  if (value_ != nullptr) std::atomic_ref(*value_).store(percent, std::memory_order_relaxed);
+}
+
+StatusCode ReceiveFile(const std::string& localPath, uint32_t firstCluster, uint32_t size, const Progress& progress) {
+  platform::LocalFile file;
+  if (!file.CreateForWriting(localPath)) return MEDIA_ADAPTER_INVALID_PATH;
+  if (firstCluster == kEnd || size == 0) return MEDIA_ADAPTER_OK;
+  const StatusCode status = ReceiveContents(file, firstCluster, size, progress);
+  const bool isKept = file.Close();
+  return status == MEDIA_ADAPTER_OK && !isKept ? StatusCode{MEDIA_ADAPTER_INVALID_PATH} : status;
+}
+
+}  // namespace media_adapter
