@@ -1,0 +1,15 @@
+// Bringing the library up when it is loaded and taking it down when it is unloaded. The load hook calls these; the
+// tests do it by hand.
+#pragma once
+
+namespace media_adapter {
+
+// Takes the host's hardware address, resets all state, starts the worker and opens the gate for the exports. Always
+// true: a library whose parts failed to start is loaded all the same, and its exports time out.
+bool StartLibrary();
+
+// Ends the worker (by the quit message; by force after 100 ms) and the calls that are still inside, and frees what the
+// requests left. No export may be called during and after it.
+void StopLibrary();
+
+}  // namespace media_adapter

@@ -1,0 +1,54 @@
+#include "worker/worker_thread.h"
+
+#include <memory>
+
+#include "api/request_gate.h"
+#include "api/request_record.h"
+#include "protocol/channel.h"
+#include "protocol/exchange.h"
+#include "protocol/reception.h"
+#include "worker/device_socket_setup.h"
+#include "worker/handlers.h"
+
+namespace media_adapter {
+namespace {
+
+using platform::Message;
+using platform::MessageQueue;
+
+void RunPostedRequest(const std::shared_ptr<void>& posted) {
+  RequestRecord& record = *std::static_pointer_cast<RequestRecord>(posted);
+  if (!BeginRequest(record)) return;
+  HandleRequest(record);
+  CompleteRequest(record);
+}
+
+void Dispatch(const Message& message) {
+  switch (message.kind) {
+    case Message::Kind::Request:
+      return RunPostedRequest(message.request);
+    case Message::Kind::Timer:
+      return OnTimer(message.timerId);
+    case Message::Kind::Datagram:
+      return OnReceive();
+  }
+}
+
+}  // namespace
+
+void PostRequest(std::shared_ptr<RequestRecord> record) { WorkerChannel().queue.PostRequest(std::move(record)); }
+
+void WorkerMain() {
+  Channel& channel = WorkerChannel();
+  if (CreateDeviceSocket(channel.deviceSocket, nullptr, true) != MEDIA_ADAPTER_OK) return;
+  channel.queue.Watch(&channel.deviceSocket);
+  SetWorkerReady(true);
+  for (Message message;
+       channel.queue.Take(message, MessageQueue::Accept::Everything) == MessageQueue::Taken::Message;) {
+    Dispatch(message);
+    message = {};  // a record lives no longer than its request
+  }
+  channel.deviceSocket.Close();
+}
+
+}  // namespace media_adapter
