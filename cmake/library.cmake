@@ -1,0 +1,74 @@
+# The library, in the layers of docs/architecture.md. Everything above the platform floor is compiled once and linked
+# into the shared library (with this system's floor) and into the tests (with a simulated one).
+
+# The wire format and the element table: no state, no I/O. The simulator and the command-line tool use them too.
+add_library(media_adapter_wire STATIC
+  protocol/element_table.cpp
+  protocol/md5.cpp
+  protocol/rc4.cpp)
+
+add_library(media_adapter_core OBJECT
+  api/exports.cpp
+  api/request_gate.cpp
+  api/result_blocks.cpp
+  api/status_table.cpp
+  worker/device_socket_setup.cpp
+  worker/handlers.cpp
+  worker/interface_change.cpp
+  worker/library.cpp
+  worker/volume_access.cpp
+  worker/worker_thread.cpp
+  fileops/delete_file.cpp
+  fileops/format_volume.cpp
+  fileops/make_directory.cpp
+  fileops/read_item.cpp
+  fileops/receive_file.cpp
+  fileops/receive_window.cpp
+  fileops/store_local_file.cpp
+  fat/cluster_chain.cpp
+  fat/device_path.cpp
+  fat/directory_listing.cpp
+  fat/directory_scan.cpp
+  fat/directory_sectors.cpp
+  fat/entry_creation.cpp
+  fat/path_lookup.cpp
+  fat/sector_buffers.cpp
+  fat/short_name.cpp
+  fat/volume.cpp
+  protocol/channel.cpp
+  protocol/config_elements.cpp
+  protocol/exchange.cpp
+  protocol/packet.cpp
+  protocol/parse_elements.cpp
+  protocol/protocol_state.cpp
+  protocol/reception.cpp
+  protocol/requests.cpp
+  protocol/sector_access.cpp
+  platform/message_queue.cpp)
+target_compile_definitions(media_adapter_core PRIVATE MEDIA_ADAPTER_BUILD)
+
+# The platform floor: one folder a system, sources of the same names.
+find_package(Threads REQUIRED)
+set(platform_folder platform/posix)
+add_library(media_adapter_local_files STATIC ${platform_folder}/local_files.cpp)
+add_library(media_adapter_platform STATIC
+  ${platform_folder}/adapters.cpp
+  ${platform_folder}/clock.cpp
+  ${platform_folder}/datagram_socket.cpp
+  ${platform_folder}/event.cpp
+  ${platform_folder}/notices.cpp
+  ${platform_folder}/thread.cpp
+  ${platform_folder}/waiter.cpp)
+target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Threads::Threads)
+
+add_library(mediaadapter SHARED worker/load_hook.cpp)
+target_link_libraries(mediaadapter PRIVATE media_adapter_core media_adapter_platform media_adapter_wire)
+target_include_directories(mediaadapter INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set_target_properties(mediaadapter PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  EXPORT_NAME MediaAdapter
+  LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+target_link_options(mediaadapter PRIVATE
+  LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map $<$<NOT:$<BOOL:${MEDIA_ADAPTER_SANITIZE}>>:LINKER:--no-undefined>)

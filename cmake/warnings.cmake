@@ -1,0 +1,8 @@
+# Every target of the project compiles with these; the headers of other libraries are exempt as system headers.
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+include_directories(${PROJECT_SOURCE_DIR})
+
+if(MEDIA_ADAPTER_SANITIZE)
+  add_compile_options(-fsanitize=${MEDIA_ADAPTER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${MEDIA_ADAPTER_SANITIZE})
+endif()
