@@ -1,1 +1,21 @@
-# install: header, library, CMake package, pkg-config file, tools and their man pages.
+# install: header, library, CMake package, pkg-config file, tools and their man pages, where a distribution expects them.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS mediaadapter EXPORT MediaAdapterTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES api/media_adapter.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/MediaAdapter)
+install(EXPORT MediaAdapterTargets NAMESPACE MediaAdapter:: DESTINATION ${package_folder})
+file(WRITE ${PROJECT_BINARY_DIR}/MediaAdapterConfig.cmake
+  "include(\"\${CMAKE_CURRENT_LIST_DIR}/MediaAdapterTargets.cmake\")\n")
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/MediaAdapterConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/MediaAdapterConfig.cmake ${PROJECT_BINARY_DIR}/MediaAdapterConfigVersion.cmake
+  DESTINATION ${package_folder})
+
+configure_file(cmake/media-adapter.pc.in media-adapter.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/media-adapter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(MEDIA_ADAPTER_TOOLS)
+  install(TARGETS media-adapter media-adapter-sim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES docs/man/media-adapter.1 docs/man/media-adapter-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()

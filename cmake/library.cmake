@@ -70,5 +70,7 @@ set_target_properties(mediaadapter PROPERTIES
   SOVERSION ${PROJECT_VERSION_MAJOR}
   EXPORT_NAME MediaAdapter
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
-target_link_options(mediaadapter PRIVATE
-  LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map $<$<NOT:$<BOOL:${MEDIA_ADAPTER_SANITIZE}>>:LINKER:--no-undefined>)
+target_link_options(mediaadapter PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+if(NOT MEDIA_ADAPTER_SANITIZE)
+  target_link_options(mediaadapter PRIVATE LINKER:--no-undefined)
+endif()

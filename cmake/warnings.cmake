@@ -6,3 +6,7 @@ if(MEDIA_ADAPTER_SANITIZE)
   add_compile_options(-fsanitize=${MEDIA_ADAPTER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${MEDIA_ADAPTER_SANITIZE})
 endif()
+
+if(MEDIA_ADAPTER_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,78 @@
+#include "bench/loopback_device.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+extern char** environ;  // NOLINT: POSIX declares it in no header
+
+namespace media_adapter::bench {
+namespace {
+
+void Run(const std::string& command) {
+  // The command is the benchmark's own, made of fixed words and a temporary folder's name.
+  if (std::system(command.c_str()) != 0) throw std::runtime_error("cannot run: " + command);  // NOLINT(cert-env33-c)
+}
+
+}  // namespace
+
+LoopbackDevice::LoopbackDevice(const std::filesystem::path& simulator) {
+  std::string name = (std::filesystem::temp_directory_path() / "media-adapter-bench-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
+  folder_ = name;
+  MakeVolume();
+  StartSimulator(simulator);
+}
+
+LoopbackDevice::~LoopbackDevice() {
+  if (process_ > 0) {
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+std::filesystem::path LoopbackDevice::MakeFile(const char* name, uint32_t size) const {
+  std::mt19937 random(size);
+  std::string content(size, '\0');
+  for (char& byte : content) byte = static_cast<char>(random());
+  const auto path = folder_ / name;
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+void LoopbackDevice::MakeVolume() const {
+  const std::string image = (folder_ / "volume.img").string();
+  Run("mkfs.fat -C -F 16 -s 8 -f 1 " + image + " 65536 >/dev/null");
+}
+
+void LoopbackDevice::StartSimulator(const std::filesystem::path& simulator) {
+  std::array<int, 2> ready{};
+  if (pipe2(ready.data(), O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, ready[1], STDOUT_FILENO);
+  std::string program = simulator.string();
+  std::string option = "--device";
+  std::string device = std::string(kDeviceAddress) + ",bench," + (folder_ / "volume.img").string();
+  std::array<char*, 4> arguments = {program.data(), option.data(), device.data(), nullptr};
+  const int failed = posix_spawn(&process_, program.c_str(), &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(ready[1]);
+  char first = 0;
+  const bool isReady = failed == 0 && read(ready[0], &first, 1) == 1;  // it says "ready", or ends
+  close(ready[0]);
+  if (!isReady) throw std::runtime_error("the simulator does not start: " + program);
+}
+
+}  // namespace media_adapter::bench

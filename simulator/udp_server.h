@@ -1,0 +1,101 @@
+// Devices on real UDP sockets: each on its own address, port 14001, and all of them behind one socket for broadcasts.
+// A thin shell around DeviceModel; it decides nothing that a device decides. Single-threaded; POSIX.
+//
+// Unless told otherwise it stays on the loopback network: it binds no other address and hears no other sender.
+#pragma once
+
+#include <array>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/device_model.h"
+#include "simulator/fault_layer.h"
+
+namespace media_adapter::simulator {
+
+struct ServerOptions {
+  FaultOptions faults;
+  bool isVerbose = false;
+  bool allowsAnyInterface = false;
+  std::string writeLogPath;  // empty: none
+};
+
+// An IPv4 UDP socket on the device port, or none.
+class DeviceSocket {
+ public:
+  DeviceSocket() = default;
+  ~DeviceSocket() { Close(); }
+  DeviceSocket(DeviceSocket&& other) noexcept : handle_(std::exchange(other.handle_, -1)) {}
+  DeviceSocket& operator=(DeviceSocket&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+
+  // isShared: other sockets may bind the same address, as every simulator does with the broadcast address.
+  bool Bind(const platform::Ipv4Address& address, bool isShared, std::string& error);
+  void Close();
+  bool IsOpen() const { return handle_ >= 0; }
+  int Handle() const { return handle_; }
+
+ private:
+  int handle_ = -1;
+};
+
+class UdpServer {
+ public:
+  explicit UdpServer(ServerOptions options);
+  ~UdpServer();
+  UdpServer(const UdpServer&) = delete;
+  UdpServer& operator=(const UdpServer&) = delete;
+
+  // Puts a device on its address. False with `error` in words for a user.
+  bool Add(std::unique_ptr<DeviceModel> model, std::string& error);
+  // Opens the broadcast socket and the write log, once all devices are there.
+  bool Open(std::string& error);
+  // Serves until `stop` is not 0. Signals are delivered under `waitMask` and only while it waits, so that none is
+  // missed. False with `error` when waiting or the write log failed.
+  bool Run(const volatile std::sig_atomic_t& stop, const sigset_t& waitMask, std::string& error);
+
+ private:
+  // Routes of datagrams: i is device i at its address, as many more the device at its former address; an arriving
+  // broadcast has the number of devices.
+  struct Device {
+    std::unique_ptr<DeviceModel> model;
+    DeviceSocket socket;
+    DeviceSocket formerSocket;        // at the address before, while a reply has to leave from there
+    platform::Ipv4Address address{};  // the one that was bound, or could not be
+  };
+
+  bool Bind(Device& device, std::string& error);
+  void Receive(size_t route, Time now);
+  void Deliver(size_t route, std::span<const uint8_t> datagram, const platform::Endpoint& sender, Time now);
+  void DeliverTo(size_t index, std::span<const uint8_t> datagram, const platform::Endpoint& sender, Time now);
+  void Send(size_t route, std::vector<Outgoing> outgoing, Time now);
+  void Transmit(size_t route, const platform::Endpoint& receiver, std::span<const uint8_t> datagram);
+  void RunTimers(Time now);
+  bool FollowAddress(Device& device);
+  void CloseFormerSocket(size_t index);
+  bool LogWrites(Device& device);
+  std::optional<Time> NextTime() const;
+  void Print(size_t route, const char* direction, const platform::Endpoint& peer, std::span<const uint8_t> datagram,
+             const char* remark) const;
+
+  ServerOptions options_;
+  std::vector<Device> devices_;
+  DeviceSocket broadcast_;
+  FaultLayer arriving_;
+  FaultLayer leaving_;
+  std::FILE* writeLog_ = nullptr;
+  bool hasLogFailed_ = false;
+  Time start_{};
+  std::array<uint8_t, 65536> buffer_{};  // no UDP datagram is longer
+};
+
+}  // namespace media_adapter::simulator

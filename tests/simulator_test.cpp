@@ -1,0 +1,340 @@
+// The simulated device on its own: what it drops and refuses, its settings, the sectors that it streams, and that its
+// stream arrives whole over a bad network without ever running ahead of the host.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "protocol/element_table.h"
+#include "protocol/little_endian.h"
+#include "protocol/md5.h"
+#include "protocol/rc4.h"
+#include "protocol/wire.h"
+#include "simulator/device_model.h"
+#include "simulator/fault_layer.h"
+
+namespace media_adapter::simulator {
+namespace {
+
+using namespace std::chrono_literals;
+using wire::Command;
+using Bytes = std::vector<uint8_t>;
+
+constexpr platform::MacAddress kMac = {2, 0, 127, 0, 0, 11};
+constexpr platform::Endpoint kHost = {{127, 0, 0, 1}, 5000};
+
+void AddItem(Bytes& body, uint8_t elementClass, uint8_t index, std::span<const uint8_t> value) {
+  std::ranges::copy(value, AppendItem(body, elementClass, index, value.size()).begin());
+}
+
+Bytes Sectors(uint32_t sector, std::optional<int> count = {}, const Bytes& data = {}) {
+  Bytes body;
+  AppendNumber(body, wire::kFileAccessClass, wire::kSectorIndex, sector);
+  if (count) AddItem(body, 16, wire::kSectorCountIndex, Bytes{uint8_t(*count), 0});
+  if (!data.empty()) AddItem(body, 16, wire::kDataIndex, data);
+  return body;
+}
+
+std::span<const uint8_t> BodyOf(const Bytes& datagram) { return std::span(datagram).subspan(wire::kHeaderSize); }
+
+// Counts a reply's items, all of which must hold what a host accepts.
+size_t CheckItems(const Bytes& reply) {
+  Item item;
+  size_t items = 0;
+  for (ItemReader reader{BodyOf(reply)}; reader.Next(item); ++items) {
+    EXPECT_TRUE(IsValidValue(*FindElement(item.elementClass, item.index), item.value));
+  }
+  return items;
+}
+
+// A device and a host that builds its requests.
+struct Pair {
+  explicit Pair(Bytes disk = Bytes(64 * 1024))
+      : device({{127, 0, 0, 11}, kMac, "player", "secret"}, std::make_unique<MemoryStorage>(std::move(disk))) {}
+
+  Bytes Build(Command command, const Bytes& body = {}, std::optional<uint16_t> sequence = {}) {
+    const uint16_t number = sequence.value_or(counter++);
+    const Bytes input = {'s', 'e', 'c', 'r', 'e', 't', uint8_t(number), uint8_t(number >> 8 & 0x3F)};
+    Bytes datagram = BeginDatagram(uint8_t(command), number, {1, 2, 3, 4, 5, 6}, kMac, 0);
+    datagram[wire::kSenderOffset] = wire::kHostSender;
+    std::ranges::copy(Md5(input), datagram.begin() + wire::kDigestOffset);
+    datagram.insert(datagram.end(), body.begin(), body.end());
+    FinishDatagram(datagram, DeviceStatus::Success);
+    return datagram;
+  }
+  std::vector<Outgoing> Give(const Bytes& datagram) { return device.OnDatagram(datagram, kHost, now); }
+  Bytes Ask(Command command, const Bytes& body = {}) {
+    const auto out = Give(Build(command, body));
+    return out.size() == 1 ? out[0].bytes : Bytes(wire::kHeaderSize);
+  }
+  uint32_t StatusOf(Command command, const Bytes& body = {}) {
+    const Bytes reply = Ask(command, body);
+    EXPECT_EQ(reply[wire::kCommandOffset], uint8_t(command) + 1);
+    return ReadU32(reply, wire::kStatusOffset);
+  }
+  std::vector<Outgoing> Acknowledge(uint16_t number) {
+    return Give(Build(Command::TransferAcknowledgement, {}, number));
+  }
+  Bytes& Disk() { return static_cast<MemoryStorage&>(device.Disk()).Bytes(); }
+
+  DeviceModel device;
+  uint16_t counter = 0;
+  Time now{};
+};
+
+// A disk whose every sector is different.
+Bytes NumberedDisk(size_t sectors) {
+  Bytes disk(sectors * kSectorSize);
+  for (size_t i = 0; i < disk.size(); ++i) disk[i] = uint8_t(i * 31 + i / kSectorSize * 7 + i / 65536);
+  return disk;
+}
+
+TEST(SimulatedDevice, DropsWhatIsNotForItAndAnswersTheRest) {
+  Pair pair;
+  const Bytes good = pair.Build(Command::RFAConnect, {}, uint16_t{0x4007});
+  for (const size_t damaged : {wire::kMagicOffset, wire::kCommandOffset, wire::kFormatOffset, wire::kSenderOffset,
+                               wire::kLengthOffset, wire::kDestinationMacOffset}) {
+    Bytes bad = good;
+    bad[damaged] = 99;
+    EXPECT_TRUE(pair.Give(bad).empty()) << damaged;
+    EXPECT_NE(pair.device.DropReason(), nullptr);
+  }
+  EXPECT_TRUE(pair.Give(Bytes(good.begin(), good.end() - 1)).empty());
+
+  const Bytes reply = pair.Give(good).at(0).bytes;
+  EXPECT_EQ(pair.device.DropReason(), nullptr);
+  EXPECT_EQ(ReadU16(reply, wire::kSequenceOffset), 0x4007);
+  EXPECT_TRUE(std::ranges::equal(kMac, std::span(reply).subspan(wire::kSourceMacOffset, 6)));
+  EXPECT_EQ(pair.Give(good).at(0).bytes, reply) << "a retransmission is answered again";
+
+  for (const Command command : {Command::RFAConnect, Command::RFAStartTransfer}) {
+    Bytes wrong = pair.Build(command, {}, uint16_t{1});  // a transfer is refused by its first packet
+    wrong[wire::kDigestOffset] ^= 1;
+    const Bytes refusal = pair.Give(wrong).at(0).bytes;
+    EXPECT_EQ(refusal[wire::kCommandOffset], uint8_t(command) + 1);
+    EXPECT_EQ(ReadU16(refusal, wire::kSequenceOffset), 1);
+    EXPECT_EQ(ReadU32(refusal, wire::kStatusOffset), 3u);
+  }
+  Bytes search = pair.Build(Command::Search);
+  search[wire::kDigestOffset] ^= 1;
+  std::ranges::fill(std::span(search).subspan(wire::kDestinationMacOffset, 6), uint8_t{0xFF});
+  const Bytes found = pair.Give(search)[0].bytes;
+  EXPECT_EQ(ReadU32(found, wire::kStatusOffset), 0u);
+  EXPECT_EQ(CheckItems(found), 9u);
+}
+
+TEST(SimulatedDevice, ChecksEveryFileAccess) {
+  Pair pair;
+  const Bytes two(1024, 0xA5);
+  EXPECT_EQ(pair.StatusOf(Command::RFAReadData, Sectors(0, 1)), 7u);
+  pair.device.Faults().busyReplies = 1;
+  EXPECT_EQ(pair.StatusOf(Command::RFAConnect), 5u);
+  EXPECT_EQ(pair.StatusOf(Command::RFAConnect), 0u);
+  const std::vector<std::pair<Bytes, uint32_t>> reads = {{Sectors(126, 2), 0},        {Sectors(127, 2), 8},
+                                                         {Sectors(0xFFFFFFFF, 2), 8}, {Sectors(0, 3), 8},
+                                                         {{16, 1, 2, 0, 0, 0}, 1},    {Sectors(0), 8}};
+  for (const auto& [body, status] : reads) EXPECT_EQ(pair.StatusOf(Command::RFAReadData, body), status);
+  EXPECT_EQ(pair.StatusOf(Command::RFAWriteData, Sectors(5, 1, two)), 1u);
+  EXPECT_TRUE(pair.device.WriteLog().empty());
+  EXPECT_EQ(pair.StatusOf(Command::RFAWriteData, Sectors(5, 2, two)), 0u);
+  EXPECT_EQ(pair.device.WriteLog(), (std::vector<DeviceModel::Write>{{5, 2}}));
+  EXPECT_TRUE(std::ranges::equal(two, BodyOf(pair.Ask(Command::RFAReadData, Sectors(5, 2))).subspan(4)));
+}
+
+TEST(SimulatedDevice, StoresSettingsOnlyWhenAllAreGood) {
+  Pair pair;
+  DeviceSettingsStore& settings = pair.device.Settings();
+  Bytes body, ids;
+  std::vector<std::pair<const ElementRow*, Bytes>> wanted;
+  for (const ElementRow& row : ElementTable()) {
+    const auto field = settings.Field(row.elementClass, row.index);
+    if (!row.isWritten || row.configOffset == 36) continue;
+    Bytes value(row.maxSize, 1);
+    if (row.form == ElementForm::List) value = {2, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    if (row.form == ElementForm::Number && !IsValidValue(row, value)) value.assign(field.begin(), field.end());
+    wanted.push_back({&row, value});
+    const bool isSecret = row.form == ElementForm::Secret;
+    if (isSecret) Rc4(Bytes{'s', 'e', 'c', 'r', 'e', 't'}, value);
+    AddItem(body, row.elementClass, row.index, value);
+    if (!isSecret) ids.insert(ids.end(), {row.elementClass, row.index});
+  }
+  const Bytes before(settings.Image().begin(), settings.Image().end());
+  Bytes spoilt = body;
+  AddItem(spoilt, 8, 1, Bytes{15});
+  const std::vector<std::pair<Bytes, uint32_t>> refused = {{spoilt, 2},              // a good body and one bad value
+                                                           {{8, 1, 2, 0, 1, 1}, 1},  // size
+                                                           {{0, 2, 1, 0, 'n'}, 2},   // not to be written
+                                                           {{8, 1, 1, 0, 3, 8, 1, 9, 0}, 8},  // past the end
+                                                           {{10, 0, 4, 0, 33, 0, 0, 0}, 2},   // too long a list
+                                                           {{10, 0, 4, 0, 1, 0, 0, 0}, 1},  // a list without its entry
+                                                           {{1, 0, 4, 0, 255, 255, 255, 255}, 2}};  // nobody's address
+  for (const auto& [bad, status] : refused) EXPECT_EQ(pair.StatusOf(Command::SetConfiguration, bad), status);
+  EXPECT_TRUE(std::ranges::equal(before, settings.Image()));
+
+  EXPECT_EQ(pair.StatusOf(Command::SetConfiguration, body), 0u);
+  for (const auto& [row, value] : wanted) {
+    EXPECT_TRUE(std::ranges::equal(value, settings.Field(row->elementClass, row->index).first(value.size())))
+        << int{row->elementClass} << '.' << int{row->index};
+  }
+  EXPECT_EQ(CheckItems(pair.Ask(Command::GetConfiguration, ids)) * 2, ids.size());
+  for (const Bytes& unknown : {Bytes{9, 3}, Bytes{1, 6}}) {
+    EXPECT_EQ(pair.StatusOf(Command::GetConfiguration, unknown), 2u);
+  }
+  EXPECT_EQ(pair.StatusOf(Command::SetConfiguration, {1, 0, 4, 0, 127, 0, 0, 21}), 0u);
+  EXPECT_EQ(pair.device.Identity().address, (platform::Ipv4Address{127, 0, 0, 21}));
+}
+
+// A FAT16 volume of one-sector clusters at sector `start`, behind a partition table unless that is 0.
+Bytes ForgeVolume(uint32_t start, uint8_t sectorsPerCluster, const std::map<uint32_t, uint16_t>& links) {
+  const uint32_t clusters = 5000, fatSectors = 20, reserved = 2, rootSectors = 2;
+  const uint32_t total = reserved + fatSectors + rootSectors + clusters * sectorsPerCluster;
+  Bytes disk = NumberedDisk(start + total + 3);
+  const auto sector = [&](uint32_t number) { return std::span(disk).subspan(number * kSectorSize, kSectorSize); };
+  for (const uint32_t number : {0u, start}) {
+    std::ranges::fill(sector(number), uint8_t{0});
+    WriteU16(sector(number), 510, 0xAA55);
+  }
+  if (start != 0) WriteU32(sector(0), 454, start);
+  const auto boot = sector(start);
+  boot[13] = sectorsPerCluster;
+  boot[16] = 1;
+  for (const auto& [offset, value] : {std::pair{14u, reserved}, {17u, rootSectors * 16}, {22u, fatSectors}}) {
+    WriteU16(boot, offset, uint16_t(value));
+  }
+  WriteU32(boot, 32, total);
+  for (const auto& [cluster, next] : links) {
+    WriteU16(sector(start + reserved + cluster / 256), cluster % 256 * 2, next);
+  }
+  return disk;
+}
+
+std::vector<uint32_t> ChainOf(Bytes disk, uint32_t startSector) {
+  MemoryStorage storage(std::move(disk));
+  FatChain chain(storage, startSector);
+  std::vector<uint32_t> sectors;
+  for (auto run = chain.Next(8); run && run->count != 0 && sectors.size() < 20000; run = chain.Next(8)) {
+    for (uint32_t i = 0; i < run->count; ++i) sectors.push_back(run->sector + i);
+  }
+  return sectors;
+}
+
+TEST(FatChain, FollowsTheVolumeAndNothingElse) {
+  using List = std::vector<uint32_t>;
+  const std::map<uint32_t, uint16_t> links = {{2, 3},   {3, 4},   {4, 700},     {700, 5}, {5, 0xFFF8}, {9, 5002},
+                                              {10, 11}, {11, 10}, {12, 0xFFF7}, {13, 0},  {14, 1},     {5001, 0xFFFF}};
+  for (const uint32_t start : {0u, 63u}) {
+    const uint32_t data = start + 24;
+    const Bytes disk = ForgeVolume(start, 1, links);
+    EXPECT_EQ(ChainOf(disk, data), (List{data, data + 1, data + 2, data + 698, data + 3}));
+    for (const uint32_t alone : {9u, 12u, 13u, 14u, 5001u}) EXPECT_EQ(ChainOf(disk, data + alone - 2).size(), 1u);
+    EXPECT_EQ(ChainOf(disk, data + 8).size(), 5000u) << "a loop ends";
+    EXPECT_EQ(ChainOf(disk, data - 1).size(), disk.size() / kSectorSize - data + 1) << "no data area: to the end";
+    EXPECT_EQ(ChainOf(disk, data + 5000), (List{data + 5000, data + 5001, data + 5002}));
+  }
+  const Bytes disk = ForgeVolume(63, 4, {{2, 4}, {4, 0xFFFF}});
+  EXPECT_EQ(ChainOf(disk, 63 + 24 + 2), (List{89, 90, 95, 96, 97, 98})) << "from within a cluster";
+}
+
+// Streams a whole disk through a bad network in both directions to a host that only ever says up to which group it has
+// everything, and watches the window at the device.
+void StreamOverBadNetwork(uint64_t seed, size_t sectors) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Pair pair(NumberedDisk(sectors));
+  pair.Ask(Command::RFAConnect);
+  FaultLayer toDevice({.loss = 0.1, .duplicate = 0.1, .reorder = 0.1, .delay = 3ms, .seed = seed});
+  FaultLayer toHost({.loss = 0.1, .duplicate = 0.1, .reorder = 0.1, .delay = 2ms, .seed = ~seed});
+  Bytes received(pair.Disk().size());
+  std::set<uint32_t> missing;
+  for (uint32_t n = 1; n <= sectors / 8 * 3 + (sectors % 8 * 512 + 1399) / 1400; ++n) missing.insert(n);
+  uint32_t acknowledged = 0;
+  const auto send = [&](std::vector<Outgoing> packets) {
+    for (Outgoing& packet : packets) {
+      EXPECT_LE(ReadU16(packet.bytes, wire::kSequenceOffset), acknowledged + 6);
+      toHost.Enter({std::move(packet.bytes), kHost, 0}, pair.now);
+    }
+  };
+  send(pair.Give(pair.Build(Command::RFAStartTransfer, Sectors(0))));
+  while (!missing.empty() && pair.now < 2min) {
+    while (const auto packet = toHost.Leave(pair.now)) {
+      const uint32_t number = ReadU16(packet->bytes, wire::kSequenceOffset);
+      std::ranges::copy(BodyOf(packet->bytes).subspan(4),
+                        received.begin() + (number - 1) / 3 * 4096 + (number - 1) % 3 * 1400);
+      missing.erase(number);
+      const uint32_t whole = missing.empty() ? number : (*missing.begin() - 1) / 3 * 3;
+      toDevice.Enter({pair.Build(Command::TransferAcknowledgement, {}, uint16_t(whole)), kHost, 0}, pair.now);
+    }
+    while (const auto datagram = toDevice.Leave(pair.now)) {
+      acknowledged = std::max<uint32_t>(acknowledged, ReadU16(datagram->bytes, wire::kSequenceOffset));
+      send(pair.Give(datagram->bytes));
+    }
+    send(pair.device.OnTime(pair.now));
+    std::optional<Time> next;
+    for (const auto& time : {toDevice.NextTime(), toHost.NextTime(), pair.device.NextTime()}) {
+      if (time && (!next || *time < *next)) next = time;
+    }
+    pair.now = std::max(pair.now, next.value_or(2min));
+  }
+  EXPECT_TRUE(received == pair.Disk());
+}
+
+TEST(FileStream, ArrivesWholeOverABadNetworkWithinItsWindow) {
+  for (uint64_t seed = 1; seed <= 60; ++seed) StreamOverBadNetwork(seed, 1 + seed * 7);
+}
+
+TEST(FileStream, StartsAgainAndEndsAsTheHostSays) {
+  Pair pair(NumberedDisk(80));
+  const Bytes connect = pair.Build(Command::RFAConnect), start = pair.Build(Command::RFAStartTransfer, Sectors(0));
+  const auto firstNumber = [](const auto& out) { return ReadU16(out.at(0).bytes, wire::kSequenceOffset); };
+  pair.Give(connect);
+  EXPECT_EQ(firstNumber(pair.Give(start)), 1);
+  EXPECT_EQ(firstNumber(pair.Acknowledge(3)), 7);
+  const auto again = pair.Give(pair.Build(Command::TransferAcknowledgement, {16, 6, 4, 0, 5, 0, 9, 0}, uint16_t{6}));
+  ASSERT_EQ(again.size(), 2u) << "what the host asks for, and nothing else";
+  EXPECT_EQ(firstNumber(again), 5);
+  EXPECT_TRUE(pair.Acknowledge(3).empty()) << "a repeated acknowledgement moves nothing";
+  EXPECT_TRUE(pair.Acknowledge(12).empty()) << "nor does one of packets that were never sent";
+  EXPECT_EQ(firstNumber(pair.Give(start)), 1);
+  EXPECT_EQ(firstNumber(pair.Acknowledge(9)), 10) << "the host was further than the new start";
+  pair.Give(connect);
+  EXPECT_TRUE(pair.device.NextTime()) << "a late duplicate does not end the stream";
+  pair.Ask(Command::RFAConnect);
+  EXPECT_FALSE(pair.device.NextTime());
+  EXPECT_TRUE(pair.Acknowledge(12).empty());
+
+  pair.Give(start);
+  size_t repeats = 0;
+  while (const auto next = pair.device.NextTime()) repeats += pair.device.OnTime(pair.now = *next).size();
+  EXPECT_EQ(repeats, 6u * pair.device.Faults().repeatLimit);
+}
+
+TEST(FileStream, SaysWhenTheStorageFails) {
+  Pair pair(NumberedDisk(80));
+  pair.Ask(Command::RFAConnect);
+  pair.Give(pair.Build(Command::RFAStartTransfer, Sectors(0)));
+  pair.Disk().resize(20 * kSectorSize);
+  const auto out = pair.Acknowledge(3);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(ReadU32(out[0].bytes, wire::kStatusOffset), 49u);
+  EXPECT_EQ(ReadU16(out[0].bytes, wire::kSequenceOffset), 7);
+}
+
+TEST(FileStorage, KeepsWritesAndIsUsedOnce) {
+  const std::string path = testing::TempDir() + "simulator_storage.img";
+  std::ofstream(path) << std::string(2048, 'a');
+  std::string error;
+  const auto storage = FileStorage::Open(path, error);
+  ASSERT_NE(storage, nullptr) << error;
+  EXPECT_EQ(FileStorage::Open(path, error), nullptr);
+  EXPECT_TRUE(storage->Write(3, Bytes(512, 'b')));
+  EXPECT_FALSE(storage->Write(3, Bytes(1024, 'c')));
+  std::ifstream file(path);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), std::string(1536, 'a') + std::string(512, 'b'));
+  std::remove(path.c_str());
+}
+
+}  // namespace
+}  // namespace media_adapter::simulator
