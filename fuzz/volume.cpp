@@ -2,10 +2,11 @@
 // clusters of a volume; then every file operation runs on it. Nothing may be written before the volume's FAT or behind
 // its last sector.
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
 #include <unordered_map>
 
 #include "fuzz/fuzz_platform.h"
@@ -78,18 +79,28 @@ RequestRecord Request(RequestId id, const char* devicePath, const std::string& l
   return record;
 }
 
-std::filesystem::path WorkFolder() {
-  static const auto folder = [] {
+// A local folder with one file to copy, for as long as the program runs.
+class WorkFolder {
+ public:
+  WorkFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "media-adapter-fuzz-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) std::abort();
-    std::FILE* file = std::fopen((name + "/A long name.txt").c_str(), "wb");
-    std::fputs("some bytes", file);
-    std::fclose(file);
-    std::atexit([] { std::filesystem::remove_all(WorkFolder()); });
-    return std::filesystem::path(name);
-  }();
-  return folder;
-}
+    path_ = name;
+    std::ofstream(File()) << "some bytes";
+  }
+  ~WorkFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
+
+  std::string Path() const { return path_; }
+  std::string File() const { return path_ + "/A long name.txt"; }
+
+ private:
+  std::string path_;
+};
 
 void RunInput(std::span<const uint8_t> bytes) {
   Input input(bytes);
@@ -107,8 +118,9 @@ void RunInput(std::span<const uint8_t> bytes) {
   network.onTime = [&](std::chrono::nanoseconds now) {
     if (device.NextTime()) take(device.OnTime(std::max(now, *device.NextTime())));
   };
-  const std::string folder = WorkFolder().string();
-  const std::string file = folder + "/A long name.txt";
+  static const WorkFolder workFolder;
+  const std::string folder = workFolder.Path();
+  const std::string file = workFolder.File();
   Run(Request(RequestId::RFAReadData, "\\", folder));
   Run(Request(RequestId::RFAReadData, "\\A", folder));
   Run(Request(RequestId::RFAReadData, "\\A\\B", folder));
