@@ -17,6 +17,7 @@ constexpr milliseconds kReadyStep{50};
 constexpr int kReadySteps = 199;
 constexpr milliseconds kCompletionTimeout{60000};
 constexpr milliseconds kLeaveStep{1};
+constexpr milliseconds kReturnTime{20};  // for a caller that has only its return left
 
 struct Gate {
   std::mutex libraryLock;  // one request at a time
@@ -112,7 +113,7 @@ void CloseGate(milliseconds timeout) {
   const bool hadCallers = gate.callers != 0;
   const auto deadline = platform::MonotonicNow() + timeout;
   while (gate.callers != 0 && platform::MonotonicNow() < deadline) platform::Sleep(kLeaveStep);
-  if (hadCallers) platform::Sleep(kLeaveStep);  // the last of them has only its return left
+  if (hadCallers) platform::Sleep(kReturnTime);
 }
 
 }  // namespace media_adapter

@@ -52,6 +52,8 @@ void Check(uint32_t status, const char* what) {
 // Keeps every repetition's time an iteration, and prints what the usual console shows.
 class MedianReporter : public benchmark::ConsoleReporter {
  public:
+  MedianReporter() : ConsoleReporter(OO_Tabular) {}  // without colours, which would stain the ratio lines
+
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration) times_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,7 +16,7 @@ namespace media_adapter::platform {
 class LocalFile {
  public:
   LocalFile() = default;
-  ~LocalFile() { Close(); }
+  ~LocalFile();
   LocalFile(const LocalFile&) = delete;
   LocalFile& operator=(const LocalFile&) = delete;
 
@@ -32,7 +33,11 @@ class LocalFile {
   bool Close();
 
  private:
+  bool Adopt(std::FILE* stream);
+
   std::FILE* stream_ = nullptr;
+  std::unique_ptr<char[]> buffer_;  // of the stream
+  uint64_t position_ = 0;           // the stream's; asking it would cost a call to the system
 };
 
 // A file as its directory shows it.

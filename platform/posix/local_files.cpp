@@ -39,11 +39,7 @@ std::FILE* OpenRegular(const std::string& path, int flags, const char* mode) {
       ((flags & O_ACCMODE) == O_RDONLY || ftruncate(handle, 0) == 0)) {
     stream = fdopen(handle, mode);
   }
-  if (stream == nullptr) {
-    close(handle);
-    return nullptr;
-  }
-  setvbuf(stream, nullptr, _IOFBF, kBufferSize);
+  if (stream == nullptr) close(handle);
   return stream;
 }
 
@@ -54,18 +50,30 @@ std::string LastComponent(const std::string& path) {
 
 }  // namespace
 
+// Not interruptible: a thread must not be ended inside a destructor.
+LocalFile::~LocalFile() {
+  if (stream_ != nullptr) std::fclose(stream_);
+}
+
+bool LocalFile::Adopt(std::FILE* stream) {
+  stream_ = stream;
+  position_ = 0;
+  if (stream == nullptr) return false;
+  buffer_ = std::make_unique<char[]>(kBufferSize);
+  setvbuf(stream, buffer_.get(), _IOFBF, kBufferSize);
+  return true;
+}
+
 bool LocalFile::OpenForReading(const std::string& path) {
   Close();
   const Interruptible interruptible;
-  stream_ = OpenRegular(path, O_RDONLY, "rb");
-  return stream_ != nullptr;
+  return Adopt(OpenRegular(path, O_RDONLY, "rb"));
 }
 
 bool LocalFile::CreateForWriting(const std::string& path) {
   Close();
   const Interruptible interruptible;
-  stream_ = OpenRegular(path, O_WRONLY | O_CREAT, "wb");
-  return stream_ != nullptr;
+  return Adopt(OpenRegular(path, O_WRONLY | O_CREAT, "wb"));
 }
 
 std::optional<uint64_t> LocalFile::Size() {
@@ -76,16 +84,18 @@ std::optional<uint64_t> LocalFile::Size() {
 
 bool LocalFile::Seek(uint64_t offset) {
   if (stream_ == nullptr) return false;
-  const auto wanted = static_cast<off_t>(offset);
-  if (ftello(stream_) == wanted) return true;  // a seek would flush the buffer
+  if (position_ == offset) return true;  // a seek would empty the buffer
   const Interruptible interruptible;
-  return fseeko(stream_, wanted, SEEK_SET) == 0;
+  if (fseeko(stream_, static_cast<off_t>(offset), SEEK_SET) != 0) return false;
+  position_ = offset;
+  return true;
 }
 
 int64_t LocalFile::Read(std::span<uint8_t> buffer) {
   if (stream_ == nullptr) return -1;
   const Interruptible interruptible;
   const size_t count = std::fread(buffer.data(), 1, buffer.size(), stream_);
+  position_ += count;
   if (count < buffer.size() && std::ferror(stream_) != 0) return -1;
   return static_cast<int64_t>(count);
 }
@@ -93,7 +103,9 @@ int64_t LocalFile::Read(std::span<uint8_t> buffer) {
 bool LocalFile::Write(std::span<const uint8_t> bytes) {
   if (stream_ == nullptr) return false;
   const Interruptible interruptible;
-  return std::fwrite(bytes.data(), 1, bytes.size(), stream_) == bytes.size();
+  const size_t count = std::fwrite(bytes.data(), 1, bytes.size(), stream_);
+  position_ += count;
+  return count == bytes.size();
 }
 
 bool LocalFile::Close() {

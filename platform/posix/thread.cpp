@@ -3,6 +3,7 @@
 #include "platform/thread.h"
 
 #include <pthread.h>
+#include <signal.h>
 #include <sys/resource.h>
 
 #include <condition_variable>
@@ -39,6 +40,9 @@ struct Thread::Impl {
       ~EndMark() { impl.MarkEnded(); }
     } mark{**self};
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);  // the application's signals are for its own threads
     setpriority(PRIO_PROCESS, 0, kRaisedPriority);  // this thread alone on Linux; without the right, it stays as it is
     (*self)->entry();
     return nullptr;
