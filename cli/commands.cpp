@@ -1,0 +1,115 @@
+#include "cli/commands.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "cli/text.h"
+#include "cli/words.h"
+
+namespace media_adapter::cli {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"search", "List the devices on the network", DescribeSearch},
+    {"ls", "List a folder of the device", DescribeList},
+    {"get", "Copy files and folders from the device", DescribeGet},
+    {"put", "Copy files and folders to the device", DescribePut},
+    {"mkdir", "Create folders on the device", DescribeMakeFolder},
+    {"rm", "Delete files on the device", DescribeRemove},
+    {"format", "Delete everything on the device's volume", DescribeFormat},
+    {"config", "Read, change, save and load the device's settings", DescribeConfig},
+    {"ip", "Give the device another IP address", DescribeIp},
+    {"test", "Start the device's test and show its counters", DescribeTest},
+    {"connect", "Open access to the device's storage", DescribeConnect},
+    {"disconnect", "Close access to the device's storage", DescribeDisconnect},
+    {"device", "Show or choose the device that commands work on", DescribeDeviceCommand},
+    {"cd", "Change the current folder of the device", DescribeChangeFolder},
+    {"pwd", "Print the current folder of the device", DescribePrintFolder},
+    {"shell", "Read commands interactively", DescribeShell},
+    {"help", "Describe the commands, or one of them", DescribeHelp},
+    {"exit", "Leave the script or the shell", DescribeExit},
+};
+
+// The parser takes "[a,b]" for a list and "++" for the end of a command, but both may be file names. No argument can
+// hold a zero byte, so one at the end guards such words on their way through.
+void Guard(std::string& word) {
+  if (word == "++" || (word.starts_with('[') && word.ends_with(']'))) word += '\0';
+}
+
+// The command that the arguments name: "config set".
+std::string UsedCommand(const CLI::App& parser) {
+  std::string names;
+  for (const CLI::App* app = &parser; !app->get_subcommands().empty();) {
+    app = app->get_subcommands().front();
+    names += (names.empty() ? "" : " ") + app->get_name();
+  }
+  return names;
+}
+
+// A line as a parsed command: an action that is empty when there is nothing to do, or none and an exit code.
+struct ParsedLine {
+  explicit ParsedLine(std::string_view line, Context& context) {
+    const std::optional<std::vector<std::string>> words = SplitWords(line);
+    if (!words || line.find('\0') != std::string_view::npos) {
+      context.output.Error(words ? "a zero byte in a command" : "a quotation is not closed");
+      code = kUsage;
+      return;
+    }
+    if (words->empty() || words->front().starts_with('#')) return;
+    AddCommands(parser, context, action);
+    Parse(parser, *words, context.output, code);
+  }
+
+  CLI::App parser{"", ""};
+  Action action;
+  int code = kSuccess;
+};
+
+}  // namespace
+
+std::span<const Command> CommandTable() { return kCommands; }
+
+void AddCommands(CLI::App& parser, Context& context, Action& action) {
+  parser.require_subcommand(0, 1);
+  parser.allow_windows_style_options(false);
+  parser.get_formatter()->label("SUBCOMMAND", "COMMAND [ARGUMENT...]");
+  for (const Command& command : kCommands) {
+    CLI::App* const sub = parser.add_subcommand(command.name, command.summary);
+    sub->fallthrough()->group("Commands")->footer("");
+    command.describe(*sub, context, action);
+  }
+}
+
+bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code) {
+  std::ranges::for_each(arguments, Guard);
+  std::ranges::reverse(arguments);
+  try {
+    parser.parse(std::move(arguments));
+    return true;
+  } catch (const CLI::Success& help) {
+    code = kSuccess;
+    parser.exit(help);
+  } catch (const CLI::ParseError& error) {
+    code = kUsage;
+    const std::string command = UsedCommand(parser);
+    const bool isLine = parser.get_name().empty();
+    output.Error((command.empty() ? "" : command + ": ") + Escape(error.what()) + "; see \"" +
+                 (isLine ? "" : parser.get_name() + " ") + "help" + (command.empty() ? "" : " " + command) + "\"");
+  }
+  return false;
+}
+
+int RunLine(std::string_view line, Context& context) {
+  const ParsedLine parsed(line, context);
+  return parsed.action ? parsed.action() : parsed.code;
+}
+
+bool CheckLine(std::string_view line, Context& context) { return ParsedLine(line, context).code == kSuccess; }
+
+std::vector<std::string> Arguments(const CLI::Option& option) {
+  std::vector<std::string> arguments = option.results();
+  for (std::string& argument : arguments) argument.resize(argument.find_last_not_of('\0') + 1);
+  return arguments;
+}
+
+}  // namespace media_adapter::cli

@@ -1,0 +1,110 @@
+#include "cli/completion.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "cli/file_commands.h"
+#include "cli/text.h"
+#include "cli/words.h"
+
+namespace media_adapter::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<std::string_view, 6> kPathCommands = {"ls", "get", "put", "mkdir", "rm", "cd"};
+
+char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         std::ranges::equal(text.substr(0, prefix.size()), prefix, {}, LowerCase, LowerCase);
+}
+
+std::vector<std::string> CommandNames() {
+  std::vector<std::string> names;
+  for (const Command& command : CommandTable()) names.emplace_back(command.name);
+  return names;
+}
+
+// Names of the folder that a word points into; folders end in "/".
+std::vector<std::string> DeviceNames(std::string_view folder, Context& context) {
+  std::vector<std::string> names;
+  if (context.session.Device() == nullptr) return names;
+  for (const ListingEntry& entry : context.session.List(context.session.Resolve(folder)).entries) {
+    if (!IsDotEntry(entry)) names.push_back(EntryName(entry) + (IsFolder(entry) ? "/" : ""));
+  }
+  return names;
+}
+
+std::vector<std::string> LocalNames(std::string_view folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  const fs::path path = folder.empty() ? fs::path(".") : fs::path(folder);
+  for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code unknown;
+    names.push_back(entry->path().filename().string() + (entry->is_directory(unknown) ? "/" : ""));
+  }
+  return names;
+}
+
+// Names that can stand in a line and are safe to show while they are edited.
+bool CanBeTyped(const std::string& name) {
+  const bool hasBothQuotes = name.find('"') != std::string::npos && name.find('\'') != std::string::npos;
+  return Escape(name) == name && !hasBothQuotes;
+}
+
+std::string CommonPrefix(std::span<const std::string> names) {
+  std::string prefix = names.front();
+  for (const std::string& name : names) {
+    prefix.resize(static_cast<size_t>(std::ranges::mismatch(prefix, name).in1 - prefix.begin()));
+  }
+  return prefix;
+}
+
+// The word as it is typed: quoted when it must be, the quotation and the word ended when it is whole.
+std::string Quote(const std::string& text, char quote, bool isWhole) {
+  if (quote == 0 && text.find_first_of(" \t'\"") != std::string::npos) quote = '"';
+  if (quote != 0 && text.find(quote) != std::string::npos) quote = quote == '"' ? '\'' : '"';
+  std::string typed = quote != 0 ? quote + text : text;
+  if (isWhole && quote != 0) typed += quote;
+  return isWhole ? typed + ' ' : typed;
+}
+
+Completion Offer(const LastWord& word, std::string_view folder, std::vector<std::string> names) {
+  const std::string_view typed = std::string_view(word.text).substr(folder.size());
+  std::erase_if(names, [&](const std::string& n) { return !StartsWithIgnoringCase(n, typed) || !CanBeTyped(n); });
+  Completion completion = {.start = word.start, .replacement = {}, .candidates = {}};
+  if (names.empty()) return completion;
+  const std::string common = CommonPrefix(names);
+  const bool isWhole = names.size() == 1 && !common.ends_with('/');
+  if (isWhole || common.size() > typed.size()) {
+    completion.replacement = Quote(std::string(folder) + common, word.quote, isWhole);
+  } else {
+    std::ranges::sort(names);
+    completion.candidates = std::move(names);
+  }
+  return completion;
+}
+
+}  // namespace
+
+Completion Complete(std::string_view line, Context& context) {
+  const LastWord word = FindLastWord(line);
+  if (word.isFirst) return Offer(word, "", CommandNames());
+  const std::vector<std::string> words = SplitWords(line.substr(0, word.start)).value_or(std::vector<std::string>());
+  if (words.empty()) return {};
+  const std::string& command = words.front();
+  if (command == "help") return Offer(word, "", CommandNames());
+  if (command == "config" && words.size() == 1) return Offer(word, "", {"get", "set", "save", "load"});
+  if (std::ranges::find(kPathCommands, command) == kPathCommands.end()) return {};
+  const std::string_view folder = std::string_view(word.text).substr(0, word.text.find_last_of("\\/") + 1);
+  if (command == "put") {
+    Completion local = Offer(word, folder, LocalNames(folder));
+    if (!local.replacement.empty() || !local.candidates.empty()) return local;
+  }
+  return Offer(word, folder, DeviceNames(folder, context));
+}
+
+}  // namespace media_adapter::cli

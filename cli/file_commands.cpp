@@ -1,0 +1,226 @@
+// Commands about the device's volume: ls, mkdir, rm, cd, pwd.
+#include "cli/file_commands.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/text.h"
+
+namespace media_adapter::cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+// "drhsa", a "-" for what the entry is not.
+std::string AttributesText(const ListingEntry& entry) {
+  constexpr std::array<std::pair<uint8_t, char>, 5> kLetters = {
+      {{0x10, 'd'}, {0x01, 'r'}, {0x02, 'h'}, {0x04, 's'}, {0x20, 'a'}}};
+  std::string text;
+  for (const auto& [bit, letter] : kLetters) text += (entry.attributes & bit) != 0 ? letter : '-';
+  return text;
+}
+
+std::string TimeText(const ListingEntry& entry) {
+  std::array<char, 48> text = {};
+  std::snprintf(text.data(), text.size(), "%04u-%02u-%02u %02u:%02u:%02u", entry.year, entry.month, entry.day,
+                entry.hour, entry.minute, entry.second);
+  return text.data();
+}
+
+ordered_json EntryJson(const ListingEntry& entry) {
+  return {{"name", Escape(EntryName(entry))},
+          {"folder", IsFolder(entry)},
+          {"attributes", AttributesText(entry)},
+          {"size", entry.size},
+          {"modified", TimeText(entry)}};
+}
+
+int RunList(const Context& context, const std::string& argument, bool isAll) {
+  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const std::string path = context.session.Resolve(argument);
+  Listing listing = context.session.List(path);
+  if (listing.isFile) {
+    const Found found = FindItem(context.session, path);
+    listing.answer = found.entry ? found.answer : Problem("a file in a folder with too many entries to list");
+    if (found.entry) listing.entries = {*found.entry};
+  }
+  if (!listing.answer.IsOk()) return context.output.Failed("ls " + DisplayPath(path), listing.answer);
+  if (!isAll) std::erase_if(listing.entries, IsDotEntry);
+  if (context.output.isJson) {
+    ordered_json list = ordered_json::array();
+    for (const ListingEntry& entry : listing.entries) list.push_back(EntryJson(entry));
+    context.output.Json(list);
+    return kSuccess;
+  }
+  const Column columns[] = {{"ATTR"}, {"SIZE", true}, {"MODIFIED"}, {"NAME"}};
+  std::vector<Row> rows;
+  for (const ListingEntry& entry : listing.entries) {
+    rows.push_back({AttributesText(entry), std::to_string(entry.size), TimeText(entry), Escape(EntryName(entry))});
+  }
+  context.output.Table(columns, rows);
+  return kSuccess;
+}
+
+int RunMakeFolders(const Context& context, std::span<const std::string> arguments, bool withParents) {
+  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  ItemResults results(context.output, "mkdir");
+  for (const std::string& argument : arguments) {
+    if (!results.MayGoOn()) break;
+    const std::string path = context.session.Resolve(argument);
+    results.Add(path, withParents ? MakeFolderAndParents(context.session, path) : context.session.MakeFolder(path));
+  }
+  return results.Finish();
+}
+
+int RunRemove(const Context& context, std::span<const std::string> arguments) {
+  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  ItemResults results(context.output, "rm");
+  for (const std::string& argument : arguments) {
+    if (!results.MayGoOn()) break;
+    const std::string path = context.session.Resolve(argument);
+    results.Add(path, context.session.Remove(path));
+  }
+  return results.Finish();
+}
+
+int RunChangeFolder(const Context& context, const std::string& argument) {
+  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const std::string path = context.session.Resolve(argument);
+  if (const Answer answer = CheckFolder(context.session, path); !answer.IsOk()) {
+    return context.output.Failed("cd " + DisplayPath(path), answer);
+  }
+  context.session.folder = path;
+  return kSuccess;
+}
+
+}  // namespace
+
+std::string EntryName(const ListingEntry& entry) { return {entry.name, strnlen(entry.name, sizeof entry.name)}; }
+
+bool IsFolder(const ListingEntry& entry) { return (entry.attributes & 0x10) != 0; }
+
+bool IsDotEntry(const ListingEntry& entry) { return EntryName(entry) == "." || EntryName(entry) == ".."; }
+
+Found FindItem(Session& session, const std::string& path) {
+  const DevicePathParts parts = SplitDevicePath(path);
+  if (!parts.name.empty()) {
+    const Listing parent = session.List(parts.folder);
+    const auto entry = std::ranges::find_if(
+        parent.entries, [&](const ListingEntry& e) { return SameDeviceName(EntryName(e), parts.name); });
+    if (entry != parent.entries.end()) return {parent.answer, IsFolder(*entry), *entry};
+    const bool isListed = parent.answer.IsOk() || parent.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
+    if (!isListed && !parent.isFile) return {parent.answer, false, std::nullopt};
+  }
+  // The root, an item of a folder too large to list, or nothing at all: the path itself tells.
+  const Listing itself = session.List(path);
+  if (itself.isFile) return {{MEDIA_ADAPTER_OK, {}}, false, std::nullopt};
+  if (itself.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES)
+    return {{MEDIA_ADAPTER_OK, {}}, true, std::nullopt};
+  return {itself.answer, true, std::nullopt};
+}
+
+Answer CheckFolder(Session& session, const std::string& path) {
+  Listing listing = session.List(path);
+  if (listing.isFile) return Problem("not a folder");
+  // A folder with more entries than a listing holds is a folder all the same.
+  if (listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES) listing.answer.status = MEDIA_ADAPTER_OK;
+  return listing.answer;
+}
+
+Answer MakeOrTakeFolder(Session& session, const std::string& path) {
+  Answer answer = session.MakeFolder(path);
+  if (answer.status != MEDIA_ADAPTER_NAME_IN_USE) return answer;
+  return session.List(path).isFile ? answer : Answer{MEDIA_ADAPTER_OK, "there already"};
+}
+
+Answer MakeFolderAndParents(Session& session, const std::string& path) {
+  if (path == kRootPath) return session.List(path).answer;
+  Answer answer;
+  for (size_t end = 0; end < path.size();) {
+    end = std::min(path.find('\\', end + 1), path.size());
+    answer = MakeOrTakeFolder(session, path.substr(0, end));
+    if (!answer.IsOk()) break;
+  }
+  return answer;
+}
+
+ItemResults::ItemResults(const Output& output, std::string command)
+    : output_(output), command_(std::move(command)), items_(std::make_unique<ordered_json>(ordered_json::array())) {}
+
+ItemResults::~ItemResults() = default;
+
+void ItemResults::Add(const std::string& path, const Answer& answer, const std::string& local,
+                      std::optional<uint64_t> size) {
+  if (!answer.IsOk()) {
+    hasFailed_ = true;
+    // The library's own statuses up to here are about a path or the volume.
+    mayGoOn_ =
+        !answer.status || (*answer.status >= MEDIA_ADAPTER_NAME_IN_USE && *answer.status < MEDIA_ADAPTER_NO_RESPONSE);
+    output_.ItemFailed(command_ + " " + (path.empty() ? Escape(local) : DisplayPath(path)), answer);
+  }
+  if (!output_.isJson) return;
+  ordered_json item = ordered_json::object();
+  if (!path.empty()) item["path"] = DisplayPath(path);
+  if (!local.empty()) item["local"] = Escape(local);
+  if (size) item["size"] = *size;
+  item.update(AnswerJson(answer));
+  items_->push_back(std::move(item));
+}
+
+int ItemResults::Finish() const {
+  if (output_.isJson) output_.Json(*items_);
+  return hasFailed_ ? kFailure : kSuccess;
+}
+
+void DescribeList(CLI::App& parser, Context& context, Action& action) {
+  auto path = std::make_shared<std::string>();
+  auto isAll = std::make_shared<bool>(false);
+  parser.add_option("PATH", *path, "A folder, or a file to see its row; the current folder when not given");
+  parser.add_flag("-a,--all", *isAll, "The rows \".\" and \"..\" too");
+  parser.callback([=, &context, &action] { action = [=, &context] { return RunList(context, *path, *isAll); }; });
+}
+
+void DescribeMakeFolder(CLI::App& parser, Context& context, Action& action) {
+  auto withParents = std::make_shared<bool>(false);
+  CLI::Option* const paths = parser.add_option("PATH", "Folders to create");
+  paths->expected(1, -1)->required()->allow_extra_args();
+  parser.add_flag("-p,--parents", *withParents, "Create missing parents, and take a folder that is there for success");
+  parser.callback([=, &context, &action] {
+    action = [=, &context, arguments = Arguments(*paths)] { return RunMakeFolders(context, arguments, *withParents); };
+  });
+}
+
+void DescribeRemove(CLI::App& parser, Context& context, Action& action) {
+  CLI::Option* const paths = parser.add_option("PATH", "Files to delete");
+  paths->expected(1, -1)->required()->allow_extra_args();
+  parser.callback([=, &context, &action] {
+    action = [=, &context, arguments = Arguments(*paths)] { return RunRemove(context, arguments); };
+  });
+}
+
+void DescribeChangeFolder(CLI::App& parser, Context& context, Action& action) {
+  auto path = std::make_shared<std::string>("/");
+  parser.add_option("PATH", *path, "The root when not given");
+  parser.callback([=, &context, &action] { action = [=, &context] { return RunChangeFolder(context, *path); }; });
+}
+
+void DescribePrintFolder(CLI::App& parser, Context& context, Action& action) {
+  parser.callback([&] {
+    action = [&context] {
+      const std::string path = DisplayPath(context.session.folder);
+      if (context.output.isJson) {
+        context.output.Json(path);
+      } else {
+        context.output.Line(path);
+      }
+      return kSuccess;
+    };
+  });
+}
+
+}  // namespace media_adapter::cli

@@ -1,0 +1,25 @@
+// The person at the terminal: whether there is one, and questions to them. Questions go to standard error and answers
+// come from standard input; when one of the two is no terminal, both go by the controlling terminal.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace media_adapter::cli {
+
+bool IsInputTerminal();
+bool IsOutputTerminal();
+bool IsErrorTerminal();
+
+// Columns of the terminal behind standard error; 80 when it does not tell.
+size_t TerminalColumns();
+
+// A line typed without echo, without its end. None when there is no terminal, or at its end of input.
+std::optional<std::string> AskSecret(std::string_view question);
+
+// True when the answer begins with "y". Never true without a terminal.
+bool AskYes(std::string_view question);
+
+}  // namespace media_adapter::cli
