@@ -1,0 +1,70 @@
+// MD5 and RC4 against published vectors.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "protocol/md5.h"
+#include "protocol/rc4.h"
+
+namespace media_adapter {
+namespace {
+
+std::string Hex(std::span<const uint8_t> bytes) {
+  std::string text;
+  char digits[3];
+  for (const uint8_t byte : bytes) {
+    std::snprintf(digits, sizeof(digits), "%02x", byte);
+    text += digits;
+  }
+  return text;
+}
+
+std::vector<uint8_t> BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+
+// RFC 1321, appendix A.5; then lengths around the end of a 64-byte block.
+TEST(Md5, GivesTheDigestsOfItsDefinition) {
+  const std::pair<std::string, const char*> rows[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"},
+      {"a", "0cc175b9c0f1b6a831c399e269772661"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+       "57edf4a22be3c955ac49da2e2107b67a"},
+      {std::string(55, 'a'), "ef1772b6dff9a122358552954ad0df65"},
+      {std::string(56, 'a'), "3b0c8ac703f828b04c6c197006d17218"},
+      {std::string(64, 'a'), "014842d480b571495a4a0363793f7367"},
+  };
+  for (const auto& [message, digest] : rows) EXPECT_EQ(Hex(Md5(BytesOf(message))), digest) << message;
+}
+
+// RFC 6229 for keys of 5 and 16 bytes, and the three texts that are commonly used.
+TEST(Rc4, GivesThePublishedKeystreams) {
+  const auto keystream = [](std::vector<uint8_t> key, size_t from) {
+    std::vector<uint8_t> data(from + 16);
+    Rc4(key, data);
+    return Hex(std::span(data).subspan(from));
+  };
+  std::vector<uint8_t> key;
+  for (uint8_t i = 1; i <= 16; ++i) key.push_back(i);
+  const std::vector<uint8_t> shortKey(key.begin(), key.begin() + 5);
+  EXPECT_EQ(keystream(shortKey, 0), "b2396305f03dc027ccc3524a0a1118a8");
+  EXPECT_EQ(keystream(shortKey, 4096), "ff25b58995996707e51fbdf08b34d875");
+  EXPECT_EQ(keystream(key, 0), "9ac7cc9a609d1ef7b2932899cde41b97");
+  EXPECT_EQ(keystream(key, 240), "065902e4b620f6cc36c8589f66432f2b");
+  const char* rows[][3] = {{"Key", "Plaintext", "bbf316e8d940af0ad3"},
+                           {"Wiki", "pedia", "1021bf0420"},
+                           {"Secret", "Attack at dawn", "45a01f645fc35b383552544b9bf5"}};
+  for (const auto& row : rows) {
+    auto data = BytesOf(row[1]);
+    Rc4(BytesOf(row[0]), data);
+    EXPECT_EQ(Hex(data), row[2]);
+  }
+}
+
+}  // namespace
+}  // namespace media_adapter

@@ -1,0 +1,203 @@
+// The pure parts of the command-line tool: what it prints of a device's bytes, which paths and names it accepts, the
+// texts of settings, and settings files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "cli/device_choice.h"
+#include "cli/device_path.h"
+#include "cli/element_value.h"
+#include "cli/local_name.h"
+#include "cli/settings_file.h"
+#include "cli/text.h"
+#include "cli/words.h"
+#include "protocol/little_endian.h"
+
+namespace media_adapter::cli {
+namespace {
+
+using namespace std::string_literals;
+
+std::string RandomBytes(std::mt19937& random, size_t longest) {
+  std::string bytes(random() % (longest + 1), '\0');
+  // Few values, so that escapes, UTF-8 lead bytes and their continuations meet often.
+  constexpr std::string_view kBytes = "\\x4a\x1b\xc2\x9b\xe2\x80\xae\xff\xed\xa0\x0a\x7f";
+  std::ranges::generate(bytes, [&] { return kBytes[random() % kBytes.size()]; });
+  return bytes;
+}
+
+TEST(Text, EscapesWhatIsNotPrintableUtf8AndNothingElse) {
+  EXPECT_EQ(Escape("Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x8e\xb5"), "Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x8e\xb5");
+  EXPECT_EQ(Escape("a\\b"), "a\\\\b");
+  EXPECT_EQ(Escape("\x1b[31m\n\x7f\0z"s), "\\x1b[31m\\x0a\\x7f\\x00z");
+  EXPECT_EQ(Escape("Caf\xe9"), "Caf\\xe9");
+  EXPECT_EQ(Escape("\xc2\x9b"), "\\xc2\\x9b") << "a control character of two bytes drives terminals too";
+  EXPECT_EQ(Escape("\xe2\x80\xae"), "\\xe2\\x80\\xae") << "turns the rest of the line round";
+  EXPECT_EQ(Escape("\xc0\xaf\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82"),
+            "\\xc0\\xaf\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xe2\\x82")
+      << "overlong, surrogate, above the last character, cut off";
+  EXPECT_EQ(Unescape("\\x4"), std::nullopt);
+  EXPECT_EQ(Unescape("\\n"), std::nullopt);
+}
+
+TEST(Text, EscapesRoundTripAndAlwaysMakeValidJson) {
+  std::mt19937 random(1);
+  for (int i = 0; i < 20000; ++i) {
+    const std::string bytes = RandomBytes(random, 8);
+    const std::string text = Escape(bytes);
+    ASSERT_EQ(Unescape(text), bytes) << text;
+    ASSERT_NO_THROW(nlohmann::json(text).dump()) << text;
+    ASSERT_TRUE(std::ranges::none_of(text, [](char c) { return (c >= 0 && c < 0x20) || c == 0x7f; }));
+  }
+}
+
+TEST(DevicePath, TakesBothSeparatorsAndTheCurrentFolder) {
+  const auto cases =  // FOLDER|ARGUMENT|PATH
+      SplitWords(R"(\||\ \a||\a \a|/|\ \a|b/c\d/|\a\b\c\d \a|\b|\b \a\b|..|\a \a|../../../x|\x)"
+                 R"( \a|./b/.//c/..|\a\b \|b/./..|\ \|...|\... '\|a /b|\a \b')");
+  for (const std::string& c : *cases) {
+    const size_t first = c.find('|'), second = c.rfind('|');
+    EXPECT_EQ(ResolveDevicePath(c.substr(0, first), c.substr(first + 1, second - first - 1)), c.substr(second + 1))
+        << c;
+  }
+  for (const std::string path : {"\\a\\b", "\\a"}) {
+    EXPECT_EQ(JoinDevicePath(SplitDevicePath(path).folder, SplitDevicePath(path).name), path);
+  }
+  EXPECT_EQ(SplitDevicePath("\\").name, "");
+  EXPECT_EQ(DisplayPath("\\"), "/");
+  EXPECT_EQ(DisplayPath("\\a\\x\x1b"), "/a/x\\x1b");
+  EXPECT_TRUE(SameDeviceName("Song.MP3  ", "song.mp3"));
+  EXPECT_FALSE(SameDeviceName(" song", "song"));
+  EXPECT_FALSE(SameDeviceName("\xc9", "\xe9")) << "only A to Z fold";
+}
+
+TEST(LocalName, LetsNothingLeaveItsFolder) {
+  for (const std::string& name :
+       {""s, "."s, ".."s, "a/b"s, "/"s, "a\\b"s, "a\0b"s, "a\nb"s, "\x1b"s, "\x7f"s, std::string(256, 'a')}) {
+    EXPECT_FALSE(IsSafeLocalName(name)) << Escape(name);
+  }
+  for (const std::string& name : {"..."s, ".hidden"s, "a b"s, "Caf\xe9"s, "-r"s, std::string(255, 'a')}) {
+    EXPECT_TRUE(IsSafeLocalName(name)) << Escape(name);
+  }
+}
+
+TEST(Words, QuotesKeepBlanksAndBackslashesAreOrdinary) {
+  EXPECT_EQ(SplitWords("  get \"\\My Music\\a'b\"  'x\"y'z\t\"\" "),
+            (std::vector<std::string>{"get", "\\My Music\\a'b", "x\"yz", ""}));
+  EXPECT_EQ(SplitWords("ls \"a"), std::nullopt);
+  const auto describe = [](std::string_view line) {
+    const LastWord word = FindLastWord(line);
+    return std::to_string(word.start) + word.text + (word.quote != 0 ? word.quote : '.') +
+           (word.isFirst ? "first" : "");
+  };
+  EXPECT_EQ(describe("get x \"My Mu"), "6My Mu\"");
+  EXPECT_EQ(describe(" ge"), "1ge.first");
+  EXPECT_EQ(describe("get "), "4.");
+}
+
+// The text that comes back from the field which `text` gives, or "!" when it is refused.
+std::string Reformat(std::string_view element, std::string_view text) {
+  const ElementRow& row = *FindElementByName(element);
+  const ParsedValue value = ParseValue(row, text);
+  if (!value.problem.empty()) return "!";
+  EXPECT_EQ(value.field.size(), row.maxSize);
+  return FormatValue(row, value.field);
+}
+
+TEST(ElementValue, TakesWhatTheTableAllowsInEachForm) {
+  const auto cases = SplitWords(  // ELEMENT=TEXT>what comes back
+      R"('8.0=Caf\xe9 \\>Caf\xe9 \\' 8.0=> '0.0=16 bytes exactly>16 bytes exactly' '0.0=17 bytes, one too>!')"
+      R"( 0.0=a\x00b>! 0.0=a\b>! 8.1=14>14 8.1=0x0e>14 8.1=15>! 8.1=0>! 8.1=257>! 8.1=>! 8.1=1x>! 8.1=-1>!)"
+      R"( '8.1= 1>!' 8.4=2346>2346 8.4=2347>! 8.4=65792>! 9.0=32>32 9.0=3>! 2.3=4294967295>4294967295)"
+      R"( 2.3=4294967296>! 1.0=10.0.0.255>10.0.0.255 1.0=10.0.0.256>! 1.0=10.0.0>! 1.0=1.2.3.4.5>! 1.0=1.2.3.>!)"
+      R"( 2.0=00:11:22:aa:BB:cc>001122aabbcc 2.0=001122aabb>! 2.0=001122aabbc>! 2.0=001122aabb:>!)"
+      R"( 2.0=001122aabbcg>! 9.6=05050505>05050505 9.6=05050506>! 9.3=abc>! 10.0=> 10.0=02005e0000>!)"
+      R"( 10.0=02005e000001,>! 10.0=02005e000001,02-00-5e-00-00-02>02005e000001,02005e000002)");
+  for (const std::string& c : *cases) {
+    const size_t equals = c.find('='), result = c.rfind('>');
+    EXPECT_EQ(Reformat(c.substr(0, equals), c.substr(equals + 1, result - equals - 1)), c.substr(result + 1)) << c;
+  }
+  for (const char* name : {"8", "8.", ".8", "8.6.1", "256.0", "8.a", " 8.0", "9.4", ""})
+    EXPECT_EQ(FindElementByName(name), nullptr) << name;
+  std::string many;
+  for (uint32_t i = 0; i < kMaxListEntries; ++i) many += "02005e000001,";
+  EXPECT_NE(Reformat("10.0", many.substr(0, many.size() - 1)), "!");
+  EXPECT_EQ(Reformat("10.0", many + "02005e000001"), "!");
+
+  const ElementRow& secret = *FindElementByName("10.2");
+  const std::vector<uint8_t> key = ParseSecret(secret, "key\n").field;
+  EXPECT_EQ(std::string(key.begin(), key.end()), "key" + std::string(21, '\0'));
+  EXPECT_EQ(ParseSecret(secret, std::string(23, 'k') + "\n").field.back(), '\n') << "a full field keeps its last byte";
+  EXPECT_FALSE(ParseSecret(secret, std::string(25, 'k')).problem.empty());
+}
+
+// An image in which every element of a settings file has a valid value.
+std::vector<uint8_t> RandomImage(std::mt19937& random) {
+  std::vector<uint8_t> image(952);
+  for (const ElementRow& row : ElementTable()) {
+    if (!IsInSettingsFile(row)) continue;
+    const std::span<uint8_t> field = std::span(image).subspan(row.configOffset, row.maxSize);
+    // Many zeros, so that every check is met soon.
+    do {
+      std::ranges::generate(field, [&] { return static_cast<uint8_t>(random() % 2 * random()); });
+    } while (!IsValidValue(row, field));
+  }
+  return image;
+}
+
+TEST(SettingsFile, SaveLoadSaveGivesTheSameFileAndTheSameValues) {
+  std::mt19937 random(2);
+  for (int i = 0; i < 50; ++i) {
+    const std::vector<uint8_t> image = RandomImage(random);
+    const std::string file = WriteSettings(image);
+    const LoadedSettings loaded = ReadSettings(file);
+    ASSERT_TRUE(loaded.problems.empty()) << loaded.problems.front();
+    std::vector<uint8_t> again(image.size());
+    for (const auto& [row, field] : loaded.settings) {
+      const auto saved = ValueInField(*row, std::span(image).subspan(row->configOffset, row->maxSize));
+      ASSERT_TRUE(std::ranges::equal(saved, ValueInField(*row, field))) << ElementName(*row);
+      std::ranges::copy(field, again.begin() + row->configOffset);
+    }
+    ASSERT_EQ(WriteSettings(again), file);
+  }
+}
+
+TEST(SettingsFile, NamesEveryProblemAndLeavesSecretsOut) {
+  EXPECT_EQ(WriteSettings(std::vector<uint8_t>(952, 1)).find("\"9.3\""), std::string::npos);
+  const auto problems = [](const std::string& settings) {
+    const LoadedSettings loaded = ReadSettings(R"({"format": 1, "settings": )" + settings + "}");
+    std::string all;
+    for (const std::string& problem : loaded.problems) all += problem.substr(0, problem.find(' ')) + " ";
+    return all;
+  };
+  EXPECT_EQ(problems(R"({"8.1": 6, "8.0": "x", "10.0": []})"), "");
+  EXPECT_EQ(problems(R"({"8.1": 15, "8.4": "300", "0.0": 5, "10.0": "", "10.0": [1]})"), "10.0: ");
+  EXPECT_EQ(problems(R"({"8.1": 15, "8.4": "300", "0.0": 5, "10.0": [1], "1.0": "1.2.3", "8.3": 0.5, "8.2": -1})"),
+            "8.1: 8.4: 0.0: 10.0: 1.0: 8.3: 8.2: ");
+  EXPECT_EQ(problems(R"({"9.3": "x", "0.2": "x", "9.4": 1, "\u001b": 1})"), "9.3: 0.2: 9.4: \\x1b: ");
+  for (const char* file : {"", "{", "[]", "{}", R"({"format": 2, "settings": {}})", R"({"format": 1})",
+                           R"({"format": 1, "settings": []})"}) {
+    EXPECT_FALSE(ReadSettings(file).problems.empty()) << file;
+  }
+}
+
+TEST(DeviceChoice, MatchesNameIndexAndMac) {
+  std::vector<DeviceEntry> devices(3);
+  constexpr std::string_view kNames[] = {"Lounge", "sixteen bytes ok", "1"};
+  for (size_t i = 0; i < 3; ++i) {
+    std::ranges::copy(kNames[i], devices[i].name);
+    devices[i].macAddress[5] = static_cast<uint8_t>(0xa0 + i);
+  }
+  EXPECT_EQ(MatchingDevices(devices, ""), (std::vector<size_t>{0, 1, 2}));
+  EXPECT_EQ(MatchingDevices(devices, "Lounge"), std::vector<size_t>{0});
+  EXPECT_TRUE(MatchingDevices(devices, "lounge").empty());
+  EXPECT_EQ(MatchingDevices(devices, "sixteen bytes ok"), std::vector<size_t>{1});
+  EXPECT_EQ(MatchingDevices(devices, "1"), (std::vector<size_t>{1, 2}))
+      << "an index and a name: the person must say which";
+  EXPECT_EQ(MatchingDevices(devices, "00-00-00-00-00-A2"), std::vector<size_t>{2});
+}
+
+}  // namespace
+}  // namespace media_adapter::cli

@@ -1,0 +1,337 @@
+// Reading files: the receive window packet by packet, files of every size end to end, and the rules of the local file.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "protocol/md5.h"
+#include "tests/support/library_fixture.h"
+
+namespace media_adapter::sim {
+namespace {
+
+// ---- The receive window, against packets that arrive as the test says
+
+constexpr uint16_t kWrong = 1000;  // on top of a packet's number: it brings other bytes
+
+class WindowTest : public LibraryTest {
+ protected:
+  struct Outcome {
+    uint32_t status = 0;
+    std::string sends;               // "3[1,2] 3": request again with number 3 for packets 1 and 2, acknowledgement 3
+    std::vector<uint32_t> progress;  // its values, without repetitions
+    bool operator==(const Outcome&) const = default;
+  };
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    out << outcome.status << " '" << outcome.sends << "'";
+    for (const uint32_t value : outcome.progress) out << " " << value;
+    return out;
+  }
+
+  void SetUp() override {
+    LibraryTest::SetUp();
+    VolumeBuilder builder({});
+    for (const uint32_t size : {100, 1400, 4096, 4097, 5000, 9000}) {
+      builder.AddFile("/F" + std::to_string(size), Pattern(size, size));
+    }
+    AddAndSearch(builder.Build());
+  }
+
+  // Reads the file of `size` bytes. Its packets arrive in the order of `arrivals`, a millisecond apart, the one at
+  // place `failing` with status 9.
+  Outcome Run(uint32_t size, const std::vector<uint16_t>& arrivals, size_t failing = 1000) {
+    content_ = Pattern(size, size);
+    name_ = "F" + std::to_string(size);
+    world.fate = [&, isFirst = true](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+      if (!IsRequest(datagram, Command::RFAStartTransfer)) return {};
+      for (size_t k = 0; isFirst && k < arrivals.size(); ++k) {
+        const Datagram packet = Packet(datagram.bytes, arrivals[k]);
+        world.Inject({{127, 0, 0, 11}, 14001}, k == failing ? WithStatus(packet, 9) : packet, (k + 1) * 1ms);
+      }
+      isFirst = false;
+      return {.copies = 0};
+    };
+    Outcome outcome;
+    uint32_t progress = 0;
+    bool isRead = false;
+    {
+      const Background watcher(world, [&] {
+        outcome.progress = {0};
+        for (int i = 0; i < 200 && !isRead; ++i) {
+          const uint32_t now = std::atomic_ref(progress).load();
+          if (now != outcome.progress.back()) outcome.progress.push_back(now);
+          world.Advance(500us);
+        }
+      });
+      Mark();
+      outcome.status = Read("\\" + name_, {}, &progress)->status;
+      isRead = true;
+    }
+    if (progress != outcome.progress.back()) outcome.progress.push_back(progress);
+    for (const auto& sent : Sent(Command::TransferAcknowledgement)) {
+      outcome.sends += (outcome.sends.empty() ? "" : " ") + Describe(sent.bytes);
+    }
+    world.fate = nullptr;
+    return outcome;
+  }
+
+  std::string Describe(const Datagram& bytes) {
+    std::string text = std::to_string(SequenceOf(bytes) & 0x3FFF);
+    for (size_t at = 48; at < bytes.size(); at += 2) {
+      text += (at == 48 ? "[" : ",") + std::to_string(ReadU16(bytes, at));
+    }
+    return text + (bytes.size() > 44 ? "]" : "");
+  }
+
+  Datagram Packet(const Datagram& request, uint16_t arrival) const {
+    const auto number = static_cast<uint16_t>(arrival % kWrong);
+    const size_t i = number == 0 ? 0 : number - 1U;
+    const size_t offset = i / 3 * 4096 + i % 3 * 1400;
+    const size_t length = i % 3 == 2 ? 1296 : 1400;
+    Bytes data(length, 0xEE);  // past the file's end
+    for (size_t k = 0; arrival < kWrong && k < length && offset + k < content_.size(); ++k)
+      data[k] = content_[offset + k];
+    Datagram packet = WithBody(request, Item(16, 3, data));
+    packet[wire::kCommandOffset] = 41;
+    packet[wire::kSenderOffset] = 1;
+    WriteU16(packet, wire::kSequenceOffset, number);
+    std::copy_n(request.begin() + wire::kDestinationMacOffset, 6, packet.begin() + wire::kSourceMacOffset);
+    return packet;
+  }
+
+  Bytes content_;
+  std::string name_;
+};
+
+TEST_F(WindowTest, AcknowledgesGroupsAndAsksAgainForWhatIsMissing) {
+  const struct {
+    uint32_t size;
+    std::vector<uint16_t> arrivals;
+    const char* sends;
+  } rows[] = {
+      {100, {1}, "3"},
+      {1400, {1}, "3"},
+      {4096, {1, 2, 3}, "3"},
+      {4096, {1, 3, 2}, "3[2] 3"},
+      {4097, {1, 2, 3, 4}, "3 6"},
+      {5000, {1, 2, 3, 4}, "3 6"},
+      {9000, {1, 1, 2, 2, 3, 4, 5, 6, 7}, "3 6 9"},
+      {9000, {1, 3, 3, 2, 4, 5, 6, 7}, "3[2] 3[2] 3 6 9"},
+      {9000, {1, 2, 4, 5, 6, 3, 7}, "3[3] 3 6 9"},
+      {9000, {1, 4, 5, 6, 2, 3, 7}, "3[2,3] 3 6 9"},
+      {9000, {1, 4, 3, 2, 5, 6, 7}, "3[2,3] 3[2] 3 6 9"},
+      {9000, {1, 2, 3, 4, 5, 6, 6, 3, 4, 5, 7}, "3 6 6 3 9"},
+      {9000, {1, 2, 3, 6, 4, 5, 7}, "3 6[4,5] 6 9"},
+      {9000, {7, 1, 2, 3, 10, 4, 5, 6, 7}, "3 6 9"},
+      {9000, {1, 2, 3, 4, 5, 7, 6}, "3 6[6] 6 9"},
+      {9000, {1, 2, 4, 3, 5, 7, 6}, "3[3] 3 6[6] 6 9"},
+      {9000, {1, 2, 3, 4, 5, 6, kWrong + 3, kWrong + 1, 7}, "3 6 3 9"},
+  };
+  for (const auto& row : rows) {
+    const auto outcome = Run(row.size, row.arrivals);
+    EXPECT_EQ(outcome.sends, row.sends);
+    EXPECT_EQ(outcome.status, 0U) << row.sends;
+    EXPECT_EQ(outcome.progress.back(), 100U);
+    EXPECT_EQ(Downloaded(name_), content_) << row.sends;
+  }
+}
+
+TEST_F(WindowTest, CountsProgressByFirstArrivals) {
+  const std::vector<uint32_t> steps = {0, 15, 29, 45, 61, 76, 91, 100};
+  EXPECT_EQ(Run(9000, {1, 3, 2, 4, 5, 6, 7}), (Outcome{0, "3[2] 3 6 9", steps}));
+  EXPECT_EQ(Run(9000, {1, 3, 3, 1, 2, 2, 4, 5, 6, 4, 5, 7}), (Outcome{0, "3[2] 3[2] 3 6 9", steps}));
+  EXPECT_EQ(Run(9000, {1, 2, 3}, 2), (Outcome{9, "", {0, 15, 31, 100}}));
+  EXPECT_EQ(Downloaded(name_), Slice(content_, 0, 2800));
+}
+
+TEST_F(WindowTest, SaysItInTheRightBytes) {
+  Run(9000, {1, 2, 3, 6, 4, 5, 7});
+  const auto sent = Sent(Command::TransferAcknowledgement);
+  ASSERT_EQ(sent.size(), 4U);
+  EXPECT_EQ(sent[0].bytes.size(), 44U);
+  EXPECT_EQ(Slice(sent[0].bytes, 24, 4), (Bytes{0, 0, 0, 0}));
+  EXPECT_EQ(ReadU16(sent[1].bytes, wire::kLengthOffset), 52);
+  EXPECT_EQ(Slice(sent[1].bytes, 24, 4), (Bytes{9, 0, 0, 0}));
+  EXPECT_EQ(BodyOf(sent[1].bytes), (Bytes{0x10, 6, 4, 0, 4, 0, 5, 0}));
+  Bytes digestInput(kPassword, kPassword + 6);
+  digestInput.insert(digestInput.end(), 2, 0);
+  digestInput[6] = 6;
+  EXPECT_TRUE(std::ranges::equal(Md5(digestInput), Slice(sent[1].bytes, 28, 16)));
+  EXPECT_EQ(sent[1].receiver, (Endpoint{{127, 0, 0, 11}, 14001}));
+}
+
+TEST_F(WindowTest, TheLastAcknowledgementIsWhatTheTimerRepeats) {
+  EXPECT_EQ(Run(9000, {1, 2, 3, 4}), (Outcome{253, "3 3 3 3", {0, 15, 31, 45, 61, 100}}));
+  const auto sent = Sent(Command::TransferAcknowledgement);
+  ASSERT_EQ(sent.size(), 4U);
+  EXPECT_EQ(Timeline(Command::TransferAcknowledgement), (Milliseconds{0, 3001, 6001, 10501, 19501}));
+  for (const auto& datagram : sent) EXPECT_EQ(datagram.bytes, sent[0].bytes);
+  EXPECT_EQ(Downloaded(name_), Slice(content_, 0, 5496));
+}
+
+TEST_F(WindowTest, PacketsThatDoNotFitNeverMakeAWrongFile) {
+  const auto changed = [&](const std::function<Datagram(const Datagram&)>& change) {
+    world.fate = [=](const LoggedDatagram& datagram, size_t) -> Fate {
+      if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) != 2) return {};
+      return {.bytes = change(datagram.bytes)};
+    };
+    return Read("\\F5000")->status;
+  };
+  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, {}); }), 253U) << "no data";
+  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 3, Bytes(1399, 1))); }), 253U);
+  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 1, Bytes(4))); }), 253U);
+}
+
+// ---- Files of the device
+
+class ReadingTest : public LibraryTest {
+ protected:
+  void TearDown() override {
+    world.fate = nullptr;
+    LibraryTest::TearDown();
+  }
+};
+
+TEST_F(ReadingTest, FilesOfEverySizeArriveWhole) {
+  VolumeBuilder builder({.sectorsPerCluster = 2});
+  const std::vector<size_t> sizes = {0,    1,    100,  511,  512,   513,    1400,   2800,
+                                     4096, 4097, 5000, 9000, 12288, 100000, 1000001};
+  for (const size_t size : sizes) builder.AddFile("/F" + std::to_string(size), Pattern(size));
+  AddAndSearch(builder.Build());
+  for (const size_t size : sizes) {
+    const std::string name = "F" + std::to_string(size);
+    Mark();
+    uint32_t progress = 1000;
+    EXPECT_EQ(Read("\\" + name, {}, &progress)->status, 0U) << size;
+    EXPECT_EQ(Downloaded(name), Pattern(size)) << size;
+    EXPECT_EQ(progress, size == 0 ? 0U : 100U);
+    EXPECT_EQ(Sent(Command::RFAStartTransfer).size(), size == 0 ? 0U : 1U);
+    EXPECT_LE(Sent(Command::TransferAcknowledgement).size(), size / 4096 + 1) << "one for each group, no more";
+  }
+}
+
+class LargeFileTest : public ReadingTest, public ::testing::WithParamInterface<uint32_t> {};
+
+// More than packet numbers reach: the stream brings 5461 blocks, sector reads the rest.
+TEST_P(LargeFileTest, ArrivesWhole) {
+  constexpr size_t kStreamed = 16383 / 3 * 4096;
+  const uint32_t sectorsPerCluster = GetParam();
+  const Bytes content = Pattern(30'000'001);
+  VolumeBuilder builder({.sectorsPerCluster = sectorsPerCluster, .clusters = 60000 / sectorsPerCluster + 5000});
+  builder.AddFile("/LARGE", content);
+  auto& device = AddAndSearch(builder.Build());
+  ASSERT_EQ(Read("\\")->status, 0U);
+  const uint32_t cluster = API_RFAReadData("\\", nullptr, 0, kPassword, 0)->entries[0].firstCluster;
+  Mark();
+  uint32_t progress = 0;
+  EXPECT_EQ(Read("\\LARGE", {}, &progress)->status, 0U);
+  EXPECT_TRUE(Downloaded("LARGE") == content);
+  EXPECT_EQ(progress, 100U);
+  EXPECT_EQ(Sent(Command::RFAStartTransfer).size(), 1U);
+  size_t sectors = 0;
+  for (const auto& read : Sent(Command::RFAReadData)) {
+    const uint16_t count = ReadU16(read.bytes, 56);
+    EXPECT_LE(count, std::min(2U, sectorsPerCluster));
+    if (ReadU32(read.bytes, 48) > 600) sectors += count;
+  }
+  EXPECT_EQ(sectors, (content.size() - kStreamed + 511) / 512);
+
+  // A chain that ends early: what it does not hold cannot be read, and is not made up. FAT entry of the last cluster
+  // but five.
+  auto& volume = static_cast<VolumeImage&>(device.Disk());
+  const size_t clusterSize = size_t{sectorsPerCluster} * 512;
+  const auto broken = cluster + static_cast<uint32_t>(content.size() / clusterSize) - 5;
+  WriteU16(volume.At(ReadU16(volume.At(0), 14) + broken / 256), broken % 256 * 2, 0xFFFF);
+  EXPECT_EQ(Read("\\LARGE")->status, 251U);
+  const Bytes part = Downloaded("LARGE");
+  EXPECT_EQ(part.size(), content.size() / clusterSize * clusterSize - 4 * clusterSize);
+  EXPECT_TRUE(std::equal(part.begin(), part.end(), content.begin()));
+}
+
+INSTANTIATE_TEST_SUITE_P(SectorsPerCluster, LargeFileTest, ::testing::Values(1U, 8U));
+
+// ---- The local file
+
+class LocalFileTest : public ReadingTest {
+ protected:
+  void SetUp() override {
+    ReadingTest::SetUp();
+    VolumeBuilder builder({});
+    builder.AddFolder("/Music");
+    builder.AddFile("/Music/Song.mp3", content_);
+    builder.AddFile("/Music/up_.._down.txt", content_);
+    VolumeImage image = builder.Build();
+    // The long name of the last file becomes up/../down.txt, which only this host takes for a path.
+    for (uint32_t sector = 0; sector < 200; ++sector) {
+      auto& bytes = image.At(sector);
+      for (size_t slot = 0; slot < 512; slot += 32) {
+        const bool isName = bytes[slot + 11] == 0x0F && bytes[slot + 1] == 'u' && bytes[slot + 3] == 'p';
+        if (!isName) continue;
+        ASSERT_EQ(bytes[slot + 5], '_');
+        ASSERT_EQ(bytes[slot + 14], '_');
+        bytes[slot + 5] = bytes[slot + 14] = '/';
+      }
+    }
+    AddAndSearch(image);
+  }
+  const Bytes content_ = Pattern(2000);
+};
+
+TEST_F(LocalFileTest, IsSpelledLikeTheDevicePathAndReplacesWhatIsThere) {
+  WriteWholeFile(Downloads() / "sONG.MP3", Bytes(9999));
+  EXPECT_EQ(Read("\\MUSIC\\sONG.MP3")->status, 0U);
+  EXPECT_EQ(Downloaded("sONG.MP3"), content_);
+  EXPECT_EQ(Read("x\\music\\Song.mp3")->status, 0U);
+  EXPECT_EQ(Downloaded("Song.mp3"), content_);
+}
+
+TEST_F(LocalFileTest, AFolderLosesOneTrailingSeparator) {
+  const std::string folder = Downloads().Path().string();
+  for (const auto& [text, left] :
+       {std::pair{folder + "/", folder}, {folder + "\\", folder}, {folder + "//", folder + "/"}, {folder, folder}}) {
+    std::filesystem::remove(Downloads() / "Song.mp3");
+    EXPECT_EQ(Read("\\Music\\Song.mp3", text)->status, 0U) << text;
+    EXPECT_EQ(folderText, left);
+    EXPECT_EQ(Downloaded("Song.mp3"), content_);
+  }
+  EXPECT_EQ(Read("\\Music", folder + "/")->status, 0U);
+  EXPECT_EQ(folderText, folder + "/") << "a listing does not look at the folder";
+}
+
+TEST_F(LocalFileTest, LengthsAreLimited) {
+  const auto read = [](char* folder) { return API_RFAReadData("\\Music\\Song.mp3", folder, 0, kPassword, 0)->status; };
+  std::string empty, longest(260, 'x');
+  Mark();
+  EXPECT_EQ(read(nullptr), 243U);
+  EXPECT_EQ(read(empty.data()), 243U);
+  EXPECT_EQ(read(longest.data()), 243U);
+  std::string folder = Downloads().Path().string();
+  while (folder.size() < 249) {
+    folder += "/" + std::string(std::min<size_t>(100, 250 - folder.size() - 1), 'f');
+    std::filesystem::create_directory(folder);
+  }
+  ASSERT_EQ(folder.size(), 250U);
+  EXPECT_EQ(Read("\\Music\\Song.mp3", folder + "/")->status, 0U) << "250 and /Song.mp3 are 259";
+  EXPECT_EQ(ReadWholeFile(folder + "/Song.mp3"), content_);
+  std::filesystem::create_directory(folder + "h");
+  Mark();
+  EXPECT_EQ(Read("\\Music\\Song.mp3", folder + "h")->status, 243U);
+  EXPECT_TRUE(Sent(Command::RFAStartTransfer).empty());
+}
+
+TEST_F(LocalFileTest, WhatCannotBeCreatedIsRefusedBeforeTheTransfer) {
+  const std::string folder = Downloads().Path().string();
+  std::filesystem::create_directory(Downloads() / "song.mp3");
+  ASSERT_EQ(mkfifo((Downloads() / "SONG.MP3").c_str(), 0600), 0);
+  Mark();
+  EXPECT_EQ(Read("\\Music\\song.mp3")->status, 244U) << "a folder has that name";
+  EXPECT_EQ(Read("\\Music\\SONG.MP3")->status, 244U) << "a pipe";
+  EXPECT_EQ(Read("\\Music\\Song.mp3", folder + "/missing")->status, 244U);
+  EXPECT_EQ(Read("\\Music\\Song.mp3\\")->status, 244U) << "the name behind the last separator is empty";
+  std::filesystem::create_directory(Downloads() / "up");
+  std::filesystem::create_directory(Downloads() / "up/inner");
+  EXPECT_EQ(Read("\\Music\\up/../down.txt")->status, 244U);
+  EXPECT_TRUE(Sent(Command::RFAStartTransfer).empty());
+  EXPECT_FALSE(std::filesystem::exists(Downloads() / "down.txt"));
+}
+
+}  // namespace
+}  // namespace media_adapter::sim

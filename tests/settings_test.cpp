@@ -1,0 +1,302 @@
+// A device's settings: every element at its place in both directions and within its limits, the bodies of the four
+// requests, secrets, what is refused before it is sent, a change of address, and the reports of a running test.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+
+#include "protocol/rc4.h"
+#include "tests/support/library_fixture.h"
+
+namespace media_adapter::sim {
+namespace {
+
+// The settings as documented, apart from the library's own table: class.index, form (t text, u bytes up to a size, f
+// bytes of one size, e bytes of at most 5 each, n number, c code, l list, s secret) and size, @ place in the settings,
+// whether it is read and written, the lowest and the highest number or all codes.
+constexpr const char* kTable =
+    "0.0 t16 @0 rw; 0.1 u4 @16 r; 0.2 t16 @20 r; 1.0 f4 @36 rw; 1.1 f4 @40 rw; 1.2 f4 @44 rw;"
+    "1.3 n1 @48 rw 1 2; 1.4 n1 @49 rw 1 2; 1.5 n1 @50 rw 0 1; 1.8 n1 @51 rw 0 1; 1.9 n1 @52 rw 0 1; 1.10 n1 @53 rw 0 1;"
+    "2.0 f6 @56 rw; 2.1 n1 @62 rw 1 14; 2.2 c1 @63 rw 16 32 48 49 50 64 65; 2.3 f4 @64 rw; 2.4 t32 @68 rw;"
+    "2.5 f4 @100 rw; 2.6 t32 @104 rw; 2.7 f4 @136 rw; 4.0 f64 @140 r; 4.1 f56 @204 r; 4.2 f88 @260 r;"
+    "8.0 t32 @348 rw; 8.1 n1 @380 rw 1 14; 8.2 n1 @381 rw 0 1; 8.3 n1 @382 rw 0 1; 8.4 n2 @384 rw 256 2346;"
+    "8.5 n2 @386 rw 0 2347; 8.6 c1 @9999 - 16 32 48 49 50 64 65; 8.7 n1 @388 rw 1 4; 8.8 n2 @390 rw 20 1000;"
+    "8.9 f6 @392 rw; 8.10 f4 @398 rw; 8.11 n1 @402 rw 0 1; 8.12 n1 @403 rw 0 1; 8.13 n1 @404 rw 0 1;"
+    "8.14 n1 @405 rw 1 10; 8.15 n1 @406 rw 0 1; 9.0 c1 @408 rw 0 1 2 16 32; 9.1 n1 @409 rw 0 3;"
+    "9.2 n1 @410 rw 0 2; 9.3 s52 @411 w; 9.5 s64 @463 w; 9.6 e4 @527 rw; 10.0 l228 @532 rw; 10.1 n1 @760 rw 0 2;"
+    "10.2 s24 @764 w; 10.3 s24 @788 w; 14.0 n1 @812 rw 1 3; 14.1 f56 @813 rw; 14.2 f14 @869 rw; 14.3 f64 @883 rw;"
+    "14.4 n4 @948 rw 0 3";
+
+constexpr size_t kNowhere = 9999;
+
+struct Row {
+  unsigned elementClass = 0, index = 0;
+  char form = 0;
+  size_t size = 0, place = 0;
+  std::string use;
+  std::vector<uint32_t> values = {};
+
+  bool Is(char letter) const { return use.find(letter) != std::string::npos; }
+  uint16_t Id() const { return static_cast<uint16_t>(elementClass * 256 + index); }
+  std::string Name() const { return std::to_string(elementClass) + "." + std::to_string(index); }
+  Bytes ItemWith(const Bytes& value) const {
+    return Item(static_cast<uint8_t>(elementClass), static_cast<uint8_t>(index), value);
+  }
+};
+
+const std::vector<Row> kRows = [] {
+  std::vector<Row> rows;
+  std::istringstream table(kTable);
+  for (std::string text; std::getline(table, text, ';');) {
+    std::istringstream words(text);
+    Row& row = rows.emplace_back();
+    char mark = 0;
+    words >> row.elementClass >> mark >> row.index >> row.form >> row.size >> mark >> row.place >> row.use;
+    for (uint32_t value = 0; words >> value;) row.values.push_back(value);
+  }
+  return rows;
+}();
+
+Bytes NumberOf(uint32_t value, size_t size) {
+  Bytes bytes(4);
+  WriteU32(bytes, 0, value);
+  bytes.resize(size);
+  return bytes;
+}
+
+Bytes ListOf(uint32_t count) { return Join({NumberOf(count, 4), Pattern(224, 10)}); }
+
+// Values that the element may just have, the lowest or shortest first.
+std::vector<Bytes> GoodValues(const Row& row) {
+  std::vector<Bytes> values;
+  for (const uint32_t value : row.values) values.push_back(NumberOf(value, row.size));
+  if (row.form == 't') values = {{}, {'a', 'b'}, Bytes(row.size, 't')};
+  if (row.form == 'u') values = {{}, Bytes(row.size, 8)};
+  if (row.form == 'f' || row.form == 's') values = {Pattern(row.size, static_cast<uint32_t>(row.place))};
+  if (row.form == 'e') values = {{0, 0, 0, 0}, {5, 5, 5, 5}};
+  if (row.form == 'l') values = {ListOf(0), ListOf(3), ListOf(32)};
+  return values;
+}
+
+std::vector<Bytes> BadValues(const Row& row) {
+  std::vector<Bytes> values = {Bytes(row.size + 1)};
+  if (row.form != 't' && row.form != 'u') values.push_back(Bytes(row.size - 1));
+  for (const uint32_t value : row.values) {
+    for (const uint32_t next : {value - 1, value + 1}) {
+      const bool isBetween = row.form == 'n' && next >= row.values[0] && next <= row.values[1];
+      const bool isGood = isBetween || std::ranges::count(row.values, next) > 0;
+      if (!isGood && next != UINT32_MAX) values.push_back(NumberOf(next, row.size));
+    }
+  }
+  if (row.form == 'e') values.insert(values.end(), {{6, 0, 0, 0}, {0, 0, 0, 6}});
+  if (row.form == 'l') values.push_back(ListOf(33));
+  return values;
+}
+
+// What is in the settings once the element's value has come.
+void Put(const Row& row, const Bytes& value, Bytes& image) {
+  const auto field = image.begin() + static_cast<std::ptrdiff_t>(row.place);
+  if (row.form == 't') std::fill_n(field, row.size, uint8_t{0});
+  std::ranges::copy(value, field);
+}
+
+template <class Record>
+Bytes BytesOf(const Record& record) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+  return Bytes(bytes, bytes + sizeof record);
+}
+
+// The settings with the k-th good value everywhere, or the last of those that have fewer; the device's address stays.
+Bytes ImageOf(size_t k) {
+  Bytes image(sizeof(ConfigurationData), 0xEE);
+  for (const Row& row : kRows) {
+    const auto values = GoodValues(row);
+    if (row.place != kNowhere) Put(row, values[std::min(k, values.size() - 1)], image);
+  }
+  std::ranges::copy(Bytes{127, 0, 0, 11}, image.begin() + 36);
+  return image;
+}
+
+class SettingsTest : public LibraryTest {
+ protected:
+  using Ids = std::vector<uint16_t>;
+  void SetUp() override {
+    LibraryTest::SetUp();
+    VolumeBuilder builder({});
+    builder.AddFile("/FILE", Pattern(100));
+    device = &AddAndSearch(builder.Build());
+  }
+  uint32_t Set(const Ids& ids, const Bytes& image, const char* password = kPassword) {
+    ConfigurationData settings;
+    std::memcpy(&settings, image.data(), sizeof settings);
+    return API_SetConfiguration(ids.data(), static_cast<uint32_t>(ids.size()), &settings, 2, password, 0)->status;
+  }
+  const ConfigurationResult* Get(const Ids& ids) {
+    return API_GetConfiguration(ids.data(), static_cast<uint32_t>(ids.size()), 2, kPassword, 0);
+  }
+  Bytes LastBody() { return BodyOf(Sent().back().bytes); }
+  simulator::DeviceModel* device = nullptr;
+};
+
+TEST_F(SettingsTest, AReplyFillsTheFieldsOfItsElementsAndNoOthers) {
+  const Bytes before(sizeof(ConfigurationData), 0xEE);
+  const auto expectStored = [&](const Row& row, const Bytes& value, const Bytes& stored) {
+    ASSERT_EQ(Set({}, before), 0U);
+    EXPECT_TRUE(LastBody().empty());
+    ChangeReplies(Command::GetConfiguration, 1,
+                  [&](Datagram& bytes, Endpoint&) { bytes = WithBody(bytes, row.ItemWith(value)); });
+    const auto* result = Get({0x0101});
+    ASSERT_EQ(result->status, 0U);
+    Bytes expected = before;
+    if (row.Is('r')) Put(row, stored, expected);
+    EXPECT_EQ(BytesOf(result->configuration), expected);
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.Name());
+    for (const Bytes& value : GoodValues(row)) expectStored(row, value, value);
+    if (row.form == 'l') expectStored(row, ListOf(0xFFFFFFFF), ListOf(0));
+  }
+}
+
+TEST_F(SettingsTest, EveryElementHasItsLimitsInEveryReply) {
+  Bytes extra;
+  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+    for (const auto command : {Command::Search, Command::GetConfiguration, Command::RFAConnect, Command::RFAReadData,
+                               Command::RFAStartTransfer}) {
+      if (!IsReplyTo(datagram, command)) continue;
+      return {.bytes = WithBody(datagram.bytes, Join({BodyOf(datagram.bytes), extra}))};
+    }
+    return {};
+  };
+  const std::function<bool()> replies[] = {[&] { return Get({})->status == 0; },
+                                           [&] { return API_RFAConnect(0, kPassword, 0)->status == 0; },
+                                           [&] { return Read("\\FILE")->status == 0; },
+                                           [&] {
+                                             const bool isListed = API_Search("")->deviceCount == 1;
+                                             extra.clear();
+                                             return API_Search("")->deviceCount == 1 && isListed;
+                                           }};
+  const auto expect = [&](const Row& row, const Bytes& value, bool isGood) {
+    for (size_t reply = 0; reply < std::size(replies); ++reply) {
+      if (reply == 2 && value.size() > 80) continue;  // no room beside a packet of a file
+      extra = row.ItemWith(value);
+      EXPECT_EQ(replies[reply](), isGood) << "reply " << reply << ": " << testing::PrintToString(value);
+    }
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.Name());
+    for (const Bytes& value : GoodValues(row)) expect(row, value, true);
+    for (const Bytes& value : BadValues(row)) expect(row, value, false);
+  }
+}
+
+TEST_F(SettingsTest, AllElementsTravelAtOnceEachFromItsPlace) {
+  Ids all = {0x0106, 0x0810, 0x0904, 0x0300, 0x0F00, 0x1003, 0xFFFF}, readable;  // none can be written
+  for (const Row& row : kRows) {
+    all.insert(all.begin(), row.Id());
+    if (row.Is('r')) readable.push_back(row.Id());
+  }
+  for (size_t k = 0; k < 3; ++k) {
+    SCOPED_TRACE(k);
+    Bytes image = ImageOf(k), read(image.size()), expected;
+    std::copy_n(image.begin() + 764, 24, image.begin() + 788);  // equal secrets in (10,2) and (10,3)
+    EXPECT_EQ(Set(all, image), 0U);
+    for (const Row& row : kRows) {
+      if (row.place == kNowhere) continue;
+      Bytes value = Slice(image, row.place, row.size);
+      if (row.Is('r')) Put(row, value, read);
+      if (row.form == 't') value.erase(std::ranges::find(value, 0), value.end());
+      if (row.form == 'l') value.resize(4 + 6U * value[0]);
+      if (row.form == 's') {
+        EXPECT_TRUE(std::ranges::equal(value, device->Settings().Image().subspan(row.place, row.size)));
+        Rc4(Bytes{'s', 'e', 'c', 'r', 'e', 't'}, value);
+      }
+      if (row.Is('w')) expected = Join({row.ItemWith(value), expected});
+    }
+    EXPECT_EQ(LastBody(), expected);
+
+    std::ranges::copy(image, device->Settings().Image().begin());
+    ASSERT_EQ(Set({}, Bytes(image.size())), 0U);
+    EXPECT_EQ(BytesOf(Get(readable)->configuration), read);
+  }
+}
+
+TEST_F(SettingsTest, WhatCannotBeRightIsNotSent) {
+  const Bytes image = ImageOf(0);
+  for (const uint16_t secret : Ids{0x0903, 0x0905, 0x0A02, 0x0A03}) {
+    EXPECT_EQ(Set({0x0800, secret}, image, ""), 3U);
+    EXPECT_EQ(Set({0x0800, secret}, image, nullptr), 3U);
+  }
+  for (const uint32_t count : {33U, 256U, 0xFFFFFFFFU}) {
+    Bytes wrong = image;
+    std::ranges::copy(ListOf(count), wrong.begin() + 532);
+    EXPECT_EQ(Set({0x0A00}, wrong), 1U);
+  }
+  const ConfigurationData settings{};
+  EXPECT_EQ(API_SetConfiguration(nullptr, 1, &settings, 0, kPassword, 0)->status, 1U);
+  Ids ids(22, 0x0E03);  // 22 times 4 + 64 bytes, and an empty text
+  ids.insert(ids.end(), {0x0800, 0x0800});
+  EXPECT_EQ(Set(ids, image), 4U);
+  EXPECT_EQ(Get(Ids(751, 0x0800))->status, 4U);
+  EXPECT_EQ(Get(Ids(70000, 0x0800))->status, 4U);
+  EXPECT_TRUE(Sent().empty());
+  Get({0x0201, 0x0800});
+  EXPECT_EQ(LastBody(), (Bytes{2, 1, 8, 0}));
+  ids.pop_back();
+  EXPECT_EQ(Set(ids, image), 0U);
+  EXPECT_EQ(LastBody().size(), 1500U);
+  Get(Ids(750, 0x0800));
+  EXPECT_EQ(LastBody().size(), 1500U);
+}
+
+TEST_F(SettingsTest, ANewAddressIsBroadcastAndAnsweredFromTheOldOne) {
+  constexpr platform::Ipv4Address kOld{127, 0, 0, 11}, kNew{127, 0, 0, 99};
+  IpConfiguration wanted{{127, 0, 0, 99}, {255, 0, 0, 1}, {127, 0, 0, 2}, 2, {7, 8, 9}};
+  ASSERT_EQ(Set({}, ImageOf(0)), 0U);
+  EXPECT_EQ(API_SetIPConfiguration(&wanted, 1, kPassword, 0)->status, 0U);
+  const auto request = Sent().back();
+  EXPECT_EQ(request.receiver, (Endpoint{platform::kBroadcastAddress, 14001}));
+  EXPECT_EQ(request.bytes.size(), 73U);
+  EXPECT_EQ(Slice(request.bytes, 18, 6), (Bytes{2, 0, 0, 0, 0, 11}));
+  EXPECT_EQ(LastBody(), Join({Item(1, 0, {127, 0, 0, 99}), Item(1, 1, {255, 0, 0, 1}), Item(1, 2, {127, 0, 0, 2}),
+                              Item(1, 4, {2})}));
+  EXPECT_EQ(world.Log().back().sender.address, kOld);
+  EXPECT_EQ(device->Identity().address, kNew);
+
+  EXPECT_EQ(Get({})->status, 253U) << "the list still has the old address";
+  EXPECT_EQ(Sent().back().receiver.address, kOld);
+  EXPECT_EQ(BytesOf(Get({})->configuration), ImageOf(0)) << "the image of the settings is another matter";
+  Search();
+  EXPECT_EQ(Get({})->status, 0U);
+  EXPECT_EQ(Sent().back().receiver.address, kNew);
+
+  wanted.addressMode = 3;
+  EXPECT_EQ(API_SetIPConfiguration(&wanted, 1, kPassword, 0)->status, 2U) << "values are the device's to judge";
+  ChangeReplies(Command::SetConfiguration, 4, [](Datagram&, Endpoint& sender) { sender.address[3] = 98; });
+  EXPECT_EQ(API_SetIPConfiguration(&wanted, 1, kPassword, 0)->status, 253U) << "another address, another device";
+}
+
+TEST_F(SettingsTest, ATestIsStartedAndReported) {
+  const Bytes p = Pattern(sizeof(TestParameters));
+  TestParameters parameters;
+  std::memcpy(&parameters, p.data(), sizeof parameters);
+  const auto* result = API_SetTest(&parameters, 0, kPassword, 0);
+  ASSERT_EQ(result->status, 0U);
+  EXPECT_EQ(Sent().back().bytes.size(), 166U);
+  EXPECT_EQ(LastBody(),
+            Join({Item(15, 0, {p[0], 0}), Item(15, 2, {p[1]}), Item(15, 3, {p[2]}), Item(15, 4, {p[5]}),
+                  Item(15, 5, {p[3]}), Item(15, 6, {p[4]}), Item(15, 7, {p[12]}), Item(15, 8, {p[10], p[11]}),
+                  Item(15, 9, {p[6], p[7]}), Item(15, 10, {p[8], p[9]}), Item(15, 11, Slice(p, 13, 64))}));
+  const TestData& data = *result->testData;
+  const auto counters = [&] { return std::vector<uint32_t>(data.counters, data.counters + 3); };
+  EXPECT_EQ(BytesOf(data.parameters), p);
+  EXPECT_EQ(counters(), (std::vector<uint32_t>{0, 0, 0}));
+  world.Advance(1100ms);  // reports of 60 and 52 bytes by turns, every 250 ms
+  EXPECT_EQ(counters(), (std::vector<uint32_t>{2, 2, 2}));
+  Lose([](const LoggedDatagram& datagram) { return IsReplyTo(datagram, Command::GetConfiguration); });
+  EXPECT_EQ(Get({})->status, 253U);
+  EXPECT_EQ(counters(), (std::vector<uint32_t>{14, 14, 14}));
+}
+
+}  // namespace
+}  // namespace media_adapter::sim

@@ -1,0 +1,183 @@
+// The world that the library lives in during a test: a virtual clock, an in-memory network with device models on it,
+// and the threads. A test owns one world at a time; the sources of this folder implement platform/*.h over it.
+//
+// Exactly one thread runs at a time: a participant (the test, the worker) runs until it waits, then the next one whose
+// wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and exactly
+// that one thing happens. So a run depends on nothing but the test and the seed.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <span>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "platform/adapters.h"
+#include "platform/clock.h"
+#include "platform/datagram_socket.h"
+#include "simulator/device_model.h"
+
+namespace media_adapter::sim {
+
+using Time = std::chrono::nanoseconds;
+using Datagram = std::vector<uint8_t>;
+using platform::Endpoint;
+
+struct LoggedDatagram {
+  Time time{};  // of sending
+  bool fromLibrary = false;
+  Endpoint sender;
+  Endpoint receiver;
+  Datagram bytes;       // as sent, before the network touched them
+  unsigned copies = 1;  // that the network delivers; 0 when it lost the datagram
+};
+
+// What the network does to one datagram.
+struct Fate {
+  unsigned copies = 1;  // 0 loses it, 2 doubles it
+  Time delay{};         // on top of the latency
+  std::optional<Datagram> bytes = {};
+  std::optional<Endpoint> sender = {};
+  std::vector<Datagram> extra = {};  // further datagrams, on the same way just before this one
+};
+
+// Probabilities from 0 to 1. A reordered datagram is late by up to three latencies.
+struct RandomFaults {
+  double loss = 0;
+  double duplication = 0;
+  double reordering = 0;
+};
+
+class SimWorld {
+ public:
+  explicit SimWorld(uint64_t seed = 1);
+  ~SimWorld();
+  SimWorld(const SimWorld&) = delete;
+  SimWorld& operator=(const SimWorld&) = delete;
+  static SimWorld& Current();
+
+  // The network. A device hears what is sent to its address and every broadcast; it is asked when its own time has
+  // come.
+  simulator::DeviceModel& Attach(std::unique_ptr<simulator::DeviceModel> device);
+  // Brings a datagram to the library's sockets, whatever their ports, `delay` from now.
+  void Inject(const Endpoint& sender, Datagram bytes, Time delay = {});
+  // Every datagram that was sent, in order; the place in it is the ordinal that `fate` sees.
+  const std::vector<LoggedDatagram>& Log() const { return log_; }
+  std::function<Fate(const LoggedDatagram&, size_t ordinal)> fate;
+  RandomFaults random;
+  Time latency = std::chrono::microseconds(200);
+  // Addresses of this host. Null binds and anything sent goes out from the first.
+  std::vector<platform::Ipv4Address> hostAddresses{{127, 0, 0, 1}, {192, 168, 1, 20}};
+
+  // The host.
+  platform::LocalTime localTime{2024, 2, 29, 13, 14, 15};
+  platform::MacAddress adapter{0x02, 0, 0, 0, 0, 0x99};
+  uint32_t lastSystemError = 0x2A;
+  std::vector<std::string> errors;  // texts of ShowError
+  std::vector<std::string> traces;  // texts of TraceLine
+  struct Failing {
+    bool thread = false, open = false, broadcast = false, send = false;
+  } failing;
+
+  Time Now();
+  // Lets the others run for `duration`.
+  void Advance(Time duration);
+  size_t OpenSockets() const { return sockets_.size(); }
+
+  // While one exists, the test's own thread does not take part: it may wait for other threads in real time. Threads
+  // that take no part may use the library; time goes on without regard to them.
+  class Outside {
+   public:
+    Outside();
+    ~Outside();
+    Outside(const Outside&) = delete;
+    Outside& operator=(const Outside&) = delete;
+  };
+
+  // For the platform's sources.
+
+  // Waits until `take` returns true; it takes what it waited for. False when `deadline` came first.
+  bool Wait(const std::function<bool()>& take, std::optional<Time> deadline);
+  // Runs `change` on state that waits look at.
+  template <typename Change>
+  auto Do(Change change) {
+    std::lock_guard lock(mutex_);
+    if constexpr (std::is_void_v<decltype(change())>) {
+      change();
+      Schedule();
+    } else {
+      auto result = change();
+      Schedule();
+      return result;
+    }
+  }
+  // A thread that takes part, or none. Its last act in the world is to set `ended`.
+  std::optional<std::thread> StartThread(std::function<void()> body, std::shared_ptr<bool> ended);
+
+  std::intptr_t OpenSocket(const char* localAddress);  // -1 when it cannot be bound
+  void CloseSocket(std::intptr_t handle);
+  bool EnableBroadcast(std::intptr_t handle);
+  std::optional<platform::Ipv4Address> LocalAddress(std::intptr_t handle);
+  bool Send(std::intptr_t handle, std::span<const uint8_t> bytes, const Endpoint& receiver);
+  std::optional<Datagram> Receive(std::intptr_t handle, Endpoint& sender);
+  bool IsReadable(std::intptr_t handle) const;  // inside Wait and Do only
+
+ private:
+  struct Sleeper {
+    std::function<bool()> take;
+    std::optional<Time> deadline;
+    bool participant = true;
+    bool released = false;
+    bool taken = false;
+    std::condition_variable_any wake = {};
+  };
+  struct Arrival {
+    bool toLibrary = false;
+    simulator::DeviceModel* device = nullptr;  // else
+    Endpoint sender;
+    uint16_t port = 0;  // of the library's socket; 0 for any
+    Datagram bytes;
+  };
+  struct Socket {
+    Endpoint local;
+    bool broadcast = false;
+    std::list<std::pair<Endpoint, Datagram>> received = {};
+  };
+
+  void Schedule();
+  bool ReleaseOne();
+  void Release(Sleeper& sleeper, bool taken);
+  bool HappenNext();
+  void Deliver(const Arrival& arrival);
+  void SendAll(const Endpoint& sender, std::vector<simulator::Outgoing> datagrams);
+  void Transmit(LoggedDatagram datagram);
+  void Dispatch(const LoggedDatagram& datagram, const Endpoint& sender, const Datagram& bytes, Time when);
+  void SleepUntilReleased(Sleeper& sleeper);
+  [[noreturn]] void AbortDeadlocked() const;
+
+  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
+  Time now_{std::chrono::seconds(1000)};
+  std::mt19937_64 generator_;
+  std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep
+  bool running_ = true;           // some participant runs
+  bool scheduling_ = false;
+  unsigned outside_ = 0;
+  std::multimap<Time, Arrival> arrivals_;
+  std::vector<std::unique_ptr<simulator::DeviceModel>> devices_;
+  std::map<std::intptr_t, Socket> sockets_;
+  std::intptr_t nextHandle_ = 1;
+  uint16_t nextPort_ = 50000;
+  std::vector<LoggedDatagram> log_;
+};
+
+}  // namespace media_adapter::sim

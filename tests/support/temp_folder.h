@@ -1,0 +1,60 @@
+// A folder for one test's files, removed with everything in it at the end.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace media_adapter::sim {
+
+using Bytes = std::vector<uint8_t>;
+
+class TempFolder {
+ public:
+  TempFolder() {
+    auto pattern = (std::filesystem::temp_directory_path() / "media-adapter-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", pattern, {});
+    path_ = pattern;
+  }
+  ~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const std::filesystem::path& Path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ / name; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline Bytes ReadWholeFile(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary | std::ios::ate);
+  Bytes bytes(stream ? static_cast<size_t>(stream.tellg()) : 0);
+  stream.seekg(0);
+  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
+inline void WriteWholeFile(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
+  std::ofstream stream(path, std::ios::binary);
+  stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Bytes that differ at every place, so that a misplaced, doubled or lost piece shows.
+inline Bytes Pattern(size_t size, uint32_t seed = 1) {
+  Bytes bytes(size);
+  uint32_t state = seed * 2654435761U + 1;
+  for (uint8_t& byte : bytes) {
+    state = state * 1664525U + 1013904223U;
+    byte = static_cast<uint8_t>(state >> 24);
+  }
+  return bytes;
+}
+
+}  // namespace media_adapter::sim

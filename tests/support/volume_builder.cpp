@@ -1,0 +1,246 @@
+#include "tests/support/volume_builder.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+#include <sstream>
+#include <stdexcept>
+
+#include "protocol/little_endian.h"
+
+extern char** environ;
+
+namespace media_adapter::sim {
+namespace {
+
+struct ToolResult {
+  int exitCode = -1;
+  std::string output;
+};
+
+ToolResult RunTool(const std::vector<std::string>& command) {
+  setenv("MTOOLS_SKIP_CHECK", "1", 1);
+  setenv("MTOOLSRC", "/dev/null", 1);
+  setenv("TZ", "UTC", 1);
+  int pipeEnds[2];
+  if (pipe2(pipeEnds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
+  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 2);
+  std::vector<char*> arguments;
+  for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  pid_t process = 0;
+  const int error = posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(pipeEnds[1]);
+  ToolResult result;
+  char buffer[4096];
+  for (ssize_t count = 0; (count = read(pipeEnds[0], buffer, sizeof(buffer))) > 0;) {
+    result.output.append(buffer, static_cast<size_t>(count));
+  }
+  close(pipeEnds[0]);
+  if (error != 0) throw std::runtime_error("cannot run " + command[0]);
+  int status = 0;
+  waitpid(process, &status, 0);
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return result;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::string> Require(const std::vector<std::string>& command) {
+  const auto result = RunTool(command);
+  if (result.exitCode != 0) throw std::runtime_error(command[0] + ": " + result.output);
+  return Lines(result.output);
+}
+
+}  // namespace
+
+// ---- VolumeImage
+
+bool VolumeImage::Read(uint32_t sector, std::span<uint8_t> out) {
+  for (; !out.empty(); out = out.subspan(kSectorSize), ++sector) {
+    if (sector >= sectorCount_) return false;
+    if (const auto own = changed_.find(sector); own != changed_.end()) {
+      std::ranges::copy(own->second, out.begin());
+    } else if (const auto shared = base_->find(sector); shared != base_->end()) {
+      std::ranges::copy(shared->second, out.begin());
+    } else {
+      std::ranges::fill(out.first(kSectorSize), uint8_t{0});
+    }
+  }
+  return true;
+}
+
+VolumeImage::Sector& VolumeImage::At(uint32_t sector) {
+  Sector now{};
+  if (!Read(sector, now)) throw std::out_of_range("sector");
+  return changed_.try_emplace(sector, now).first->second;
+}
+
+bool VolumeImage::Write(uint32_t sector, std::span<const uint8_t> data) {
+  for (; !data.empty(); data = data.subspan(kSectorSize), ++sector) {
+    if (sector >= sectorCount_) return false;
+    std::ranges::copy(data.first(kSectorSize), changed_[sector].begin());
+  }
+  return true;
+}
+
+void VolumeImage::Load(const std::string& path, uint32_t firstSector) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat info {};
+  if (file < 0 || fstat(file, &info) != 0) throw std::runtime_error("cannot open " + path);
+  base_ = std::make_shared<Sectors>(*base_);
+  Sector bytes{};
+  off_t next = 0;
+  while ((next = lseek(file, next, SEEK_DATA)) >= 0) {
+    const off_t end = lseek(file, next, SEEK_HOLE);
+    for (next -= next % kSectorSize; next < end; next += kSectorSize) {
+      if (pread(file, bytes.data(), bytes.size(), next) != kSectorSize) throw std::runtime_error("cannot read " + path);
+      if (std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; })) continue;
+      base_->insert_or_assign(firstSector + static_cast<uint32_t>(next / kSectorSize), bytes);
+    }
+  }
+  close(file);
+  sectorCount_ = firstSector + static_cast<uint32_t>(info.st_size / kSectorSize);
+}
+
+void VolumeImage::Save(const std::string& path, uint32_t firstSector) {
+  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  bool good = file >= 0 && ftruncate(file, off_t{sectorCount_ - firstSector} * kSectorSize) == 0;
+  for (const auto* sectors : {base_.get(), &changed_}) {
+    for (const auto& [sector, bytes] : *sectors) {
+      if (sector < firstSector || sector >= sectorCount_) continue;
+      good = good && pwrite(file, bytes.data(), bytes.size(), off_t{sector - firstSector} * kSectorSize) == kSectorSize;
+    }
+  }
+  close(file);
+  if (!good) throw std::runtime_error("cannot write " + path);
+}
+
+// ---- VolumeBuilder
+
+VolumeBuilder::VolumeBuilder(const VolumeShape& shape) : shape_(shape), volume_(folder_ / "volume") {
+  const bool is32 = shape.fatBits == 32;
+  const uint32_t clusters = shape.clusters != 0 ? shape.clusters : (is32 ? 65600U : 4200U);
+  const uint32_t fatSectors = clusters / (is32 ? 128 : 256) + 1;
+  const uint32_t rootSectors = is32 ? 0 : shape.rootEntries * 32 / kSectorSize;
+  const uint32_t reserved = is32 ? 32 : 4;
+  const uint32_t total = reserved + shape.fats * fatSectors + rootSectors + clusters * shape.sectorsPerCluster;
+  VolumeImage(total + total % 2).Save(volume_);
+  std::vector<std::string> command = {"mkfs.fat", "-a", "--invariant", "-I", "-F", std::to_string(shape.fatBits)};
+  const auto add = [&](const char* option, uint32_t value) {
+    command.insert(command.end(), {option, std::to_string(value)});
+  };
+  add("-R", reserved);
+  add("-s", shape.sectorsPerCluster);
+  add("-f", shape.fats);
+  add("-h", shape.partitionStart);
+  if (!is32) add("-r", shape.rootEntries);
+  command.push_back(volume_);
+  Require(command);
+}
+
+std::vector<std::string> VolumeBuilder::Mtool(const std::string& tool, std::vector<std::string> arguments) const {
+  arguments.insert(arguments.begin(), {tool, "-i", volume_});
+  return Require(arguments);
+}
+
+void VolumeBuilder::AddFolder(const std::string& path) { Mtool("mmd", {"::" + path}); }
+
+void VolumeBuilder::AddFile(const std::string& path, std::span<const uint8_t> content) {
+  const auto slash = path.rfind('/');
+  AddFiles(path.substr(0, slash), {path.substr(slash + 1)}, content);
+}
+
+void VolumeBuilder::AddFiles(const std::string& folder, const std::vector<std::string>& names,
+                             std::span<const uint8_t> content) {
+  TempFolder files;
+  std::vector<std::string> arguments = {"-m"};
+  for (const auto& name : names) {
+    WriteWholeFile(files / name, content);
+    const timespec moment{.tv_sec = 1500000000, .tv_nsec = 0};  // 2017-07-14 02:40:00
+    const timespec times[2] = {moment, moment};
+    utimensat(AT_FDCWD, (files / name).c_str(), times, 0);
+    arguments.push_back(files / name);
+  }
+  arguments.push_back("::" + folder + "/");
+  Mtool("mcopy", arguments);
+}
+
+void VolumeBuilder::Delete(const std::string& path) { Mtool("mdel", {"::" + path}); }
+
+void VolumeBuilder::SetAttributes(const std::string& path, const std::vector<std::string>& flags) {
+  auto arguments = flags;
+  arguments.push_back("::" + path);
+  Mtool("mattrib", arguments);
+}
+
+VolumeImage VolumeBuilder::Build() const {
+  VolumeImage image;
+  image.Load(volume_, shape_.partitionStart);
+  if (shape_.partitionStart != 0) {
+    auto& table = image.At(0);
+    table[450] = 0x0C;
+    WriteU32(table, 454, shape_.partitionStart);
+    WriteU32(table, 458, image.SectorCount() - shape_.partitionStart);
+    WriteU16(table, 510, 0xAA55);
+  }
+  return image;
+}
+
+// ---- Judges
+
+std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitionStart) {
+  TempFolder folder;
+  image.Save(folder / "volume", partitionStart);
+  const auto root = folder.Path() / "tree";
+  std::filesystem::create_directory(root);
+  Require({"mcopy", "-s", "-n", "-m", "-i", folder / "volume", "::/", root.string()});
+  std::map<std::string, VolumeItem> items;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    auto& item = items["/" + entry.path().lexically_relative(root).string()];
+    item.isFolder = entry.is_directory();
+    if (!item.isFolder) item.content = ReadWholeFile(entry.path());
+    struct stat info {};
+    if (stat(entry.path().c_str(), &info) == 0) item.modified = info.st_mtime;
+  }
+  // A line of mattrib: "  A  SHR     ::/folder/name". It fails where the root has no file.
+  for (const auto& line : Lines(RunTool({"mattrib", "-/", "-i", folder / "volume", "::/"}).output)) {
+    const auto colons = line.find("::/");
+    const auto item = colons == std::string::npos ? items.end() : items.find(line.substr(colons + 2));
+    if (item == items.end()) continue;
+    std::ranges::copy_if(line.substr(0, colons), std::back_inserter(item->second.attributes),
+                         [](char c) { return c != ' '; });
+  }
+  return items;
+}
+
+std::vector<std::string> FsckComplaints(VolumeImage& image, uint32_t partitionStart) {
+  TempFolder folder;
+  image.Save(folder / "volume", partitionStart);
+  auto lines = Lines(RunTool({"fsck.fat", "-n", folder / "volume"}).output);
+  std::erase_if(lines, [](const std::string& line) {
+    static constexpr const char* kHarmless[] = {"fsck.fat ",          " files, ",        "Free cluster summary",
+                                                "Leaving filesystem", "Auto-correcting", "  1) Correct",
+                                                "  2) Don't correct"};
+    return line.empty() ||
+           std::ranges::any_of(kHarmless, [&](const char* part) { return line.find(part) != std::string::npos; });
+  });
+  return lines;
+}
+
+}  // namespace media_adapter::sim

@@ -1,0 +1,91 @@
+// FAT volumes for tests, made and judged by strangers: mkfs.fat and mtools write them, fsck.fat and mtools read them
+// back. Used by the scenario tests; knows nothing of the library.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "simulator/storage.h"
+#include "tests/support/temp_folder.h"
+
+namespace media_adapter::sim {
+
+using simulator::kSectorSize;
+
+// The sectors of a device, a value that is cheap to copy: what was loaded is shared, what was written since is the
+// copy's own, and sectors of zeros cost nothing.
+class VolumeImage : public simulator::Storage {
+ public:
+  using Sector = std::array<uint8_t, kSectorSize>;
+
+  explicit VolumeImage(uint32_t sectorCount = 0) : sectorCount_(sectorCount), base_(std::make_shared<Sectors>()) {}
+
+  uint32_t SectorCount() const override { return sectorCount_; }
+  bool Read(uint32_t sector, std::span<uint8_t> out) override;
+  bool Write(uint32_t sector, std::span<const uint8_t> data) override;
+
+  Sector& At(uint32_t sector);  // to look at or to change
+  void SetSectorCount(uint32_t count) { sectorCount_ = count; }
+  // The file's bytes as sectors from `firstSector` on.
+  void Load(const std::string& path, uint32_t firstSector = 0);
+  void Save(const std::string& path, uint32_t firstSector = 0);
+
+ private:
+  using Sectors = std::unordered_map<uint32_t, Sector>;
+  uint32_t sectorCount_;
+  std::shared_ptr<Sectors> base_;
+  Sectors changed_;
+};
+
+struct VolumeShape {
+  int fatBits = 16;
+  uint32_t sectorsPerCluster = 1;
+  uint32_t clusters = 0;  // about; 0 for a small volume of that type
+  uint32_t fats = 1;
+  uint32_t partitionStart = 0;  // the volume's first sector; 0 for a device without partition table
+  uint32_t rootEntries = 512;   // FAT16
+};
+
+// Paths are as mtools writes them: "/music/song.mp3".
+class VolumeBuilder {
+ public:
+  explicit VolumeBuilder(const VolumeShape& shape);
+
+  void AddFolder(const std::string& path);
+  void AddFile(const std::string& path, std::span<const uint8_t> content = {});
+  // Copies host files of these names and contents into a folder in one go.
+  void AddFiles(const std::string& folder, const std::vector<std::string>& names,
+                std::span<const uint8_t> content = {});
+  void Delete(const std::string& path);
+  // As mattrib takes them, for example {"+r", "+h"}.
+  void SetAttributes(const std::string& path, const std::vector<std::string>& flags);
+  VolumeImage Build() const;
+
+ private:
+  std::vector<std::string> Mtool(const std::string& tool, std::vector<std::string> arguments) const;
+
+  VolumeShape shape_;
+  TempFolder folder_;
+  std::string volume_;
+};
+
+struct VolumeItem {
+  bool isFolder = false;
+  Bytes content;
+  int64_t modified = 0;    // last write, seconds since 1970, of the time as the volume states it
+  std::string attributes;  // letters of mattrib: A S H R
+};
+
+// What a stranger finds on a volume: "/folder/name" to item.
+std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitionStart = 0);
+
+// Every complaint of fsck.fat, a line each; empty for a sound volume. FSInfo counts do not count.
+std::vector<std::string> FsckComplaints(VolumeImage& image, uint32_t partitionStart = 0);
+
+}  // namespace media_adapter::sim

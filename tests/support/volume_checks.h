@@ -1,0 +1,180 @@
+// What the tests of writing look at: the requests that an operation made, as a line of text, and the volume that it
+// left, byte by byte. Knows the FAT format by itself; nothing here comes from the library.
+#pragma once
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "tests/support/library_fixture.h"
+
+namespace media_adapter::sim {
+
+using Slot = std::span<uint8_t>;
+using Strings = std::vector<std::string>;
+
+// A volume's bytes by their meaning. The volume starts at sector 0.
+class VolumeView {
+ public:
+  explicit VolumeView(VolumeImage& image) : image_(image) {
+    const auto& boot = image.At(0);
+    sectorsPerCluster_ = boot[13];
+    fat_ = ReadU16(boot, 14);
+    is32 = ReadU16(boot, 22) == 0;
+    const uint32_t fatSectors = is32 ? ReadU32(boot, 36) : ReadU16(boot, 22);
+    secondFat_ = fat_ + fatSectors;
+    root_ = fat_ + boot[16] * fatSectors;
+    data_ = root_ + ReadU16(boot, 17) / 16U;
+    const uint32_t total = ReadU16(boot, 19) != 0 ? ReadU16(boot, 19) : ReadU32(boot, 32);
+    lastCluster = (total - data_) / sectorsPerCluster_ + 1;
+  }
+
+  // s0 (reserved), fat3, other0 (another FAT), root1 (the fixed root), c5.0 (the first sector of cluster 5)
+  std::string Place(uint32_t sector) const {
+    const std::tuple<uint32_t, uint32_t, const char*> areas[] = {
+        {fat_, 0, "s"}, {secondFat_, fat_, "fat"}, {root_, secondFat_, "other"}, {data_, root_, "root"}};
+    for (const auto& [end, start, name] : areas) {
+      if (sector < end) return name + std::to_string(sector - start);
+    }
+    const uint32_t inData = sector - data_;
+    return "c" + std::to_string(2 + inData / sectorsPerCluster_) + "." + std::to_string(inData % sectorsPerCluster_);
+  }
+
+  uint32_t Link(uint32_t cluster) const { return is32 ? ReadU32(LinkOf(cluster), 0) : ReadU16(LinkOf(cluster), 0); }
+  void SetLink(uint32_t cluster, uint32_t value) const {
+    if (is32) return WriteU32(LinkOf(cluster), 0, value);
+    WriteU16(LinkOf(cluster), 0, static_cast<uint16_t>(value));
+  }
+
+  // The slots of a directory in order; 0 is the root.
+  std::vector<Slot> Slots(uint32_t cluster = 0) const {
+    std::vector<Slot> slots;
+    const auto add = [&](uint32_t first, uint32_t count) {
+      for (uint32_t i = 0; i < count * 16; ++i)
+        slots.push_back(Slot(image_.At(first + i / 16)).subspan(i % 16 * 32, 32));
+    };
+    if (cluster == 0 && is32) cluster = 2;
+    if (cluster == 0) add(root_, data_ - root_);
+    for (; cluster >= 2 && cluster <= lastCluster; cluster = Link(cluster) & 0x0FFFFFFF) {
+      add(data_ + (cluster - 2) * sectorsPerCluster_, sectorsPerCluster_);
+    }
+    return slots;
+  }
+  // The short entries of a directory by the 11 characters of their names.
+  std::map<std::string, Slot> Entries(uint32_t cluster = 0) const {
+    std::map<std::string, Slot> entries;
+    for (const Slot slot : Slots(cluster)) {
+      if (slot[0] != 0 && slot[0] != 0xE5 && slot[11] != 0x0F) entries[{slot.begin(), slot.begin() + 11}] = slot;
+    }
+    return entries;
+  }
+
+  bool is32;
+  uint32_t lastCluster;
+
+ private:
+  Slot LinkOf(uint32_t cluster) const {
+    const uint32_t size = is32 ? 4 : 2;
+    return Slot(image_.At(fat_ + cluster * size / 512)).subspan(cluster * size % 512, size);
+  }
+  VolumeImage& image_;
+  uint32_t sectorsPerCluster_, fat_, secondFat_, root_, data_;
+};
+
+inline Bytes Copy(std::span<const uint8_t> slot) { return {slot.begin(), slot.end()}; }
+inline uint32_t ClusterIn(std::span<const uint8_t> slot) { return ReadU16(slot, 20) * 0x10000U + ReadU16(slot, 26); }
+
+constexpr int64_t kLastWrite = 1583298366;  // of local files: 2020-03-04 05:06:06
+
+// The device's medium can be exchanged, and operations are one short call each. Local files lie in the current folder,
+// in "u" to put and in "d" when read, so that their paths leave room for the longest names.
+class WritingTest : public LibraryTest {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "UTC", 1);
+    setenv("LC_ALL", "C.UTF-8", 1);
+    tzset();
+    LibraryTest::SetUp();
+    for (const char* folder : {"u", "d"}) std::filesystem::create_directory(work_ / folder);
+    std::filesystem::current_path(work_.Path());
+    device_ = &AddDevice();
+    AddDevice();  // without a volume
+    Search();
+  }
+  void TearDown() override {
+    world.fate = nullptr;
+    std::filesystem::current_path("/");
+    LibraryTest::TearDown();
+  }
+
+  VolumeImage& Volume() { return static_cast<VolumeImage&>(device_->Disk()); }
+  VolumeView View() { return VolumeView(Volume()); }
+  // Puts a medium into the device and lets the library mount it.
+  void Insert(const VolumeImage& image) {
+    Volume() = image;
+    ASSERT_EQ(Read("\\", {}, nullptr, 1)->status, 248U);  // forgets what was mounted
+    ASSERT_EQ(Read("\\")->status, 0U);
+  }
+
+  static void MakeLocal(const std::string& name, const Bytes& content, int64_t lastWrite = kLastWrite) {
+    std::filesystem::remove("u/" + name);
+    WriteWholeFile("u/" + name, content);
+    const std::chrono::sys_seconds time{std::chrono::seconds(lastWrite)};
+    std::filesystem::last_write_time("u/" + name, std::chrono::file_clock::from_sys(time));
+  }
+  uint32_t PutLocal(const std::string& name, std::string folder = "\\") {
+    Mark();
+    const uint32_t status = API_RFAWriteData(("u/" + name).c_str(), folder.data(), 0, kPassword, 0)->status;
+    folderText = folder.c_str();
+    return status;
+  }
+  uint32_t Put(const std::string& name, const Bytes& content, const std::string& folder = "\\") {
+    return MakeLocal(name, content), PutLocal(name, folder);
+  }
+  uint32_t MakeFolder(const std::string& path) {
+    return Mark(), API_RFACreateDirectory(path.c_str(), 0, kPassword, 0)->status;
+  }
+  uint32_t Delete(const std::string& path) { return Mark(), API_RFADelete(path.c_str(), 0, kPassword, 0)->status; }
+  uint32_t Format() { return Mark(), API_RFAFormat(0, kPassword, 0)->status; }
+  // The file's bytes as the library reads them; none when it fails.
+  std::optional<Bytes> Get(const std::string& path) {
+    if (Read(path, "d")->status != 0) return std::nullopt;
+    return ReadWholeFile("d/" + path.substr(path.rfind('\\') + 1));
+  }
+  bool Wrote() const { return !Sent(Command::RFAWriteData).empty(); }
+  Strings Complaints() { return FsckComplaints(Volume()); }
+
+  // Requests since the mark, resends left out.
+  std::vector<Datagram> Requests() const {
+    std::vector<Datagram> requests;
+    for (const auto& sent : Sent()) {
+      if (requests.empty() || requests.back() != sent.bytes) requests.push_back(sent.bytes);
+    }
+    return requests;
+  }
+  // A status and the requests behind it: "0 r:root0 w:c2.0-c2.3 ww:fat1-fat5" reads and writes of one sector and writes
+  // of two. A run of consecutive ones is one item; the connection at the start goes without saying.
+  std::string Trace(uint32_t status) {
+    std::string text = std::to_string(status), openKind, end;
+    uint32_t next = 0;
+    for (const Datagram& bytes : Requests()) {
+      if (bytes.size() == wire::kHeaderSize) continue;
+      const uint32_t sector = ReadU32(bytes, 48), count = ReadU16(bytes, 56);
+      const bool isRead = CommandOf(bytes) == static_cast<uint8_t>(Command::RFAReadData);
+      const std::string kind = " " + std::string(count, isRead ? 'r' : 'w') + ":";
+      const bool goesOn = kind == openKind && sector == next;
+      text += goesOn ? "" : std::exchange(end, {}) + kind + View().Place(sector);
+      if (goesOn) end = "-" + View().Place(sector);
+      openKind = kind;
+      next = sector + count;
+    }
+    return text + end;
+  }
+
+  simulator::DeviceModel* device_ = nullptr;
+
+ private:
+  TempFolder work_;
+};
+
+}  // namespace media_adapter::sim

@@ -1,0 +1,146 @@
+// Everything that an application does with devices, through the loaded library and over real datagrams. One library,
+// one search and two devices serve all of it: a search takes six seconds.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "tests/system/loaded_library.h"
+#include "tests/system/simulated_device.h"
+
+namespace media_adapter::system_tests {
+namespace {
+
+using sim::Bytes;
+using sim::Pattern;
+
+class OperationsTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    library = std::make_unique<LoadedLibrary>();
+    device = std::make_unique<SimulatedDevice>("127.0.0.31", "operations");
+    other = std::make_unique<SimulatedDevice>("127.0.0.32", "operations");
+    const auto* found = library->Search("operations");
+    ASSERT_EQ(found->deviceCount, 2U);
+    plain = found->devices[0].ipAddress[3] == 31 ? 0 : 1;
+    EXPECT_EQ(found->devices[plain].ipAddress[3], 31);
+    EXPECT_EQ(found->devices[noisy()].ipAddress[3], 32);
+    EXPECT_STREQ(reinterpret_cast<const char*>(found->devices[0].name), "operations");
+  }
+  static void TearDownTestSuite() {
+    library.reset();
+    device.reset();
+    other.reset();
+  }
+  static uint32_t noisy() { return 1 - plain; }
+
+  uint32_t Write(const std::string& name, const Bytes& content, std::string folder, uint32_t index = plain) {
+    sim::WriteWholeFile(files / name, content);
+    return library->RFAWriteData((files / name).c_str(), folder.data(), 0, kPassword, index)->status;
+  }
+  uint32_t Read(const std::string& path, uint32_t index = plain) {
+    std::string folder = files.Path().string();
+    return library->RFAReadData(path.c_str(), folder.data(), 0, kPassword, index)->status;
+  }
+  std::string List(const std::string& path) {
+    std::string folder = ".", names;
+    const auto* result = library->RFAReadData(path.c_str(), folder.data(), 0, kPassword, plain);
+    EXPECT_EQ(result->status, 0U);
+    for (uint32_t i = 0; i < result->entryCount; ++i) names += std::string(result->entries[i].name) + " ";
+    return names;
+  }
+
+  sim::TempFolder files;
+  static inline std::unique_ptr<LoadedLibrary> library;
+  static inline std::unique_ptr<SimulatedDevice> device, other;
+  static inline uint32_t plain = 0;  // the index of `device`
+};
+
+TEST_F(OperationsTest, FilesAndFolders) {
+  const Bytes content = Pattern(200000);
+  EXPECT_EQ(library->RFACreateDirectory("\\Long folder name", 0, kPassword, plain)->status, 0U);
+  EXPECT_EQ(library->RFACreateDirectory("\\long FOLDER name", 0, kPassword, plain)->status, 236U);
+  EXPECT_EQ(Write("A song.mp3", content, "\\Long folder name"), 0U);
+  EXPECT_EQ(List("\\Long folder name"), ". .. A song.mp3 ");
+  std::filesystem::remove(files / "A song.mp3");
+  uint32_t progress = 0;
+  std::string folder = files.Path().string() + "/";
+  EXPECT_EQ(
+      library->RFAReadDataExt("\\Long folder name\\A song.mp3", folder.data(), 0, kPassword, plain, &progress)->status,
+      0U);
+  EXPECT_EQ(progress, 100U);
+  EXPECT_EQ(folder.c_str(), files.Path().string());
+  EXPECT_EQ(sim::ReadWholeFile(files / "A song.mp3"), content);
+  EXPECT_EQ(library->RFADelete("\\Long folder name", 0, kPassword, plain)->status, 241U);
+  EXPECT_EQ(library->RFADelete("\\Long folder name\\A song.mp3", 0, kPassword, plain)->status, 0U);
+  EXPECT_EQ(Read("\\Long folder name\\A song.mp3"), 244U);
+  EXPECT_EQ(library->RFAFormat(0, kPassword, plain)->status, 0U);
+  EXPECT_EQ(List("\\"), "");
+}
+
+TEST_F(OperationsTest, ABadNetworkNeverGivesWrongBytes) {
+  const Bytes content = Pattern(100000, 2);
+  ASSERT_EQ(Write("file", content, "\\", noisy()), 0U);
+  for (const char* seed : {"1", "2", "3"}) {
+    other->Start({"--loss", "0.05", "--duplicate", "0.05", "--reorder", "0.05", "--seed", seed});
+    std::filesystem::remove(files / "file");
+    const uint32_t status = Read("\\file", noisy());
+    EXPECT_TRUE(status == 253 || (status == 0 && sim::ReadWholeFile(files / "file") == content)) << seed << status;
+  }
+}
+
+TEST_F(OperationsTest, SettingsAndTest) {
+  const uint16_t ids[] = {MEDIA_ADAPTER_ELEMENT(0, 0), MEDIA_ADAPTER_ELEMENT(8, 4), MEDIA_ADAPTER_ELEMENT(9, 3)};
+  ConfigurationData settings{};
+  std::fill_n(settings.element0_0, 16, uint8_t{'t'});
+  settings.element8_4[1] = 4;
+  settings.element9_3[0] = 9;
+  EXPECT_EQ(library->SetConfiguration(ids, 3, &settings, 3, kPassword, plain)->status, 0U);
+  settings.element8_4[1] = 0;
+  EXPECT_STREQ(library->SetConfiguration(ids, 3, &settings, 3, kPassword, plain)->message, "Invalid element ID");
+  const auto* result = library->GetConfiguration(ids, 2, 3, kPassword, plain);
+  EXPECT_EQ(result->status, 0U);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(result->configuration.element0_0), 16), std::string(16, 't'));
+  EXPECT_EQ(result->configuration.element8_4[1], 4);
+  const IpConfiguration same{{127, 0, 0, 31}, {255, 0, 0, 0}, {127, 0, 0, 1}, 1, {}};
+  EXPECT_EQ(library->SetIPConfiguration(&same, 0, kPassword, plain)->status, 0U);
+
+  const TestParameters parameters{};
+  const auto* test = library->SetTest(&parameters, 0, kPassword, plain);
+  ASSERT_EQ(test->status, 0U);
+  std::this_thread::sleep_for(std::chrono::milliseconds(700));
+  for (const uint32_t counter : test->testData->counters) EXPECT_GT(counter, 0U) << "reported while nobody calls";
+}
+
+TEST_F(OperationsTest, ConnectingAndPasswords) {
+  EXPECT_EQ(library->RFAConnect(0, kPassword, plain)->status, 0U);
+  EXPECT_EQ(library->RFADisconnect(0, kPassword, plain)->status, 0U);
+  EXPECT_STREQ(library->RFAConnect(0, "wrong", plain)->message, "Invalid password");
+  EXPECT_EQ(library->RFAConnect(0, kPassword, 2)->status, 255U);
+  library->Terminate(0);
+}
+
+TEST_F(OperationsTest, ABadInterfaceAndBack) {
+  EXPECT_EQ(library->SetIpInterface("192.0.2.1"), 11U);
+  EXPECT_EQ(library->GetConfiguration(nullptr, 0, 0, kPassword, plain)->status, 253U);
+  EXPECT_EQ(library->SetIpInterface("127.0.0.1"), 0U);
+  EXPECT_EQ(library->GetConfiguration(nullptr, 0, 0, kPassword, plain)->status, 0U);
+}
+
+TEST_F(OperationsTest, MemoryStaysBelowOneMebibyte) {
+  const size_t before = AllocatedBytes();
+  const auto connect = [](int times) {
+    for (int i = 0; i < times; ++i) ASSERT_EQ(library->RFAConnect(0, kPassword, plain)->status, 0U);
+  };
+  connect(100);
+  const size_t after = AllocatedBytes();
+  connect(10000);
+  EXPECT_LE(AllocatedBytes(), after) << "10000 requests leave nothing behind";
+  const size_t own = WritableBytes(LoadedLibrary::Path());
+  EXPECT_GT(own, sizeof(ReadDataResult)) << "the result blocks lie in there";
+  EXPECT_LT(own + (after - std::min(before, after)), 1U << 20);
+}
+
+}  // namespace
+}  // namespace media_adapter::system_tests

@@ -1,0 +1,199 @@
+// Copying files to the device: the order of requests and their number, overwriting, what is refused, and a failure of
+// every single exchange.
+#include <sys/stat.h>
+
+#include "tests/support/volume_checks.h"
+
+namespace media_adapter::sim {
+namespace {
+
+constexpr VolumeShape kSmall{.sectorsPerCluster = 4, .rootEntries = 32};
+
+TEST_F(WritingTest, FilesAreStoredInTheirOrder) {
+  Insert(VolumeBuilder(kSmall).Build());
+  EXPECT_EQ(Trace(Put("New File.txt", Pattern(1000))),
+            "0 r:root0-root1 r:root0 r:fat0 w:c2.0-c2.1 r:root0 r:root0-root1 w:root0 w:fat0");
+  EXPECT_EQ(Trace(Put("empty", {})), "0 r:root0-root1 r:root0 r:root0 w:root0");
+  EXPECT_EQ(Trace(Put("NEW FILE.TXT", Pattern(2049))),  // over the first
+            "0 r:root0 r:fat0 w:fat0 r:fat0 w:c2.0-c3.0 r:root0 w:root0 w:fat0");
+  EXPECT_EQ(Trace(Put("New File.txt", {})), "0 r:root0 r:fat0 w:fat0 r:root0 w:root0");
+  EXPECT_EQ(Trace(Put("EMPTY", Pattern(1))), "0 r:root0 r:fat0 w:c2.0 r:root0 w:root0 w:fat0");
+  // A chain over two FAT sectors, linked and freed.
+  for (uint32_t cluster = 3; cluster < 254; ++cluster) View().SetLink(cluster, 0xFFFF);
+  EXPECT_EQ(Trace(Put("LARGE", Pattern(3 * 2048 + 1))),
+            "0 r:root0-root1 r:root0 r:fat0-fat1 w:c254.0-c257.0 r:root0 w:root0 r:fat0-fat1 w:fat0-fat1");
+  EXPECT_EQ(Trace(Put("LARGE", Pattern(100))),
+            "0 r:root0 r:fat0-fat1 w:fat0-fat1 r:fat0 w:c254.0 r:root0 w:root0 w:fat0");
+}
+
+// Every request is an exchange with the device; together they are what copying costs.
+TEST_F(WritingTest, AMegabyteCostsNoRequestTooMany) {
+  for (const VolumeShape& shape : {VolumeShape{16, 1}, {16, 8}, {32, 1}, {32, 64}}) {
+    const bool is32 = shape.fatBits == 32;
+    Insert(VolumeBuilder(shape).Build());
+    EXPECT_EQ(Put("BIG.BIN", Pattern(1 << 20)), 0U);
+    const size_t clusters = 2048 / shape.sectorsPerCluster;
+    const size_t search = (clusters + (is32 ? 2 : 1)) / (is32 ? 128 : 256) + 1;  // sectors of the FAT
+    const size_t lookUp = is32 ? shape.sectorsPerCluster : 32;                   // the root, whole
+    const size_t freeSlot = 1, entry = 2;
+    const size_t link = search == 1 ? 1 : 2 * search;  // a single FAT sector is still in the cache
+    EXPECT_EQ(Requests().size(), 1 + lookUp + freeSlot + search + 2048 + entry + link);
+    EXPECT_EQ(Sent().size(), Requests().size());
+    EXPECT_EQ(Get("\\BIG.BIN"), Pattern(1 << 20));
+  }
+}
+
+TEST_F(WritingTest, OverwritingKeepsNameLongNameAndCreation) {
+  Insert(VolumeBuilder(kSmall).Build());
+  world.localTime = {2021, 3, 4, 5, 6, 7};
+  EXPECT_EQ(Put("A long Name.Text", Pattern(5000)), 0U);
+  EXPECT_EQ(Put("readme.TXT", Pattern(700)), 0U);
+  std::vector<Bytes> before, after;
+  for (const Slot slot : View().Slots()) before.push_back(Copy(slot));
+  EXPECT_EQ(Slice(before[2], 11, 9), (Bytes{0x20, 0, 0, 0xC3, 0x28, 0x64, 0x52, 0x64, 0x52})) << "05:06:06";
+  EXPECT_EQ(Slice(before[2], 22, 4), (Bytes{0xC3, 0x28, 0x64, 0x50})) << "its own write time";
+  EXPECT_EQ(before[3][12], 0x08);
+
+  world.localTime = {2022, 12, 31, 23, 59, 59};
+  for (const std::string name : {"a LONG name.tEXT", "README.txt"}) {
+    MakeLocal(name, Pattern(100), kLastWrite + 86400);
+    std::filesystem::permissions("u/" + name, std::filesystem::perms::owner_read);
+    EXPECT_EQ(PutLocal(name), 0U);
+  }
+  for (const Slot slot : View().Slots()) after.push_back(Copy(slot));
+  for (const size_t slot : {2U, 3U}) {
+    Bytes expected = before[slot];
+    expected[11] = 0x21;  // read-only now
+    WriteU16(expected, 18, (2022 - 1980) << 9 | 12 << 5 | 31);
+    expected[24] += 1;  // a day
+    WriteU16(expected, 26, static_cast<uint16_t>(slot));
+    WriteU32(expected, 28, 100);
+    EXPECT_EQ(std::exchange(after[slot], before[slot]), expected);
+  }
+  EXPECT_EQ(after, before) << "all the other slots";
+  EXPECT_EQ(Get("\\a long name.text"), Pattern(100));
+  EXPECT_EQ(Complaints(), Strings{});
+
+  for (const size_t size : {0, 3000}) {
+    EXPECT_EQ(Put("README.TXT", Pattern(size)), 0U);
+    EXPECT_EQ(ClusterIn(View().Slots()[3]), size == 0 ? 0U : 3U);
+    EXPECT_EQ(Get("\\readme.txt"), Pattern(size));
+    EXPECT_EQ(Complaints(), Strings{});
+  }
+}
+
+TEST_F(WritingTest, RefusalsChangeNothing) {
+  const std::string longest = "\\" + std::string(255, 'L');
+  VolumeBuilder builder({});
+  for (const std::string path : {"/Folder", "/FILE"}) builder.AddFolder(path);
+  builder.AddFolder("/" + longest.substr(1));
+  builder.AddFile("/PLAIN", Pattern(10));
+  Insert(builder.Build());
+  for (const char* name : {"folder", "ab", "abc", "sparse"}) MakeLocal(name, Pattern(5));
+  std::filesystem::resize_file("u/sparse", 1ULL << 32);
+  std::filesystem::create_directory("u/directory");
+  ASSERT_EQ(mkfifo("u/pipe", 0600), 0);
+  std::vector<std::tuple<std::string, std::string, uint32_t>> rows = {
+      {"missing", "\\", 244}, {"directory", "\\", 244}, {"pipe", "\\", 244}, {"sparse", "\\", 249}};
+  for (const char c : std::string("\\:*?\"<>|\x01\x1F")) {
+    rows.emplace_back(std::string("a") + c, "\\", 244);
+    MakeLocal(std::get<0>(rows.back()), Pattern(5));
+  }
+  const size_t local = rows.size();  // so many are known without a look at the volume
+  rows.insert(rows.end(), {{"abc", "\\none", 244},
+                           {"abc", "\\PLAIN", 244},
+                           {"abc", "\\PLAIN\\none", 244},
+                           {"abc", "\\Folder\\\\", 244},
+                           {"folder", "\\", 240},
+                           {"abc", longest, 243},
+                           {"abc", longest + "\\", 243}});
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const auto& [name, folder, status] = rows[i];
+    EXPECT_EQ(PutLocal(name, folder), status) << name << " to " << folder;
+    EXPECT_FALSE(Wrote()) << name;
+    EXPECT_EQ(Requests().size() == 1, i < local) << name;
+  }
+  // 259 characters together. The caller's own text loses its last one.
+  for (const auto& [text, left] : {std::pair{longest + "\\", longest}, {"\\", ""}, {"\\Folder", "\\Folder"}}) {
+    EXPECT_EQ(PutLocal("ab", text), 0U) << text;
+    EXPECT_EQ(folderText, left);
+  }
+}
+
+TEST_F(WritingTest, AFullVolumeTakesNoMore) {
+  VolumeBuilder builder({});
+  builder.AddFolder("/FULL");
+  for (int i = 0; i < 14; ++i) builder.AddFile("/FULL/F" + std::to_string(i));
+  builder.AddFile("/OLD", Pattern(600));  // clusters 3 and 4
+  VolumeImage image = builder.Build();
+  image.SetSectorCount(image.SectorCount() + 1000);  // the device goes on behind its volume
+  Insert(image);
+  const VolumeView view = View();
+  for (uint32_t cluster = 6; cluster <= view.lastCluster; ++cluster) view.SetLink(cluster, 0xFFFF);
+  EXPECT_EQ(Put("TWO", Pattern(513)), 249U);
+  EXPECT_FALSE(Wrote());
+  EXPECT_EQ(Trace(Put("OLD", Pattern(2000))), "249 r:root0 r:fat0 w:fat0 r:fat0-fat16") << "its chain is free";
+  view.SetLink(3, 4);
+  view.SetLink(4, 0xFFFF);
+  EXPECT_EQ(Put("A long name", Pattern(1), "\\FULL"), 249U) << "the folder took the last cluster";
+  EXPECT_EQ(view.Slots(2).size(), 32U);
+  EXPECT_EQ(MakeFolder("\\none left"), 249U);
+  EXPECT_FALSE(Wrote());
+  EXPECT_EQ(Put("OLD", Pattern(1024)), 0U) << "what it frees it may use";
+  EXPECT_EQ(Get("\\OLD"), Pattern(1024));
+}
+
+// Nothing is rolled back and nothing goes on: what was sent is what a good network would have seen up to there.
+TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
+  const Bytes content = Pattern(20 * 1024);
+  VolumeBuilder builder({.sectorsPerCluster = 2, .rootEntries = 32});
+  builder.AddFolder("/Sub");
+  builder.AddFile("/Filler", Pattern(235 * 1024));
+  builder.AddFile("/Hole", Bytes(8 * 1024));
+  builder.AddFile("/Sub/Old long name.bin", Pattern(16 * 1024));               // over two sectors of the FAT
+  for (int i = 0; i < 27; ++i) builder.AddFile("/Sub/F" + std::to_string(i));  // no slot is left
+  builder.Delete("/Hole");
+  const VolumeImage image = builder.Build();
+  Insert(image);
+  const std::string oldPath = "\\Sub\\Old long name.bin", newPath = "\\Sub\\Another long name.bin";
+  const struct {
+    const char* what;
+    std::function<uint32_t()> run;
+    uint32_t again;    // what trying again may return, besides 0
+    std::string path;  // of what is there then
+  } operations[] = {{"put", [&] { return Put("Another long name.bin", content, "\\Sub"); }, 0, newPath},
+                    {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }, 0, oldPath},
+                    {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }, 236, {}},
+                    {"delete", [&] { return Delete(oldPath); }, 244, {}},
+                    {"format", [&] { return Format(); }, 0, {}}};
+  for (const auto& operation : operations) {
+    Volume() = image;
+    ASSERT_EQ(operation.run(), 0U) << operation.what;
+    const auto good = Requests();
+    for (size_t k = 0; k < 2 * good.size(); ++k) {
+      const size_t failing = k / 2;
+      const uint32_t status = k % 2 == 0 ? 253 : 8;  // the network is gone; the device refuses
+      SCOPED_TRACE(operation.what + (", exchange " + std::to_string(failing)));
+      Volume() = image;
+      world.fate = [=, number = size_t{0}, last = Datagram{}](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+        if (datagram.fromLibrary && std::exchange(last, datagram.bytes) != datagram.bytes) ++number;
+        if (number <= failing) return {};
+        if (status == 253) return {.copies = 0};
+        return datagram.fromLibrary ? Fate{} : Fate{.bytes = WithStatus(datagram.bytes, status)};
+      };
+      ASSERT_EQ(operation.run(), status);
+      const auto sent = Requests();
+      ASSERT_EQ(sent.size(), failing + 1);
+      for (size_t i = 0; i <= failing; ++i) ASSERT_EQ(BodyOf(sent[i]), BodyOf(good[i])) << i;
+
+      world.fate = nullptr;
+      ASSERT_EQ(Read("\\")->status, 0U);
+      const uint32_t again = operation.run();
+      ASSERT_TRUE(again == 0 || again == operation.again) << again;
+      ASSERT_TRUE(operation.path.empty() || Get(operation.path) == content);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace media_adapter::sim
