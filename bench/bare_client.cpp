@@ -49,13 +49,12 @@ std::vector<uint8_t> OneSectorBody(uint32_t sector) {
 
 }  // namespace
 
-BareClient::BareClient(const char* address, std::span<const uint8_t, 6> mac) : socket_(socket(AF_INET, SOCK_DGRAM, 0)) {
+BareClient::BareClient(const char* address, std::span<const uint8_t, 6> mac)
+    : socket_(socket(AF_INET, SOCK_DGRAM, 0)), device_(LoopbackAddress(address, wire::kDevicePort)) {
   std::ranges::copy(mac, mac_.begin());
   const sockaddr_in local = LoopbackAddress("127.0.0.1", 0);
-  const sockaddr_in device = LoopbackAddress(address, wire::kDevicePort);
   setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
-  const bool isOpen = socket_ >= 0 && bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 &&
-                      connect(socket_, reinterpret_cast<const sockaddr*>(&device), sizeof device) == 0;
+  const bool isOpen = socket_ >= 0 && bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
   if (!isOpen) throw std::runtime_error("the bare client has no socket");
   Exchange(Build(wire::Command::RFAConnect, 1, {}));
   SetSector(0);
@@ -111,14 +110,19 @@ size_t BareClient::Exchange(const Datagram& request) {
 }
 
 size_t BareClient::Receive() {
-  const ssize_t received = recv(socket_, reply_.data(), reply_.size(), 0);
+  sockaddr_in sender{};
+  socklen_t size = sizeof sender;
+  const ssize_t received =
+      recvfrom(socket_, reply_.data(), reply_.size(), 0, reinterpret_cast<sockaddr*>(&sender), &size);
   if (received < 0) throw std::runtime_error("the device does not answer the bare client");
   if (ReadU32(reply_, wire::kStatusOffset) != 0) throw std::runtime_error("the device refuses the bare client");
   return static_cast<size_t>(received);
 }
 
 void BareClient::Send(const Datagram& datagram) const {
-  if (send(socket_, datagram.data(), datagram.size(), 0) < 0) throw std::runtime_error("the bare client cannot send");
+  const auto* device = reinterpret_cast<const sockaddr*>(&device_);
+  if (sendto(socket_, datagram.data(), datagram.size(), 0, device, sizeof device_) < 0)
+    throw std::runtime_error("the bare client cannot send");
 }
 
 }  // namespace media_adapter::bench

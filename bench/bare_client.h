@@ -2,6 +2,8 @@
 // files; it is right only as long as nothing is lost.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <array>
 #include <cstdint>
 #include <span>
@@ -35,6 +37,7 @@ class BareClient {
   void Send(const Datagram& datagram) const;
 
   int socket_;
+  sockaddr_in device_;
   std::array<uint8_t, 6> mac_{};
   std::array<uint8_t, wire::kMaxDatagramSize> reply_{};
   Datagram read_;

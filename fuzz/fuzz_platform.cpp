@@ -89,7 +89,8 @@ struct Waiter::Impl {};
 Waiter::Waiter() = default;
 Waiter::~Waiter() = default;
 void Waiter::Wake() {}
-Waiter::Outcome Waiter::Wait(const DatagramSocket*, std::optional<std::chrono::nanoseconds> deadline) {
+void Waiter::Watch(const DatagramSocket*) {}
+Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   if (!network.incoming.empty()) return Outcome::Readable;
   if (!deadline) return Outcome::Failed;
   if (network.onTime) network.onTime(network.now);

@@ -55,7 +55,7 @@ MessageQueue::Taken MessageQueue::Take(Message& message, Accept accept) {
     const auto deadline = timer ? deadlines_[*timer] : std::nullopt;
     const bool timerFirst = datagramWentLast_ && deadline && *deadline <= MonotonicNow();
     datagramWentLast_ = false;
-    const auto outcome = timerFirst ? Waiter::Outcome::TimedOut : waiter_.Wait(socket_, deadline);
+    const auto outcome = timerFirst ? Waiter::Outcome::TimedOut : waiter_.Wait(deadline);
 
     switch (outcome) {
       case Waiter::Outcome::Woken:

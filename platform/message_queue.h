@@ -43,8 +43,9 @@ class MessageQueue {
   void ArmTimer(uint32_t id, std::chrono::milliseconds interval);
   void KillTimer(uint32_t id);
 
-  // Delivers a Datagram message while `socket` has something to read; null watches none.
-  void Watch(const DatagramSocket* socket) { socket_ = socket; }
+  // Delivers a Datagram message while `socket` has something to read; null watches none. To be called again after the
+  // socket was opened anew.
+  void Watch(const DatagramSocket* socket) { waiter_.Watch(socket); }
 
  private:
   std::optional<uint32_t> NextTimer() const;
@@ -55,7 +56,6 @@ class MessageQueue {
   bool quit_ = false;
 
   Waiter waiter_;
-  const DatagramSocket* socket_ = nullptr;
   std::array<std::optional<std::chrono::nanoseconds>, kMaxTimerId + 1> deadlines_{};
   bool datagramWentLast_ = false;
 };

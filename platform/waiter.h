@@ -22,9 +22,13 @@ class Waiter {
   // Ends the present wait, or the next one, with Woken. Several calls may end one wait only.
   void Wake();
 
-  // Waits until MonotonicNow() reaches `deadline` (none: for ever). `socket` may be null or closed. Woken goes before
-  // Readable, Readable before TimedOut. A deadline that has passed looks once and does not sleep.
-  Outcome Wait(const DatagramSocket* socket, std::optional<std::chrono::nanoseconds> deadline);
+  // Ends waits with Readable while `socket` has something to read; null or closed: never. To be called again after the
+  // socket was opened anew. Only the waiting thread calls it.
+  void Watch(const DatagramSocket* socket);
+
+  // Waits until MonotonicNow() reaches `deadline` (none: for ever). Woken goes before Readable, Readable before
+  // TimedOut. A deadline that has passed looks once and does not sleep.
+  Outcome Wait(std::optional<std::chrono::nanoseconds> deadline);
 
  private:
   struct Impl;

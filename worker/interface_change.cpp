@@ -39,11 +39,13 @@ uint32_t ParseInterfaceAddress(const std::optional<std::string>& text, Octets& o
 uint32_t ChangeInterface(const std::optional<std::string>& text) {
   Octets wanted{};
   if (const uint32_t status = ParseInterfaceAddress(text, wanted); status != MEDIA_ADAPTER_OK) return status;
-  platform::DatagramSocket& socket = WorkerChannel().deviceSocket;
+  auto& [queue, socket] = WorkerChannel();
   const auto current = socket.LocalAddress();
   if (current && std::ranges::equal(*current, wanted)) return MEDIA_ADAPTER_OK;
   socket.Close();
-  return CreateDeviceSocket(socket, text->empty() ? nullptr : text->c_str(), false);
+  const uint32_t status = CreateDeviceSocket(socket, text->empty() ? nullptr : text->c_str(), false);
+  queue.Watch(&socket);
+  return status;
 }
 
 }  // namespace media_adapter

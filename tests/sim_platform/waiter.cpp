@@ -8,6 +8,7 @@ namespace media_adapter::platform {
 
 struct Waiter::Impl {
   bool isWoken = false;
+  const DatagramSocket* socket = nullptr;
 };
 
 Waiter::Waiter() : impl_(std::make_unique<Impl>()) {}
@@ -17,13 +18,15 @@ void Waiter::Wake() {
   sim::SimWorld::Current().Do([this] { impl_->isWoken = true; });
 }
 
-Waiter::Outcome Waiter::Wait(const DatagramSocket* socket, std::optional<std::chrono::nanoseconds> deadline) {
+void Waiter::Watch(const DatagramSocket* socket) { impl_->socket = socket; }
+
+Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   auto& world = sim::SimWorld::Current();
   auto outcome = Outcome::TimedOut;
   const auto take = [&] {
     if (std::exchange(impl_->isWoken, false)) {
       outcome = Outcome::Woken;
-    } else if (socket != nullptr && world.IsReadable(socket->Handle())) {
+    } else if (impl_->socket != nullptr && world.IsReadable(impl_->socket->Handle())) {
       outcome = Outcome::Readable;
     } else {
       return false;
