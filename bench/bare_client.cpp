@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
 
 #include "protocol/little_endian.h"
@@ -16,6 +18,7 @@ namespace media_adapter::bench {
 namespace {
 
 constexpr uint32_t kSector = 512;
+constexpr size_t kDataOffset = wire::kHeaderSize + wire::kItemHeaderSize;  // in a data packet
 constexpr timeval kPatience{5, 0};
 
 sockaddr_in LoopbackAddress(const char* address, uint16_t port) {
@@ -74,12 +77,15 @@ void BareClient::ReadSector() { Exchange(read_); }
 
 void BareClient::WriteSector() { Exchange(write_); }
 
-void BareClient::Stream(uint32_t sector, uint32_t size) {
+void BareClient::Stream(uint32_t sector, uint32_t size, const std::string& path) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
+  if (!file) throw std::runtime_error("the bare client cannot write");
   Send(Build(wire::Command::RFAStartTransfer, 0, SectorItem(sector)));
   const uint32_t blocks = (size + wire::kBlockSize - 1) / wire::kBlockSize;
   uint32_t inGroup = 0;
   for (uint32_t group = 1; group <= blocks;) {
-    Receive();
+    const size_t received = Receive();
+    std::fwrite(reply_.data() + kDataOffset, 1, received - kDataOffset, file.get());
     if (++inGroup < wire::kPacketsPerBlock) continue;
     const auto number = static_cast<uint16_t>(group * wire::kPacketsPerBlock);
     Send(Build(wire::Command::TransferAcknowledgement, number, {}));

@@ -1,5 +1,5 @@
-// The yardstick: the least that a client can do to move the same datagrams. Blocking socket, no timers, no checks, no
-// files; it is right only as long as nothing is lost.
+// The yardstick: the least that a client can do to move the same datagrams. Blocking socket, no timers, no checks; it
+// is right only as long as nothing is lost.
 #pragma once
 
 #include <netinet/in.h>
@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "protocol/wire.h"
@@ -26,8 +27,8 @@ class BareClient {
   void WriteSector();
   void SetSector(uint32_t sector);
 
-  // Streams `size` bytes from `sector` on, acknowledging every third packet.
-  void Stream(uint32_t sector, uint32_t size);
+  // Streams `size` bytes from `sector` on into the file `path` as they come, acknowledging every third packet.
+  void Stream(uint32_t sector, uint32_t size, const std::string& path);
 
  private:
   using Datagram = std::vector<uint8_t>;

@@ -7,6 +7,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -20,6 +21,7 @@
 #include "bench/loopback_device.h"
 #include "fat/sector_buffers.h"
 #include "fat/volume.h"
+#include "platform/thread.h"
 #include "protocol/channel.h"
 #include "protocol/device_table.h"
 #include "worker/device_socket_setup.h"
@@ -34,6 +36,7 @@ constexpr uint32_t kSectorsWritten = kWrittenSize / kSectorSize;
 constexpr int kSectorsPerRound = 2000;
 constexpr int kRepetitions = 9;
 constexpr int kMemoryRequests = 10000;
+constexpr std::chrono::minutes kPatience{10};
 
 struct Pair {
   const char* name;
@@ -92,6 +95,7 @@ void MeasureFiles(const LoopbackDevice& device, BareClient& bare, MedianReporter
   std::string folder = (device.Folder() / "in").string();
   std::filesystem::create_directory(folder);
   const std::string streamed = device.MakeFile("stream.bin", kStreamedSize).string();
+  const std::string bareFile = (device.Folder() / "bare.bin").string();
   const std::string written = device.MakeFile("written.bin", kWrittenSize).string();
   StoreInRoot(streamed);
 
@@ -99,7 +103,7 @@ void MeasureFiles(const LoopbackDevice& device, BareClient& bare, MedianReporter
   const uint32_t streamSector = ClusterToSector(kFirstCluster);
   bare.SetSector(sessionInfo.lastSector);
 
-  Register("stream/bare", [&bare, streamSector] { bare.Stream(streamSector, kStreamedSize); });
+  Register("stream/bare", [&bare, streamSector, bareFile] { bare.Stream(streamSector, kStreamedSize, bareFile); });
   Register("stream/library", [&folder] {
     Check(API_RFAReadData("\\stream.bin", folder.data(), 0, "", 0)->status, "streaming the file");
   });
@@ -138,15 +142,13 @@ void MeasureMemory() {
   std::printf("memory growth %lld bytes over %d requests\n", growth, kMemoryRequests);
 }
 
-int Main(int argc, char** argv) {
-  std::vector<char*> arguments(argv, argv + argc);
-  std::string interleaved = "--benchmark_enable_random_interleaving=true";
-  arguments.push_back(interleaved.data());
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+void PrintRatios(MedianReporter& reporter) {
+  for (const Pair& pair : kPairs) {
+    std::printf("ratio %s %.3f\n", pair.name, reporter.Median(pair.bare) / reporter.Median(pair.library));
+  }
+}
 
-  const LoopbackDevice device(std::filesystem::canonical("/proc/self/exe").parent_path() / "media-adapter-sim");
+void Measure(const LoopbackDevice& device) {
   StartLibrary();
   Check(API_SetIpInterface("127.0.0.1"), "choosing the interface");
   if (API_Search("bench")->deviceCount != 1) throw std::runtime_error("the device is not found");
@@ -156,11 +158,36 @@ int Main(int argc, char** argv) {
   MeasureMemory();
   StopLibrary();
   MeasureSectors(bare, reporter);
+  PrintRatios(reporter);
+}
 
-  for (const Pair& pair : kPairs) {
-    std::printf("ratio %s %.3f\n", pair.name, reporter.Median(pair.bare) / reporter.Median(pair.library));
+// The bare client gets a thread like the library's worker: how soon a thread runs once a packet is there decides much
+// of what is measured.
+const LoopbackDevice* theDevice;
+bool hasFailed;
+
+void MeasureOnWorkersKindOfThread() {
+  try {
+    Measure(*theDevice);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "bench: %s\n", error.what());
+    hasFailed = true;
   }
-  return 0;
+}
+
+int Main(int argc, char** argv) {
+  std::vector<char*> arguments(argv, argv + argc);
+  std::string interleaved = "--benchmark_enable_random_interleaving=true";
+  arguments.push_back(interleaved.data());
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+
+  const LoopbackDevice device(std::filesystem::canonical("/proc/self/exe").parent_path() / "media-adapter-sim");
+  theDevice = &device;
+  platform::Thread thread;
+  if (!thread.Start(MeasureOnWorkersKindOfThread) || !thread.Wait(kPatience)) hasFailed = true;
+  return hasFailed ? 1 : 0;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "fat/cluster_chain.h"
 
-#include <algorithm>
 #include <array>
 
 #include "fat/volume.h"
@@ -49,7 +48,7 @@ StatusCode LoadFatSector(uint32_t cluster, WriteBack writeBack) {
   if (writeBack == WriteBack::Yes) {
     if (const StatusCode status = FlushFatSector(); status != MEDIA_ADAPTER_OK) return status;
   }
-  std::ranges::copy(WorkingSector(), fatSectorCache.data.begin());
+  CopyBytes(WorkingSector(), fatSectorCache.data);
   fatSectorCache.cachedFatSector = sector;
   return MEDIA_ADAPTER_OK;
 }

@@ -43,13 +43,13 @@ bool CollectFreeSlots(uint32_t sector, size_t count, size_t& missing) {
 // what they were when it returns 0 or 238.
 StatusCode ChooseAlias(const NewEntry& newEntry, ShortName11& alias) {
   const EntryLocations reserved = entryLocations;
-  std::ranges::copy(WorkingSector(), SecondSector().begin());
+  CopyBytes(WorkingSector(), SecondSector());
   for (int number = 1; number <= kMaxAliases; ++number) {
     alias = MakeAlias(newEntry.name, number);
     const FoundEntry taken = FindEntry(newEntry.dirCluster, ShortNameOf(alias), MatchNames::Short);
     if (taken.status == MEDIA_ADAPTER_OK) continue;
     if (taken.status != MEDIA_ADAPTER_INVALID_PATH) return taken.status;
-    std::ranges::copy(SecondSector(), WorkingSector().begin());
+    CopyBytes(SecondSector(), WorkingSector());
     entryLocations = reserved;
     return MEDIA_ADAPTER_OK;
   }

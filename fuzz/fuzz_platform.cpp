@@ -110,6 +110,7 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint&) {
 }
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+  if (network.incoming.empty()) return -1;
   const std::vector<uint8_t> datagram = std::move(network.incoming.front());
   network.incoming.pop_front();
   if (datagram.size() > buffer.size()) return -1;

@@ -72,7 +72,7 @@ bool IsValid(const Item& item, BodyMode mode) {
 void StoreSetting(const ElementRow& row, Bytes value, std::span<uint8_t> record, size_t offset) {
   const auto field = record.subspan(offset, row.maxSize);
   if (row.form == ElementForm::Text) std::ranges::fill(field, uint8_t{0});
-  std::ranges::copy(value, field.begin());
+  CopyBytes(value, field);
   if (row.form == ElementForm::List && ReadU32(field, 0) == kNoList) WriteU32(field, 0, 0);
 }
 
@@ -107,9 +107,9 @@ void StoreFileAccess(const Item& item, BodyMode mode) {
     if (item.index == wire::kSectorSizeIndex) sessionInfo.deviceSectorSize = ReadU32(item.value, 0);
   } else if (item.index == wire::kDataIndex && mode == BodyMode::RFAReadDataReply) {
     const auto buffer = ReadBuffer();
-    std::ranges::copy(item.value.first(std::min(item.value.size(), buffer.size())), buffer.begin());
+    CopyBytes(item.value.first(std::min(item.value.size(), buffer.size())), buffer);
   } else if (item.index == wire::kDataIndex && mode == BodyMode::TransferData) {
-    std::ranges::copy(item.value, transferBuffer.data.begin());
+    CopyBytes(item.value, transferBuffer.data);
     transferBuffer.size = static_cast<uint16_t>(item.value.size());
   }
 }

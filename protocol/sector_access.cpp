@@ -1,6 +1,5 @@
 #include "protocol/sector_access.h"
 
-#include <algorithm>
 
 #include "protocol/exchange.h"
 #include "protocol/little_endian.h"
@@ -58,7 +57,7 @@ StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& ses
 StatusCode RFAWriteData(uint32_t sector, uint32_t count, std::span<const uint8_t> data, const SessionValues& session) {
   if (const StatusCode status = CheckRange(sector, count); status != MEDIA_ADAPTER_OK) return status;
   const size_t value = PutItem(PutSectorRange(sector, count), wire::kDataIndex, data.size());
-  std::ranges::copy(data, RequestBody().begin() + static_cast<std::ptrdiff_t>(value));
+  CopyBytes(data, RequestBody().subspan(value));
   return RunRequest(Operation::RFAWriteData, value + data.size(), session);
 }
 

@@ -12,7 +12,7 @@
 namespace media_adapter::platform {
 namespace {
 
-constexpr int kRaisedPriority = -10;  // nice value: above every ordinary thread, below the system's own
+constexpr int kRaisedPriority = -2;  // nice value: a little above ordinary threads
 constexpr std::chrono::milliseconds kForceTimeout{1000};
 
 }  // namespace
