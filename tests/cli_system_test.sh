@@ -35,7 +35,7 @@ start_simulator() {
   "$simulator" "$@" >"$log" 2>&1 &
   simulators+=($!)
   for _ in $(seq 100); do
-    grep -q ready "$log" && return
+    grep -qs ready "$log" && return
     sleep 0.05
   done
   fail "simulator does not start: $(cat "$log")"
@@ -54,7 +54,7 @@ make_volumes() {
   mkdir -p "tree/Long Album Name/disc 1" tree/empty
   head -c 300000 /dev/urandom >"tree/Long Album Name/disc 1/Song Number One.mp3"
   : >tree/nothing
-  echo 1 >"tree/[Live].txt"
+  echo 1 >"tree/[Live]"
   echo 2 >"tree/$(printf 'caf\xe9')"
 
   # Names that lead out of their folder or drive a terminal, and a folder that is its own child.
@@ -81,6 +81,8 @@ cd /music
 ls new/tree
 get -r new/tree back
 get new/x -
+get -o back "new/tree/[Live]" new/x
+ls "new/tree/[Live]"
 rm new/x
 ls -a new
 pwd
@@ -88,7 +90,8 @@ END
   expect_same tree back/tree
   expect_text files.out "----a	0	"
   expect_text files.out '	caf\xe9'
-  expect_text files.out "[Live].txt"
+  expect_same "back/[Live]" "tree/[Live]"
+  [ "$(grep -c 'Live]$' files.out)" = 2 ] || fail "[Live] is not listed twice: $(cat files.out)"
   expect_text files.out "/music"
   [ "$(grep -cx x files.out)" = 1 ] || fail "get - did not print the file"
   [ -s files.err ] && fail "notes without a terminal: $(cat files.err)"

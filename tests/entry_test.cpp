@@ -8,54 +8,216 @@ namespace {
 constexpr VolumeShape kSmall{.sectorsPerCluster = 4, .rootEntries = 32};
 
 TEST_F(WritingTest, NamesAreStoredShortOrWithAnAlias) {
-  const std::tuple<std::string, std::string, int, int> rows[] = {  // name, stored name, case flags, slots
-      {"README.TXT", "README  TXT", 0x00, 1},        {"readme.txt", "README  TXT", 0x18, 1},
-      {"README.txt", "README  TXT", 0x10, 1},        {"ReadMe.txt", "README~1TXT", 0, 2},
-      {"12345678.123", "12345678123", 0, 1},         {"123456789", "123456~1   ", 0, 2},
-      {"readme", "README     ", 0x08, 1},            {"a.html", "A~1     HTM", 0, 2},
-      {"a b", "AB~1       ", 0, 2},                  {"a+.t=", "A_~1    T_ ", 0, 2},
-      {"[,;].a", "____~1  A  ", 0, 2},               {"x.tar.gz", "X_TAR~1 GZ ", 0, 2},
-      {"..a", "_~1     A  ", 0, 2},                  {".profile", "~1      PRO", 0, 2},
-      {"My Document.html", "MYDOCU~1HTM", 0, 3},     {"\xE5" "bc.txt", "\x05" "BC     TXT", 0x18, 1},
-      {"\xE5 b", "\x05" "B~1       ", 0, 2},         {"thirteen.char", "THIRTE~1CHA", 0, 2},
-      {"fourteen.chars", "FOURTE~1CHA", 0, 3},       {std::string(26, 'l'), "LLLLLL~1   ", 0, 3},
-      {std::string(255, 'l'), "LLLLLL~1   ", 0, 21}};
-  const VolumeImage empty = VolumeBuilder({}).Build();
-  for (const auto& [name, stored, caseFlags, count] : rows) {
+  // A name, and of its entry: the 11 characters, the case flags, the number of slots.
+  const std::string rows =
+      "README.TXT>README  TXT 00 1|readme.txt>README  TXT 18 1|README.txt>README  TXT 10 1|readme>README      08 1|"
+      "ReadMe.txt>README~1TXT 00 2|12345678.123>12345678123 00 1|123456789>123456~1    00 2|a.html>A~1     HTM 00 2|"
+      "a b>AB~1        00 2|a+.t=>A_~1    T_  00 2|[,;].a>____~1  A   00 2|x.tar.gz>X_TAR~1 GZ  00 2|"
+      "..a>_~1     A   00 2|.profile>~1      PRO 00 2|My Document.html>MYDOCU~1HTM 00 3|"
+      "\345bc.txt>\005BC     TXT 18 1|\345 b>\005B~1        00 2|"
+      "thirteen.char>THIRTE~1CHA 00 2|fourteen.chars>FOURTE~1CHA 00 3";
+  const VolumeImage empty = Made({});
+  for (const auto& row : Split(rows, '|')) {
+    const std::string name = Split(row, '>')[0];
     Insert(empty);
     ASSERT_EQ(Put(name, Pattern(10)), 0U) << name;
     const auto slots = View().Slots();
-    EXPECT_EQ(std::ranges::count_if(slots, [](Slot slot) { return slot[0] != 0; }), count) << name;
-    ASSERT_TRUE(View().Entries().contains(stored)) << name;
-    EXPECT_EQ(View().Entries()[stored][12], caseFlags) << name;
-    EXPECT_EQ(Complaints(), Strings{}) << name;
+    const auto count = std::ranges::count_if(slots, [](Slot slot) { return slot[0] != 0; });
+    const auto [stored, slot] = *View().Entries().begin();
+    EXPECT_EQ(stored + (slot[12] < 16 ? " 0" : " 1") + (slot[12] % 16 == 0 ? "0 " : "8 ") + std::to_string(count),
+              Split(row, '>')[1]);
     EXPECT_EQ(Put(name, Pattern(20)), 0U);
     EXPECT_EQ(List("\\"), Strings{name}) << "it finds itself";
-    EXPECT_EQ(Get("\\" + name), Pattern(20)) << name;
   }
 }
 
 TEST_F(WritingTest, TailsOfAliasesCountUpTo99) {
-  const std::tuple<std::string, std::string, std::string, size_t, std::string> rows[] = {
-      // name; base and extension of its aliases that are taken, and how many; the next one, or none
-      {"My Document.html", "MYDOCU", ".HTM", 8, "MYDOCU~9HTM"}, {"My Document.html", "MYDOCU", ".HTM", 9, "MYDOC~10HTM"},
-      {"My Document.html", "MYDOCU", ".HTM", 98, "MYDOC~99HTM"}, {"My Document.html", "MYDOCU", ".HTM", 99, ""},
-      {"a .txt", "A", ".TXT", 9, "~10     TXT"}, {"a .txt", "A", ".TXT", 10, "~11     TXT"},
-      {"ab .txt", "AB", ".TXT", 9, "A~10    TXT"}, {".profile", "", ".PRO", 9, "~10     PRO"},
-      {".profile", "", ".PRO", 99, ""}, {"\xE5 b", "\xC3\x95" "B", "", 1, "\x05" "B~2       "}};
-  for (const auto& [name, base, extension, count, expected] : rows) {
-    VolumeBuilder builder({});
-    builder.AddFolder("/F");
-    Strings taken;
-    for (size_t i = 1; i <= count; ++i) {
-      taken.push_back(base.substr(0, base.size() - (i >= 10 && !base.empty())) + "~" + std::to_string(i) + extension);
+  for (const std::string row : {"My Document.html>MYDOCU>HTM", "a .txt>A>TXT", "ab .txt>AB>TXT", ".profile>>PRO"}) {
+    const std::string name = Split(row, '>')[0], base = Split(row, '>')[1], extension = Split(row, '>')[2];
+    Strings aliases;
+    for (size_t i = 1; i <= 100; ++i) {
+      aliases.push_back(base.substr(0, base.size() - (i >= 10 && !base.empty())) + "~" + std::to_string(i));
     }
-    builder.AddFiles("/F", taken);
-    Insert(builder.Build());
-    ASSERT_EQ(View().Entries(2).size(), count + 2) << name;
-    EXPECT_EQ(Put(name, {}, "\\F"), expected.empty() ? 238U : 0U) << name;
-    EXPECT_EQ(View().Entries(2).contains(expected), Wrote()) << name << " " << expected;
-    EXPECT_EQ(Wrote(), !expected.empty());
-    EXPECT_EQ(MakeFolder("\\F\\" + name + "x"), expected.empty() && name[0] != '.' ? 238U : 0U);
+    for (const size_t taken : {8U, 9U, 98U, 99U}) {
+      VolumeBuilder builder({});
+      builder.AddFolder("/F");
+      Strings files;
+      for (size_t i = 0; i < taken; ++i) files.push_back(aliases[i] + "." + extension);
+      builder.AddFiles("/F", files);
+      Insert(builder.Build());
+      EXPECT_EQ(Put(name, {}, "\\F"), taken == 99 ? 238U : 0U) << name;
+      EXPECT_EQ(Wrote(), taken != 99);
+      EXPECT_EQ(View().Entries(2).size(), 2 + taken + Wrote());
+      const std::string next = (aliases[taken] + std::string(8, ' ')).substr(0, 8) + extension;
+      EXPECT_TRUE(!Wrote() || View().Entries(2).contains(next)) << next;
+    }
+    EXPECT_EQ(Trace(MakeFolder("\\F\\" + name)).substr(0, 4), "238 ");
+    EXPECT_FALSE(Wrote());
   }
 }
+
+// 21 slots over three clusters, ordinals falling, the short entry last.
+TEST_F(WritingTest, ARunOfSlotsCrossesSectorsAndGrowsItsFolder) {
+  // What free clusters hold must not show.
+  Insert(Made({}, "/F|/OLD:1536" + Numbered("/F/F", 1, 11) + "|-/OLD|-/F/F10"));
+  const std::string name = std::string(130, 'x') + " " + std::string(124, 'y');
+  EXPECT_EQ(Trace(Put(name, Pattern(700), "\\F")),
+            "0 r:root0 r:fat0 r:c2.0 r:c2.0 w:fat0 w:c3.0 r:fat0 r:c3.0 w:fat0 w:c4.0 r:fat0 r:c4.0 w:c5.0-c6.0 "
+            "r:c4.0 r:c2.0-c4.0 w:c4.0 r:c3.0 w:c3.0 r:c2.0 w:c2.0 w:fat0");
+  const auto slots = View().Slots(2);
+  ASSERT_EQ(slots.size(), 3 * 16U);
+  EXPECT_EQ(slots[11][0], 0xE5) << "a free slot alone is no room";
+  EXPECT_EQ(slots[13][0], 0x54);
+  EXPECT_EQ(Slice(Copy(slots[13]), 14, 12), (Bytes{'y', 0, 'y', 0, 'y', 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}));
+  for (uint8_t k = 1; k < 20; ++k) EXPECT_EQ(slots[33U - k][0], k);
+  EXPECT_EQ(Copy(slots[34]), Bytes(32)) << "new clusters are zeroed";
+  EXPECT_EQ(FsckComplaints(Volume()), Strings{});
+}
+
+TEST_F(WritingTest, AFullRootTakesWhatFits) {
+  Insert(Made({.rootEntries = 32}, Numbered("/F", 10, 40)));
+  EXPECT_EQ(Put("Long name", {}), 239U);
+  EXPECT_EQ(MakeFolder("\\Long name"), 239U);
+  EXPECT_FALSE(Wrote());
+  EXPECT_EQ(Put("SHORT", {}), 0U);
+  EXPECT_EQ(Put("SHORT2", {}), 239U);
+  for (const char* name : {"\\F12", "\\F14", "\\F15", "\\F24", "\\F25", "\\F26"}) EXPECT_EQ(Delete(name), 0U);
+  EXPECT_EQ(Put("A name of three slots", {}), 0U);
+  EXPECT_EQ(View().Slots()[14][0], 0x42) << "the first run that is long enough, over two sectors";
+}
+
+// ---- Folders
+
+TEST_F(WritingTest, FoldersAreMadeWithTheirDots) {
+  const std::string requests16 =
+      "0 r:root0-root1 r:root0 r:fat0 r:root0 r:root0-root1 w:root0 w:fat0 ww:c2.0-c2.2 r:root0 w:c2.0";
+  const std::string requests32 =
+      "0 r:c2.0-c2.2 r:fat0 r:c2.3 r:c2.0 r:c2.0 r:c2.0-c2.3 w:c2.0 w:fat0 ww:c3.0-c3.2 r:c2.0 w:c3.0";
+  for (const int bits : {16, 32}) {
+    Insert(Made({.fatBits = bits, .sectorsPerCluster = 4, .rootEntries = 32}, "/OLD:6144|-/OLD"));
+    EXPECT_EQ(Trace(MakeFolder("\\ New Folder ")), bits == 32 ? requests32 : requests16);
+    world.localTime.second += 2;
+    EXPECT_EQ(MakeFolder("\\new folder\\INNER"), 0U);
+    const auto checkDots = [&](uint16_t cluster, uint16_t parent, Bytes entry) {
+      EXPECT_EQ(ClusterIn(entry), cluster);
+      std::ranges::copy(std::string(".          "), entry.begin());
+      EXPECT_EQ(Copy(View().Slots(cluster)[0]), entry) << "but for the name that of the folder itself";
+      entry[1] = '.';
+      WriteU16(entry, 26, parent);
+      EXPECT_EQ(Copy(View().Slots(cluster)[1]), entry);
+    };
+    const uint16_t first = bits == 32 ? 3 : 2, second = first + 1;
+    checkDots(first, 0, Copy(View().Entries()["NEWFOL~1   "]));
+    checkDots(second, first, Copy(View().Entries(first)["INNER      "]));
+    EXPECT_EQ(List("\\NEW FOLDER\\inner"), (Strings{".", ".."}));
+  }
+}
+
+TEST_F(WritingTest, FolderNamesAreChecked) {
+  Insert(Made({}, "/Folder|/FILE:10"));
+  Strings bad = {"Docs", "\\", "\\Docs\\", "\\   ", "\\.", "\\..", "\\ . ", "\\Folder\\.. "};
+  for (char c = 1; c != 0; ++c) {  // through 0x80 to 0xFF
+    if (c < ' ' || std::string("/:*?\"<>|").find(c) != std::string::npos) bad.push_back(std::string("\\x") + c + "y");
+  }
+  for (const auto& path : bad) EXPECT_EQ(Trace(MakeFolder(path)), "244") << path;
+  for (const auto path : {"\\none\\x", "\\FILE\\x"}) EXPECT_EQ(MakeFolder(path), 244U) << path;
+  for (const auto path : {"\\ FOLDER  ", "\\file"}) EXPECT_EQ(MakeFolder(path), 236U) << path;
+  EXPECT_FALSE(Wrote());
+  for (const auto path : {"\\Folder\\ x", "\\Folder\\X\\..y"}) EXPECT_EQ(MakeFolder(path), 0U) << path;
+  EXPECT_EQ(ReadTree(Volume()).count("/Folder/x/..y"), 1U);
+  EXPECT_EQ(Trace(MakeFolder("\\Folder\\Z")),
+            "0 r:root0 r:fat0 r:c2.0 r:c2.0 r:c2.0 w:c2.0 w:fat0 w:c6.0 r:c2.0 w:c6.0")
+      << "one sector a cluster";
+}
+
+// ---- Deleting
+
+TEST_F(WritingTest, DeletingMarksEveryEntryAndFreesTheChain) {
+  // The slots: 0, 1 to 5, 6, 7 to 14, 15 to 17.
+  Insert(Made(kSmall, "/FOLDER|/A long name of five slots, which is rather long:5000|/EMPTY:0" + Numbered("/F", 1, 8) +
+                          "|/Another name, of three:100"));
+  for (const char* path : {"\\", "\\Folder", "\\Folder\\.", "\\Folder\\.."}) EXPECT_EQ(Delete(path), 241U) << path;
+  for (const char* path : {"\\none", "\\FOLDER\\EMPTY", "\\ALONGN~1"}) EXPECT_EQ(Delete(path), 244U) << path;
+  EXPECT_FALSE(Wrote());
+  EXPECT_EQ(Trace(Delete("\\a LONG name of five slots, which is rather long")),
+            "0 r:root0 r:root0 w:root0 r:fat0 w:fat0");
+  EXPECT_EQ(Trace(Delete("\\another name, of three")), "0 r:root0-root1 r:root1 w:root1 r:root0 w:root0 r:fat0 w:fat0");
+  WriteU16(View().Entries()["EMPTY      "], 26, 7);
+  EXPECT_EQ(Trace(Delete("\\EMPTY")), "0 r:root0 r:root0 w:root0") << "whatever cluster it names";
+  const auto slots = View().Slots();
+  for (size_t i = 0; i < 18; ++i) EXPECT_EQ(slots[i][0] == 0xE5, (i > 0 && i < 7) || i > 14) << i;
+}
+
+TEST_F(WritingTest, ABrokenChainIsFreedAsFarAsItGoes) {
+  VolumeImage image = Made({}, "/FILE:2560|/OTHER:1024");  // clusters 2 to 6; 7 and 8
+  const VolumeView before(image);
+  const uint32_t past = before.lastCluster + 1;
+  // Link of cluster 4, first cluster of the file, status, requests for the FAT.
+  std::vector<std::tuple<uint32_t, uint32_t, uint32_t, std::string>> rows;
+  for (const uint32_t link : {0, 1, 2, 4, 0xFFF7, 0xFFF8}) rows.emplace_back(link, 2, 0, " r:fat0 w:fat0");
+  for (const uint32_t link : {past, 0xFFF6U}) rows.emplace_back(link, 2, 251, " r:fat0");
+  for (const uint32_t first : {0, 1}) rows.emplace_back(5, first, 0, "");
+  for (const uint32_t first : {past, 0xFFFFU}) rows.emplace_back(5, first, 251, "");
+  for (const auto& [link, first, status, requests] : rows) {
+    for (const bool isDelete : {true, false}) {
+      SCOPED_TRACE(std::to_string(first) + " to " + std::to_string(link));
+      Insert(image);
+      View().SetLink(4, link);
+      WriteU16(View().Entries()["FILE       "], 26, static_cast<uint16_t>(first));
+      EXPECT_EQ(isDelete ? Delete("\\FILE") : Put("FILE", Pattern(2000)), status);
+      EXPECT_TRUE(!isDelete || Trace(status) == std::to_string(status) + " r:root0 r:root0 w:root0" + requests);
+      for (const uint32_t kept : {0U, 1U, 6U}) EXPECT_EQ(View().Link(kept), before.Link(kept));
+      EXPECT_EQ(View().Link(2) == 0, isDelete && requests.ends_with("w:fat0"));
+      EXPECT_EQ(View().Link(4) == 0, isDelete && (requests.ends_with("w:fat0") || link == 0));
+      EXPECT_EQ(Get("\\OTHER"), Pattern(1024));
+      EXPECT_TRUE(isDelete || status != 0 || Get("\\FILE") == Pattern(2000));
+    }
+  }
+}
+
+// The slots that a run of long-name entries leaves open are nobody's, least of all those of the name before.
+TEST_F(WritingTest, ABrokenLongNameMarksOnlyItsOwnSlots) {
+  Insert(Made(kSmall, "/A first name, of three parts, no.:10|/B second name of three parts, yes:10"));
+  const auto slots = View().Slots();
+  ASSERT_EQ(slots[5][0], 2);
+  slots[5][0] = 3;  // ordinals 3, 3 and 1
+  EXPECT_EQ(Delete("\\B second name"), 0U);
+  for (size_t i = 0; i < 8; ++i) EXPECT_EQ(slots[i][0] == 0xE5, i > 4) << i;
+}
+
+// ---- Formatting
+
+TEST_F(WritingTest, FormattingClearsTheFirstFatAndTheRoot) {
+  const std::tuple<VolumeShape, uint32_t, std::string> rows[] = {
+      // shape, size of the device by that of the volume
+      {kSmall, 1, "ww:fat1-root0"},
+      {kSmall, 9, "ww:fat1-fat15 w:root0 ww:root0"},
+      {{16, 1, 0, 2, 0, 48}, 1, "ww:fat1-fat15 ww:root0 w:root2"},
+      {{32, 1}, 1, "ww:fat1-fat511 w:c2.0"},
+      {{32, 4}, 9, "ww:fat1-fat511 w:c2.0 ww:c2.0-c2.2"},
+      {{32, 1, 0, 2}, 9, "ww:fat1-fat511 w:other0 w:c2.0"}};
+  for (const auto& [shape, factor, requests] : rows) {
+    VolumeImage image = Made(shape, "/A file:150000");
+    const VolumeView before(image);
+    image.SetSectorCount(image.SectorCount() * factor);
+    Insert(image);
+    const VolumeView view = View();
+    EXPECT_EQ(Trace(Format()), "0 r:fat0 w:fat0 " + requests);
+    for (const uint32_t reserved : {0U, 1U}) EXPECT_EQ(view.Link(reserved), before.Link(reserved));
+    EXPECT_EQ(List("\\"), Strings{});
+    EXPECT_EQ(Put("FILE", Pattern(100)), 0U);
+    EXPECT_EQ(ClusterIn(view.Entries()["FILE       "]), view.is32 ? 3U : 2U);
+    EXPECT_EQ(view.Link(2), view.is32 ? 0xFFFFFFFF : 0xFFFF);
+    EXPECT_EQ(view.Link(3), view.is32 ? 0xFFFFFFFF : 0);
+    Volume().SetSectorCount(image.SectorCount() / factor);
+    EXPECT_TRUE(shape.fats == 2 || FsckComplaints(Volume()).empty());
+
+    for (uint32_t cluster = 4; view.is32 && cluster < 0x10002; ++cluster) view.SetLink(cluster, 0x0FFFFFFF);
+    EXPECT_EQ(Put("HIGH", Pattern(100)), 0U);
+    EXPECT_EQ(ClusterIn(view.Entries()["HIGH       "]), view.is32 ? 0x10002U : 3U);
+    EXPECT_EQ(Get("\\HIGH"), Pattern(100));
+  }
+}
+
+}  // namespace
+}  // namespace media_adapter::sim

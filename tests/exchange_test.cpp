@@ -91,7 +91,7 @@ TEST_F(ExchangeTest, ATransferOutlivesThreeTimeouts) {
     return {.copies = starts == 3 && packets++ == 0 ? 1U : 0U};
   };
   Mark();
-  EXPECT_EQ(Read("\\FILE")->status, 0U);
+  ASSERT_EQ(Read("\\FILE")->status, 0U);
   auto times = Timeline(Command::RFAStartTransfer);
   times.pop_back();
   EXPECT_EQ(times, (Milliseconds{0, 2000, 4000, 7000}));

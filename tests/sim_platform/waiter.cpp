@@ -8,7 +8,7 @@ namespace media_adapter::platform {
 
 struct Waiter::Impl {
   bool isWoken = false;
-  const DatagramSocket* socket = nullptr;
+  std::intptr_t socket = -1;  // the system's handle: a socket that is opened anew is another one
 };
 
 Waiter::Waiter() : impl_(std::make_unique<Impl>()) {}
@@ -18,7 +18,7 @@ void Waiter::Wake() {
   sim::SimWorld::Current().Do([this] { impl_->isWoken = true; });
 }
 
-void Waiter::Watch(const DatagramSocket* socket) { impl_->socket = socket; }
+void Waiter::Watch(const DatagramSocket* socket) { impl_->socket = socket != nullptr ? socket->Handle() : -1; }
 
 Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   auto& world = sim::SimWorld::Current();
@@ -26,7 +26,7 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   const auto take = [&] {
     if (std::exchange(impl_->isWoken, false)) {
       outcome = Outcome::Woken;
-    } else if (impl_->socket != nullptr && world.IsReadable(impl_->socket->Handle())) {
+    } else if (world.IsReadable(impl_->socket)) {
       outcome = Outcome::Readable;
     } else {
       return false;

@@ -1,10 +1,6 @@
-// What the tests of writing look at: the requests that an operation made, as a line of text, and the volume that it
-// left, byte by byte. Knows the FAT format by itself; nothing here comes from the library.
+// For the tests of writing: what requests an operation made, as a line of text, and the volume that it left, byte by
+// byte. Knows the FAT format by itself; nothing here comes from the library.
 #pragma once
-
-#include <cstdlib>
-#include <ctime>
-#include <filesystem>
 
 #include "tests/support/library_fixture.h"
 
@@ -31,31 +27,29 @@ class VolumeView {
 
   // s0 (reserved), fat3, other0 (another FAT), root1 (the fixed root), c5.0 (the first sector of cluster 5)
   std::string Place(uint32_t sector) const {
-    const std::tuple<uint32_t, uint32_t, const char*> areas[] = {
-        {fat_, 0, "s"}, {secondFat_, fat_, "fat"}, {root_, secondFat_, "other"}, {data_, root_, "root"}};
-    for (const auto& [end, start, name] : areas) {
-      if (sector < end) return name + std::to_string(sector - start);
-    }
-    const uint32_t inData = sector - data_;
-    return "c" + std::to_string(2 + inData / sectorsPerCluster_) + "." + std::to_string(inData % sectorsPerCluster_);
+    if (sector < fat_) return "s" + std::to_string(sector);
+    if (sector < secondFat_) return "fat" + std::to_string(sector - fat_);
+    if (sector < root_) return "other" + std::to_string(sector - secondFat_);
+    if (sector < data_) return "root" + std::to_string(sector - root_);
+    sector -= data_;
+    return "c" + std::to_string(2 + sector / sectorsPerCluster_) + "." + std::to_string(sector % sectorsPerCluster_);
   }
 
   uint32_t Link(uint32_t cluster) const { return is32 ? ReadU32(LinkOf(cluster), 0) : ReadU16(LinkOf(cluster), 0); }
-  void SetLink(uint32_t cluster, uint32_t value) const {
-    if (is32) return WriteU32(LinkOf(cluster), 0, value);
+  void SetLink(uint32_t cluster, size_t value) const {
     WriteU16(LinkOf(cluster), 0, static_cast<uint16_t>(value));
+    if (is32) WriteU16(LinkOf(cluster), 2, static_cast<uint16_t>(value >> 16));
   }
 
   // The slots of a directory in order; 0 is the root.
   std::vector<Slot> Slots(uint32_t cluster = 0) const {
     std::vector<Slot> slots;
     const auto add = [&](uint32_t first, uint32_t count) {
-      for (uint32_t i = 0; i < count * 16; ++i)
-        slots.push_back(Slot(image_.At(first + i / 16)).subspan(i % 16 * 32, 32));
+      for (uint32_t i = 0; i < count * 16; ++i) slots.push_back(At(first + i / 16, i % 16 * 32).first(32));
     };
-    if (cluster == 0 && is32) cluster = 2;
     if (cluster == 0) add(root_, data_ - root_);
-    for (; cluster >= 2 && cluster <= lastCluster; cluster = Link(cluster) & 0x0FFFFFFF) {
+    for (cluster = cluster == 0 && is32 ? 2 : cluster; cluster >= 2 && cluster <= lastCluster;
+         cluster = Link(cluster) & 0x0FFFFFFF) {
       add(data_ + (cluster - 2) * sectorsPerCluster_, sectorsPerCluster_);
     }
     return slots;
@@ -73,18 +67,38 @@ class VolumeView {
   uint32_t lastCluster;
 
  private:
+  Slot At(uint32_t sector, uint32_t offset) const { return Slot(image_.At(sector)).subspan(offset); }
   Slot LinkOf(uint32_t cluster) const {
-    const uint32_t size = is32 ? 4 : 2;
-    return Slot(image_.At(fat_ + cluster * size / 512)).subspan(cluster * size % 512, size);
+    const uint32_t offset = cluster * (is32 ? 4 : 2);
+    return At(fat_ + offset / 512, offset % 512);
   }
   VolumeImage& image_;
   uint32_t sectorsPerCluster_, fat_, secondFat_, root_, data_;
 };
 
+inline Strings Split(const std::string& text, char separator) {
+  Strings parts(1);
+  for (const char c : text) c == separator ? parts.emplace_back() : parts.back() += c;
+  return parts;
+}
+// A volume by mkfs.fat and mtools. In their order: "/Folder|/Folder/FILE:size|-/Folder/FILE", the last deletes.
+inline VolumeImage Made(const VolumeShape& shape, const std::string& items = {}) {
+  VolumeBuilder builder(shape);
+  for (const auto& item : Split(items, '|')) {
+    const Strings parts = Split(item, ':');
+    if (parts.size() == 2) builder.AddFile(parts[0], Pattern(std::stoul(parts[1])));
+    if (parts.size() == 1 && item[0] == '-') builder.Delete(item.substr(1));
+    if (parts.size() == 1 && item[0] == '/') builder.AddFolder(item);
+  }
+  return builder.Build();
+}
+// Items: empty files of numbered names.
+inline std::string Numbered(const std::string& path, int first, int last) {
+  const std::string item = "|" + path + std::to_string(first) + ":0";
+  return first == last ? item : item + Numbered(path, first + 1, last);
+}
 inline Bytes Copy(std::span<const uint8_t> slot) { return {slot.begin(), slot.end()}; }
 inline uint32_t ClusterIn(std::span<const uint8_t> slot) { return ReadU16(slot, 20) * 0x10000U + ReadU16(slot, 26); }
-
-constexpr int64_t kLastWrite = 1583298366;  // of local files: 2020-03-04 05:06:06
 
 // The device's medium can be exchanged, and operations are one short call each. Local files lie in the current folder,
 // in "u" to put and in "d" when read, so that their paths leave room for the longest names.
@@ -116,7 +130,8 @@ class WritingTest : public LibraryTest {
     ASSERT_EQ(Read("\\")->status, 0U);
   }
 
-  static void MakeLocal(const std::string& name, const Bytes& content, int64_t lastWrite = kLastWrite) {
+  // lastWrite: seconds since 1970.
+  static void MakeLocal(const std::string& name, const Bytes& content, int64_t lastWrite = 1500000000) {
     std::filesystem::remove("u/" + name);
     WriteWholeFile("u/" + name, content);
     const std::chrono::sys_seconds time{std::chrono::seconds(lastWrite)};
@@ -142,7 +157,6 @@ class WritingTest : public LibraryTest {
     return ReadWholeFile("d/" + path.substr(path.rfind('\\') + 1));
   }
   bool Wrote() const { return !Sent(Command::RFAWriteData).empty(); }
-  Strings Complaints() { return FsckComplaints(Volume()); }
 
   // Requests since the mark, resends left out.
   std::vector<Datagram> Requests() const {

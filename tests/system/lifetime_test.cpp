@@ -2,9 +2,10 @@
 // the end of the device.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
-#include <memory>
+#include <functional>
 #include <thread>
 
 #include "protocol/little_endian.h"
@@ -59,21 +60,23 @@ uint32_t FirstDataSector(const sim::Bytes& volume) {
 TEST(Lifetime, AKilledDeviceKeepsWhatItAcknowledged) {
   const sim::TempFolder files;
   const std::string writeLog = files / "writes", local = files / "large";
-  SimulatedDevice device("127.0.0.33", "killed");
+  SimulatedDevice device("127.0.0.43", "killed");
   device.Start({"--log-writes", writeLog});
   LoadedLibrary library;
   ASSERT_EQ(library.Search("killed")->deviceCount, 1U);
 
   const sim::Bytes content = sim::Pattern(6000000);
   sim::WriteWholeFile(local, content);
-  std::string folder = "\\";
+  const auto write = [&] {
+    std::string folder = "\\";
+    return library.RFAWriteData(local.c_str(), folder.data(), 0, kPassword, 0)->status;
+  };
   std::thread killer([&] {
-    while (!std::filesystem::exists(writeLog) || std::filesystem::file_size(writeLog) < 4000) {
-      std::this_thread::sleep_for(1ms);
-    }
+    const auto deadline = Clock::now() + 30s;
+    while (std::filesystem::file_size(writeLog) < 4000 && Clock::now() < deadline) std::this_thread::sleep_for(1ms);
     device.Kill();
   });
-  EXPECT_EQ(library.RFAWriteData(local.c_str(), folder.data(), 0, kPassword, 0)->status, 253U);
+  EXPECT_EQ(write(), 253U);
   killer.join();
 
   const sim::Bytes volume = sim::ReadWholeFile(device.Volume());
@@ -89,7 +92,7 @@ TEST(Lifetime, AKilledDeviceKeepsWhatItAcknowledged) {
   EXPECT_LT(writes, content.size() / 512) << "killed in the middle";
 
   device.Start();
-  EXPECT_EQ(library.RFAWriteData(local.c_str(), folder.data(), 0, kPassword, 0)->status, 0U);
+  EXPECT_EQ(write(), 0U);
   device.Kill();
   UnloadDuring(library, [&] { library.RFAConnect(0, kPassword, 0); });
 }

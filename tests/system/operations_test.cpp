@@ -2,6 +2,7 @@
 // one search and two devices serve all of it: a search takes six seconds.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -18,14 +19,15 @@ using sim::Pattern;
 class OperationsTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
+    allocatedBefore = AllocatedBytes();
     library = std::make_unique<LoadedLibrary>();
-    device = std::make_unique<SimulatedDevice>("127.0.0.31", "operations");
-    other = std::make_unique<SimulatedDevice>("127.0.0.32", "operations");
+    device = std::make_unique<SimulatedDevice>("127.0.0.41", "operations");
+    other = std::make_unique<SimulatedDevice>("127.0.0.42", "operations");
     const auto* found = library->Search("operations");
     ASSERT_EQ(found->deviceCount, 2U);
-    plain = found->devices[0].ipAddress[3] == 31 ? 0 : 1;
-    EXPECT_EQ(found->devices[plain].ipAddress[3], 31);
-    EXPECT_EQ(found->devices[noisy()].ipAddress[3], 32);
+    plain = found->devices[0].ipAddress[3] == 41 ? 0 : 1;
+    EXPECT_EQ(found->devices[plain].ipAddress[3], 41);
+    EXPECT_EQ(found->devices[noisy()].ipAddress[3], 42);
     EXPECT_STREQ(reinterpret_cast<const char*>(found->devices[0].name), "operations");
   }
   static void TearDownTestSuite() {
@@ -54,7 +56,8 @@ class OperationsTest : public ::testing::Test {
   sim::TempFolder files;
   static inline std::unique_ptr<LoadedLibrary> library;
   static inline std::unique_ptr<SimulatedDevice> device, other;
-  static inline uint32_t plain = 0;  // the index of `device`
+  static inline size_t allocatedBefore = 0;  // bytes, when the library was not there yet
+  static inline uint32_t plain = 0;          // the index of `device`
 };
 
 TEST_F(OperationsTest, FilesAndFolders) {
@@ -65,7 +68,8 @@ TEST_F(OperationsTest, FilesAndFolders) {
   EXPECT_EQ(List("\\Long folder name"), ". .. A song.mp3 ");
   std::filesystem::remove(files / "A song.mp3");
   uint32_t progress = 0;
-  std::string folder = files.Path().string() + "/";
+  std::string folder = files.Path().string();
+  folder += static_cast<char>(std::filesystem::path::preferred_separator);
   EXPECT_EQ(
       library->RFAReadDataExt("\\Long folder name\\A song.mp3", folder.data(), 0, kPassword, plain, &progress)->status,
       0U);
@@ -82,12 +86,17 @@ TEST_F(OperationsTest, FilesAndFolders) {
 TEST_F(OperationsTest, ABadNetworkNeverGivesWrongBytes) {
   const Bytes content = Pattern(100000, 2);
   ASSERT_EQ(Write("file", content, "\\", noisy()), 0U);
+  int complete = 0;
   for (const char* seed : {"1", "2", "3"}) {
     other->Start({"--loss", "0.05", "--duplicate", "0.05", "--reorder", "0.05", "--seed", seed});
     std::filesystem::remove(files / "file");
     const uint32_t status = Read("\\file", noisy());
-    EXPECT_TRUE(status == 253 || (status == 0 && sim::ReadWholeFile(files / "file") == content)) << seed << status;
+    EXPECT_TRUE(status == 0 || status == 253) << status << " with seed " << seed;
+    if (status != 0) continue;
+    EXPECT_EQ(sim::ReadWholeFile(files / "file"), content) << "with seed " << seed;
+    ++complete;
   }
+  EXPECT_GT(complete, 0);
 }
 
 TEST_F(OperationsTest, SettingsAndTest) {
@@ -103,14 +112,16 @@ TEST_F(OperationsTest, SettingsAndTest) {
   EXPECT_EQ(result->status, 0U);
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(result->configuration.element0_0), 16), std::string(16, 't'));
   EXPECT_EQ(result->configuration.element8_4[1], 4);
-  const IpConfiguration same{{127, 0, 0, 31}, {255, 0, 0, 0}, {127, 0, 0, 1}, 1, {}};
+  const IpConfiguration same{{127, 0, 0, 41}, {255, 0, 0, 0}, {127, 0, 0, 1}, 1, {}};
   EXPECT_EQ(library->SetIPConfiguration(&same, 0, kPassword, plain)->status, 0U);
 
   const TestParameters parameters{};
   const auto* test = library->SetTest(&parameters, 0, kPassword, plain);
   ASSERT_EQ(test->status, 0U);
   std::this_thread::sleep_for(std::chrono::milliseconds(700));
-  for (const uint32_t counter : test->testData->counters) EXPECT_GT(counter, 0U) << "reported while nobody calls";
+  for (const uint32_t& counter : test->testData->counters) {
+    EXPECT_GT(std::atomic_ref(const_cast<uint32_t&>(counter)).load(), 0U) << "reported while nobody calls";
+  }
 }
 
 TEST_F(OperationsTest, ConnectingAndPasswords) {
@@ -129,17 +140,16 @@ TEST_F(OperationsTest, ABadInterfaceAndBack) {
 }
 
 TEST_F(OperationsTest, MemoryStaysBelowOneMebibyte) {
-  const size_t before = AllocatedBytes();
   const auto connect = [](int times) {
     for (int i = 0; i < times; ++i) ASSERT_EQ(library->RFAConnect(0, kPassword, plain)->status, 0U);
   };
-  connect(100);
+  connect(1000);
   const size_t after = AllocatedBytes();
   connect(10000);
   EXPECT_LE(AllocatedBytes(), after) << "10000 requests leave nothing behind";
   const size_t own = WritableBytes(LoadedLibrary::Path());
   EXPECT_GT(own, sizeof(ReadDataResult)) << "the result blocks lie in there";
-  EXPECT_LT(own + (after - std::min(before, after)), 1U << 20);
+  EXPECT_LT(own + after - allocatedBefore, 1U << 20);
 }
 
 }  // namespace
