@@ -53,7 +53,7 @@ std::filesystem::path LoopbackDevice::MakeFile(const char* name, uint32_t size) 
 
 void LoopbackDevice::MakeVolume() const {
   const std::string image = (folder_ / "volume.img").string();
-  Run("mkfs.fat -C -F 16 -s 8 -f 1 " + image + " 65536 >/dev/null");
+  Run("PATH=$PATH:/usr/sbin mkfs.fat -C -F 16 -s 8 -f 1 " + image + " 65536 >/dev/null");
 }
 
 void LoopbackDevice::StartSimulator(const std::filesystem::path& simulator) {

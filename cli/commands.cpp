@@ -36,6 +36,17 @@ void Guard(std::string& word) {
   if (word == "++" || (word.starts_with('[') && word.ends_with(']'))) word += '\0';
 }
 
+// Takes the guards off again, whatever option a word ends up with.
+void Unguard(CLI::App& parser) {
+  for (CLI::Option* const option : parser.get_options()) {
+    option->transform([](std::string word) {
+      word.resize(word.find_last_not_of('\0') + 1);
+      return word;
+    });
+  }
+  for (CLI::App* const command : parser.get_subcommands([](CLI::App*) { return true; })) Unguard(*command);
+}
+
 // The command that the arguments name: "config set".
 std::string UsedCommand(const CLI::App& parser) {
   std::string names;
@@ -78,6 +89,7 @@ void AddCommands(CLI::App& parser, Context& context, Action& action) {
     sub->fallthrough()->group("Commands")->footer("");
     command.describe(*sub, context, action);
   }
+  Unguard(parser);
 }
 
 bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code) {
@@ -105,11 +117,5 @@ int RunLine(std::string_view line, Context& context) {
 }
 
 bool CheckLine(std::string_view line, Context& context) { return ParsedLine(line, context).code == kSuccess; }
-
-std::vector<std::string> Arguments(const CLI::Option& option) {
-  std::vector<std::string> arguments = option.results();
-  for (std::string& argument : arguments) argument.resize(argument.find_last_not_of('\0') + 1);
-  return arguments;
-}
 
 }  // namespace media_adapter::cli

@@ -34,7 +34,7 @@ struct Command {
 
 std::span<const Command> CommandTable();
 
-// Adds every command to `parser`, of which a line holds one at most.
+// Adds every command to `parser`, of which a line holds one at most. Last, after the parser's own options.
 void AddCommands(CLI::App& parser, Context& context, Action& action);
 
 // Runs one line of a script, of -c or of the shell; an empty line or a comment (#...) does nothing.
@@ -45,9 +45,6 @@ bool CheckLine(std::string_view line, Context& context);
 // Parses `arguments` and prints what is wrong with them, or the help that they ask for. True when they can be carried
 // out; otherwise `code` is the exit code.
 bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code);
-
-// The arguments that `option` was given. Use this for every list of arguments.
-std::vector<std::string> Arguments(const CLI::Option& option);
 
 // The descriptions in the table, one source file for each group.
 void DescribeSearch(CLI::App& parser, Context& context, Action& action);

@@ -189,7 +189,7 @@ void DescribeElements(CLI::App& parser, CLI::Option& elements, int (*run)(const 
                       Context& context, Action& action) {
   elements.allow_extra_args();
   parser.callback([=, &elements, &context, &action] {
-    action = [=, &context, arguments = Arguments(elements)] { return run(context, arguments); };
+    action = [=, &context, arguments = elements.reduced_results()] { return run(context, arguments); };
   });
 }
 

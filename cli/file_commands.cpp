@@ -191,7 +191,9 @@ void DescribeMakeFolder(CLI::App& parser, Context& context, Action& action) {
   paths->expected(1, -1)->required()->allow_extra_args();
   parser.add_flag("-p,--parents", *withParents, "Create missing parents, and take a folder that is there for success");
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = Arguments(*paths)] { return RunMakeFolders(context, arguments, *withParents); };
+    action = [=, &context, arguments = paths->reduced_results()] {
+      return RunMakeFolders(context, arguments, *withParents);
+    };
   });
 }
 
@@ -199,7 +201,7 @@ void DescribeRemove(CLI::App& parser, Context& context, Action& action) {
   CLI::Option* const paths = parser.add_option("PATH", "Files to delete");
   paths->expected(1, -1)->required()->allow_extra_args();
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = Arguments(*paths)] { return RunRemove(context, arguments); };
+    action = [=, &context, arguments = paths->reduced_results()] { return RunRemove(context, arguments); };
   });
 }
 

@@ -179,7 +179,7 @@ void DescribeGet(CLI::App& parser, Context& context, Action& action) {
   parser.add_option("-o,--output", options->target, "The local folder, or -; every PATH is then one to copy")
       ->type_name("FOLDER");
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = Arguments(*paths)] { return RunGet(context, arguments, *options); };
+    action = [=, &context, arguments = paths->reduced_results()] { return RunGet(context, arguments, *options); };
   });
 }
 

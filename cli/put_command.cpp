@@ -107,7 +107,7 @@ void DescribePut(CLI::App& parser, Context& context, Action& action) {
   paths->expected(1, -1)->required()->allow_extra_args();
   parser.add_flag("-r,--recursive", *isRecursive, "Copy folders with all that is in them");
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = Arguments(*paths)] { return RunPut(context, arguments, *isRecursive); };
+    action = [=, &context, arguments = paths->reduced_results()] { return RunPut(context, arguments, *isRecursive); };
   });
 }
 

@@ -154,7 +154,7 @@ void DescribeHelp(CLI::App& parser, Context& context, Action& action) {
   CLI::Option* const names = parser.add_option("COMMAND", "The command to describe");
   names->expected(0, -1)->allow_extra_args();
   parser.callback([=, &context, &action] {
-    action = [&context, arguments = Arguments(*names)] { return RunHelp(context, arguments); };
+    action = [&context, arguments = names->reduced_results()] { return RunHelp(context, arguments); };
   });
 }
 

@@ -116,7 +116,7 @@ void DescribeTest(CLI::App& parser, Context& context, Action& action) {
   parser.add_option("-s,--seconds", *seconds, "End after this time; otherwise Ctrl-C ends it")
       ->check(CLI::Range(1, 1000000));
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = Arguments(*values)] { return RunTest(context, arguments, *seconds); };
+    action = [=, &context, arguments = values->reduced_results()] { return RunTest(context, arguments, *seconds); };
   });
 }
 

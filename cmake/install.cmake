@@ -12,6 +12,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/MediaAdapterConfigVersion
 install(FILES ${PROJECT_BINARY_DIR}/MediaAdapterConfig.cmake ${PROJECT_BINARY_DIR}/MediaAdapterConfigVersion.cmake
   DESTINATION ${package_folder})
 
+# Relative, so that an installed tree may be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/media-adapter.pc.in media-adapter.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/media-adapter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -201,6 +201,7 @@ TEST_F(ApiTest, ThreadsMayCallAtOnce) {
   {
     SimWorld::Outside outside;
     std::vector<std::thread> threads;
+    threads.reserve(calls.size());
     for (const auto& call : calls) {
       threads.emplace_back([&] {
         for (int i = 0; i < 50; ++i) good += call() ? 1 : 0;

@@ -81,8 +81,10 @@ cd /music
 ls new/tree
 get -r new/tree back
 get new/x -
-get -o back "new/tree/[Live]" new/x
-ls "new/tree/[Live]"
+cd new/tree
+get -o back "[Live]" ../x
+ls "[Live]"
+cd ../..
 rm new/x
 ls -a new
 pwd
@@ -129,6 +131,7 @@ test_settings() {
   expect_text config.err "Invalid password (status 3)"
   expect_text config.err "--password-file"
   head -c 52 /dev/urandom >key
+  echo '{"format": 1, "settings": {"8.1": 13, "8.4": 255, "9.3": "x"}}' >bad.json
   on cli-locked --password-file password --keep-going >config.out 2>config.err <<'END'
 config set "0.0=Caf\xe9 \\ bar" 8.1=11 10.0=02005e000001,02005e000002 9.3=@key
 config save one.json
@@ -137,6 +140,7 @@ config save two.json
 config get 0.0 8.1 10.0 9.6
 config set 8.1=12 8.4=255
 config set 9.3=clear
+config load bad.json
 config get 8.1
 test --seconds 2 15.0=1
 ip 127.0.0.74 255.0.0.0 127.0.0.1 1 --yes
@@ -146,6 +150,7 @@ END
   cmp one.json two.json || fail "save, load, save gives another file"
   expect_text one.json '"0.0": "Caf\\xe9 \\\\ bar"'
   grep -q '"9.3"' one.json && fail "a secret in a settings file"
+  expect_text config.err "8.4: must be a number from 256 to 2346"
   grep -q clear config.err && fail "a secret in a message"
   [ "$(grep -c $'^8.1\tnumber\t11$' config.out)" = 2 ] || fail "8.1 was sent with a bad neighbour: $(cat config.out)"
   expect_text config.out $'10.0\tlist\t02005e000001,02005e000002'
@@ -166,6 +171,7 @@ test_hostile_volume() {
   LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f]' evil.out evil.err && fail "raw control bytes"
   expect_text evil.out '\x1b[31mRED.TXT'
   expect_text evil.err "LOOPDIR: skipped"
+  expect_text evil.err "EVIL.TXT: skipped: no name for a local file"
 }
 
 # At a terminal: the bar, notes, a password asked for without echo; an interrupt ends a transfer at once.

@@ -268,6 +268,7 @@ TEST_F(VolumeTest, AListingHasEveryField) {
 
 TEST_F(VolumeTest, AListingEndsAt511Entries) {
   std::vector<std::string> names;
+  names.reserve(510);
   for (int i = 0; i < 509; ++i) names.push_back("FILE" + std::to_string(i));
   VolumeBuilder builder({.sectorsPerCluster = 2});
   builder.AddFolder("/FULL");

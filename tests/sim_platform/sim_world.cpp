@@ -192,13 +192,13 @@ void SimWorld::Deliver(const Arrival& arrival) {
   }
 }
 
-void SimWorld::SendAll(const Endpoint& sender, std::vector<simulator::Outgoing> datagrams) {
-  for (auto& [receiver, bytes] : datagrams) {
-    Transmit({.time = now_, .sender = sender, .receiver = receiver, .bytes = std::move(bytes)});
+void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams) {
+  for (const auto& [receiver, bytes] : datagrams) {
+    Transmit({.time = now_, .sender = sender, .receiver = receiver, .bytes = bytes});
   }
 }
 
-void SimWorld::Transmit(LoggedDatagram datagram) {
+void SimWorld::Transmit(const LoggedDatagram& datagram) {
   const size_t ordinal = log_.size();
   log_.push_back(datagram);
   Fate its = fate ? fate(datagram, ordinal) : Fate{};

@@ -159,8 +159,8 @@ class SimWorld {
   void Release(Sleeper& sleeper, bool taken);
   bool HappenNext();
   void Deliver(const Arrival& arrival);
-  void SendAll(const Endpoint& sender, std::vector<simulator::Outgoing> datagrams);
-  void Transmit(LoggedDatagram datagram);
+  void SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams);
+  void Transmit(const LoggedDatagram& datagram);
   void Dispatch(const LoggedDatagram& datagram, const Endpoint& sender, const Datagram& bytes, Time when);
   void SleepUntilReleased(Sleeper& sleeper);
   [[noreturn]] void AbortDeadlocked() const;

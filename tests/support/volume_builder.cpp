@@ -35,6 +35,7 @@ ToolResult RunTool(const std::vector<std::string>& command) {
   posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
   posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 2);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   pid_t process = 0;
