@@ -25,12 +25,12 @@ enum class NameUse : uint8_t {
 };
 
 struct NewEntry {
-  std::string name{};                                // at most 258 characters
+  std::string name{};                                  // at most 258 characters
   std::optional<platform::LocalFileInfo> localFile{};  // the file that it copies; without one, a directory is made
-  uint32_t size = 0;                                 // bytes
-  uint32_t firstCluster = 0;                         // ignored for an empty file
-  uint32_t dirCluster = 0;                           // of the directory that holds it
-  size_t entryCount = 1;                             // slots in entryLocations
+  uint32_t size = 0;                                   // bytes
+  uint32_t firstCluster = 0;                           // ignored for an empty file
+  uint32_t dirCluster = 0;                             // of the directory that holds it
+  size_t entryCount = 1;                               // slots in entryLocations
   NameUse nameUse = NameUse::New;
 };
 

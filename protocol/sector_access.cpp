@@ -1,6 +1,5 @@
 #include "protocol/sector_access.h"
 
-
 #include "protocol/exchange.h"
 #include "protocol/little_endian.h"
 #include "protocol/packet.h"

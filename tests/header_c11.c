@@ -1,5 +1,7 @@
 /* The public header as a C11 program sees it: it compiles alone, and its records have the promised layouts. */
+/* clang-format off: first of all, so that nothing else helps it */
 #include "api/media_adapter.h"
+/* clang-format on */
 
 #include <assert.h>
 #include <stddef.h>
@@ -64,5 +66,5 @@ SIZE(ReadDataResult, 68 + 512 * 284);
 AT(ReadDataResult, entryCount, 64);
 AT(TestResult, testData, 64);
 
-const StatusResult *CallFromC(void);
-const StatusResult *CallFromC(void) { return API_RFAConnect(0, "", 0xFFFFFFFFu); }
+const StatusResult* CallFromC(void);
+const StatusResult* CallFromC(void) { return API_RFAConnect(0, "", 0xFFFFFFFFu); }

@@ -1,7 +1,10 @@
 // The public header as a C++ program sees it: it compiles alone, and C and C++ call the same functions.
+// clang-format off: first of all, so that nothing else helps it
+#include "api/media_adapter.h"
+// clang-format on
+
 #include <gtest/gtest.h>
 
-#include "api/media_adapter.h"
 #include "tests/support/library_fixture.h"
 
 extern "C" const StatusResult* CallFromC();

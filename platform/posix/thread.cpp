@@ -42,7 +42,7 @@ struct Thread::Impl {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     sigset_t all;
     sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, nullptr);  // the application's signals are for its own threads
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);    // the application's signals are for its own threads
     setpriority(PRIO_PROCESS, 0, kRaisedPriority);  // this thread alone on Linux; without the right, it stays as it is
     (*self)->entry();
     return nullptr;
