@@ -19,7 +19,10 @@ using std::chrono::milliseconds;
 constexpr uint8_t kMaxRetries = 3;
 
 // Packets of a stream that are taken in a row without asking the queue; the quit message and ticks wait no longer.
-constexpr uint8_t kMaxTakenUnasked = 5;
+constexpr uint8_t kMaxTakenUnasked = 32;
+
+// Looks for the next packet of a stream before the queue is asked: some microseconds.
+constexpr int kLooksForPacket = 8;
 
 // How a request is sent and sent again. The row's place is the operation's number and the timer's id.
 struct ExchangeRule {
@@ -79,10 +82,12 @@ void Exchange(Operation operation) {
   KillTimer(operation);  // still armed only when the library is stopping
 }
 
-// The next packet of a stream is often there already; then taking it costs less than asking the queue for it.
+// The next packet of a stream is often there already, or about to be; then looking for it costs less than asking the
+// queue, which sleeps.
 bool TakeWaitingPacket() {
   ProtocolState& state = protocolState;
-  if (state.takenUnasked < kMaxTakenUnasked) OnReceive();
+  const int looks = state.takenUnasked < kMaxTakenUnasked ? kLooksForPacket : 0;
+  for (int i = 0; i < looks && !state.operationDone; ++i) OnReceive();
   state.takenUnasked = state.operationDone ? static_cast<uint8_t>(state.takenUnasked + 1) : uint8_t{0};
   return state.operationDone;
 }
