@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 
 #include "cli/device_choice.h"
 #include "cli/terminal.h"
@@ -189,8 +190,8 @@ Listing Session::List(const std::string& path) {
 
 Answer Session::ReadFile(const std::string& path, const std::string& localFolder) {
   return Run([&](const char* password, uint32_t index) {
-    // The library removes one separator, of either kind: this one, and not the end of a folder named "tapes\".
-    std::string target = localFolder + "/";
+    // The library removes one separator: this one, and not the end of a folder named "tapes\".
+    std::string target = localFolder + static_cast<char>(std::filesystem::path::preferred_separator);
     return API_RFAReadDataExt(path.c_str(), target.data(), options_.tag, password, index, &progress_);
   });
 }

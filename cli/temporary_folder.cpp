@@ -1,9 +1,8 @@
 #include "cli/temporary_folder.h"
 
-#include <stdlib.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include "cli/private_folder.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -15,11 +14,8 @@ std::string filePath;
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder(const std::string& fileName) {
-  std::error_code error;
-  std::string pattern = (std::filesystem::temp_directory_path(error) / "media-adapter-XXXXXX").string();
-  if (error || mkdtemp(pattern.data()) == nullptr) return;
-  path_ = pattern;
+TemporaryFolder::TemporaryFolder(const std::string& fileName) : path_(MakePrivateFolder()) {
+  if (path_.empty()) return;
   filePath = path_ + "/" + fileName;
   fileToRemove = filePath.c_str();
   folderToRemove = path_.c_str();

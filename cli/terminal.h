@@ -9,6 +9,9 @@
 
 namespace media_adapter::cli {
 
+// Makes standard output carry the same bytes on every system, and a console understand what terminals do. Once, first.
+void PrepareOutput();
+
 bool IsInputTerminal();
 bool IsOutputTerminal();
 bool IsErrorTerminal();

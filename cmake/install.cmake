@@ -1,7 +1,10 @@
 # install: header, library, CMake package, pkg-config file, tools and their man pages, where a distribution expects them.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS mediaadapter EXPORT MediaAdapterTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS mediaadapter EXPORT MediaAdapterTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}   # the DLL, and its import library below
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES api/media_adapter.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/MediaAdapter)
@@ -17,7 +20,9 @@ file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig 
 configure_file(cmake/media-adapter.pc.in media-adapter.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/media-adapter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-if(MEDIA_ADAPTER_TOOLS)
-  install(TARGETS media-adapter media-adapter-sim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES docs/man/media-adapter.1 docs/man/media-adapter-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-endif()
+foreach(tool media-adapter media-adapter-sim)
+  if(TARGET ${tool})
+    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+endforeach()

@@ -49,8 +49,8 @@ target_compile_definitions(media_adapter_core PRIVATE MEDIA_ADAPTER_BUILD)
 
 # The platform floor: one folder a system, sources of the same names.
 find_package(Threads REQUIRED)
-set(platform_folder platform/posix)
-add_library(media_adapter_local_files STATIC ${platform_folder}/local_files.cpp)
+set(platform_folder platform/$<IF:$<BOOL:${WIN32}>,windows,posix>)
+add_library(media_adapter_local_files STATIC platform/local_file.cpp ${platform_folder}/local_files.cpp)
 add_library(media_adapter_platform STATIC
   ${platform_folder}/adapters.cpp
   ${platform_folder}/clock.cpp
@@ -60,17 +60,26 @@ add_library(media_adapter_platform STATIC
   ${platform_folder}/thread.cpp
   ${platform_folder}/waiter.cpp)
 target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Threads::Threads)
+if(WIN32)
+  target_link_libraries(media_adapter_platform PUBLIC ws2_32 iphlpapi)
+endif()
 
-add_library(mediaadapter SHARED worker/load_hook.cpp)
+add_library(mediaadapter SHARED ${platform_folder}/load_hook.cpp)
 target_link_libraries(mediaadapter PRIVATE media_adapter_core media_adapter_platform media_adapter_wire)
 target_include_directories(mediaadapter INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-set_target_properties(mediaadapter PROPERTIES
-  VERSION ${PROJECT_VERSION}
-  SOVERSION ${PROJECT_VERSION_MAJOR}
-  EXPORT_NAME MediaAdapter
-  LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
-target_link_options(mediaadapter PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+set_target_properties(mediaadapter PROPERTIES EXPORT_NAME MediaAdapter)
+if(WIN32)
+  # What is exported says so in the public header.
+  set_target_properties(mediaadapter PROPERTIES PREFIX "")
+else()
+  set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  set_target_properties(mediaadapter PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${exports})
+  target_link_options(mediaadapter PRIVATE LINKER:--version-script=${exports})
+endif()
 if(NOT MEDIA_ADAPTER_SANITIZE)
   target_link_options(mediaadapter PRIVATE LINKER:--no-undefined)
 endif()

@@ -13,6 +13,8 @@
 
 namespace media_adapter::platform {
 
+enum class FileUse;
+
 class LocalFile {
  public:
   LocalFile() = default;
@@ -33,7 +35,7 @@ class LocalFile {
   bool Close();
 
  private:
-  bool Adopt(std::FILE* stream);
+  bool Open(const std::string& path, FileUse use);
 
   std::FILE* stream_ = nullptr;
   std::unique_ptr<char[]> buffer_;  // of the stream

@@ -10,6 +10,7 @@
 #include "fat/sector_buffers.h"
 #include "fat/volume.h"
 #include "platform/adapters.h"
+#include "platform/load_hook.h"
 #include "platform/notices.h"
 #include "platform/thread.h"
 #include "protocol/channel.h"
@@ -71,5 +72,8 @@ void StopLibrary() {
   CloseChannel();
   WorkerHandle().reset();
 }
+
+void platform::OnLibraryLoaded() { StartLibrary(); }
+void platform::OnLibraryUnloaded() { StopLibrary(); }
 
 }  // namespace media_adapter

@@ -1,5 +1,5 @@
-// Bringing the library up when it is loaded and taking it down when it is unloaded. The load hook calls these; the
-// tests do it by hand.
+// Bringing the library up when it is loaded and taking it down when it is unloaded. The platform's load hook calls
+// these; the tests do it by hand.
 #pragma once
 
 namespace media_adapter {

@@ -76,6 +76,8 @@ class HiddenEcho {
 
 }  // namespace
 
+void PrepareOutput() {}
+
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) == 1; }

@@ -1,0 +1,12 @@
+// Ties the library's life to its loading. The platform calls these two, the worker defines them; no export runs before
+// the one or after the other.
+#pragma once
+
+namespace media_adapter::platform {
+
+void OnLibraryLoaded();
+
+// Not called when the system ends all threads of a process before it lets its libraries go.
+void OnLibraryUnloaded();
+
+}  // namespace media_adapter::platform

@@ -1,0 +1,104 @@
+#include "platform/datagram_socket.h"
+
+#include <mswsock.h>
+
+#include <cstring>
+
+#include "platform/windows/system.h"
+
+namespace media_adapter::platform {
+namespace {
+
+static_assert(INVALID_SOCKET == static_cast<SOCKET>(-1));
+
+SOCKET SystemSocket(std::intptr_t handle) { return static_cast<SOCKET>(handle); }
+
+sockaddr_in SystemAddress(const Endpoint& endpoint) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(endpoint.port);
+  std::memcpy(&address.sin_addr, endpoint.address.data(), endpoint.address.size());
+  return address;
+}
+
+Endpoint FromSystem(const sockaddr_in& address) {
+  Endpoint endpoint;
+  std::memcpy(endpoint.address.data(), &address.sin_addr, endpoint.address.size());
+  endpoint.port = ntohs(address.sin_port);
+  return endpoint;
+}
+
+// A non-blocking socket that hears nothing of ICMP errors; INVALID_SOCKET when it cannot be bound.
+SOCKET OpenBound(const sockaddr_in& address) {
+  const SOCKET handle = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+  if (handle == INVALID_SOCKET) return handle;
+  u_long on = 1;
+  BOOL off = FALSE;
+  DWORD nothing = 0;
+  ioctlsocket(handle, FIONBIO, &on);
+  WSAIoctl(handle, SIO_UDP_CONNRESET, &off, sizeof off, nullptr, 0, &nothing, nullptr, nullptr);
+  if (bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return handle;
+  const int error = WSAGetLastError();
+  closesocket(handle);
+  WSASetLastError(error);
+  return INVALID_SOCKET;
+}
+
+}  // namespace
+
+// Every open socket holds the system's socket layer.
+bool DatagramSocket::Open(const char* localAddress) {
+  Close();
+  sockaddr_in address = SystemAddress({});
+  if (localAddress != nullptr) {
+    address.sin_addr.s_addr = inet_addr(localAddress);
+    if (address.sin_addr.s_addr == INADDR_NONE) return false;
+  }
+  WSADATA data;
+  if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return false;
+  handle_ = static_cast<std::intptr_t>(OpenBound(address));
+  if (IsOpen()) return true;
+  const int error = WSAGetLastError();
+  WSACleanup();
+  WSASetLastError(error);
+  return false;
+}
+
+bool DatagramSocket::EnableBroadcast() {
+  const BOOL on = TRUE;
+  return setsockopt(SystemSocket(handle_), SOL_SOCKET, SO_BROADCAST, reinterpret_cast<const char*>(&on), sizeof on) ==
+         0;
+}
+
+void DatagramSocket::Close() {
+  if (!IsOpen()) return;
+  closesocket(SystemSocket(handle_));
+  WSACleanup();
+  handle_ = kNoHandle;
+}
+
+std::optional<Ipv4Address> DatagramSocket::LocalAddress() const {
+  sockaddr_in address{};
+  int size = sizeof address;
+  if (getsockname(SystemSocket(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0) return std::nullopt;
+  return FromSystem(address).address;
+}
+
+int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
+  const sockaddr_in address = SystemAddress(receiver);
+  return sendto(SystemSocket(handle_), reinterpret_cast<const char*>(datagram.data()),
+                static_cast<int>(datagram.size()), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+// A datagram longer than the buffer is an error of this system, and so is an ICMP error.
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+  sockaddr_in address{};
+  int size = sizeof address;
+  const int received = recvfrom(SystemSocket(handle_), reinterpret_cast<char*>(buffer.data()),
+                                static_cast<int>(buffer.size()), 0, reinterpret_cast<sockaddr*>(&address), &size);
+  if (received < 0) return -1;
+  sender = FromSystem(address);
+  return received;
+}
+
+}  // namespace media_adapter::platform
