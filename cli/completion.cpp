@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "cli/file_commands.h"
+#include "cli/local_text.h"
 #include "cli/text.h"
 #include "cli/words.h"
 
@@ -44,7 +45,7 @@ std::vector<std::string> LocalNames(std::string_view folder) {
   const fs::path path = folder.empty() ? fs::path(".") : fs::path(folder);
   for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
     std::error_code unknown;
-    names.push_back(entry->path().filename().string() + (entry->is_directory(unknown) ? "/" : ""));
+    names.push_back(LocalText(entry->path().filename()) + (entry->is_directory(unknown) ? "/" : ""));
   }
   return names;
 }

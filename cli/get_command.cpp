@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/file_commands.h"
 #include "cli/local_name.h"
+#include "cli/local_text.h"
 #include "cli/progress_bar.h"
 #include "cli/temporary_folder.h"
 #include "cli/text.h"
@@ -29,7 +30,7 @@ Answer FetchFile(const Context& context, const std::string& path, const fs::path
   Answer answer;
   {
     const ProgressBar bar(DisplayPath(path), size.value_or(0), context.session.Progress());
-    answer = context.session.ReadFile(path, localFolder.string());
+    answer = context.session.ReadFile(path, LocalText(localFolder));
   }
   if (!answer.IsOk()) return answer;
   std::error_code error;
@@ -65,10 +66,10 @@ class Getter {
   void File(const std::string& path, const fs::path& localFolder, std::optional<uint32_t> size) {
     const fs::path local = localFolder / SplitDevicePath(path).name;
     const Answer answer = FetchFile(context_, path, localFolder, size);
-    results_.Add(path, answer, local.string(), size);
+    results_.Add(path, answer, LocalText(local), size);
     if (answer.IsOk()) {
       const std::string amount = size ? ", " + SizeText(*size) : "";
-      context_.output.Note(DisplayPath(path) + " -> " + Escape(local.string()) + amount);
+      context_.output.Note(DisplayPath(path) + " -> " + Escape(LocalText(local)) + amount);
     }
   }
 
@@ -77,14 +78,14 @@ class Getter {
     const fs::file_status status = fs::symlink_status(local, error);
     if (!fs::is_directory(status) && (fs::exists(status) || !fs::create_directory(local, error))) {
       return results_.Add(path, Problem(fs::exists(status) ? "skipped: no folder has the local name" : error.message()),
-                          local.string());
+                          LocalText(local));
     }
     Contents(path, local);
   }
 
   void Contents(const std::string& path, const fs::path& local) {
     const Listing listing = context_.session.List(path);
-    if (!listing.answer.IsOk()) return results_.Add(path, listing.answer, local.string());
+    if (!listing.answer.IsOk()) return results_.Add(path, listing.answer, LocalText(local));
     std::set<std::string> names;
     for (const ListingEntry& entry : listing.entries) {
       if (!IsDotEntry(entry)) Entry(path, local, entry, names);
@@ -106,7 +107,7 @@ class Getter {
     }
     std::error_code error;
     if (fs::is_symlink(localFolder / name, error)) {
-      return results_.Add(path, Problem("skipped: the local name is a symbolic link"), (localFolder / name).string());
+      return results_.Add(path, Problem("skipped: the local name is a symbolic link"), LocalText(localFolder / name));
     }
     File(path, localFolder, entry.size);
   }

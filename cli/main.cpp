@@ -120,7 +120,7 @@ int Run(std::vector<std::string> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  PrepareOutput();
+  PrepareStreams();
   const int code = Run({argv + 1, argv + argc});
   if (Output::Flush()) return code;
   std::cerr << "media-adapter: cannot write to standard output\n";

@@ -5,6 +5,7 @@
 
 #include "cli/commands.h"
 #include "cli/file_commands.h"
+#include "cli/local_text.h"
 #include "cli/progress_bar.h"
 #include "cli/text.h"
 
@@ -32,20 +33,22 @@ class Putter {
   int Finish() const { return results_.Finish(); }
 
  private:
-  void Refuse(const fs::path& local, const std::string& problem) { results_.Add({}, Problem(problem), local.string()); }
+  void Refuse(const fs::path& local, const std::string& problem) {
+    results_.Add({}, Problem(problem), LocalText(local));
+  }
 
   void File(const fs::path& local, const std::string& folderPath) {
     std::error_code error;
     const uint64_t size = fs::file_size(local, error);
-    const std::string path = JoinDevicePath(folderPath, local.filename().string());
+    const std::string path = JoinDevicePath(folderPath, LocalText(local.filename()));
     Answer answer;
     {
-      const ProgressBar bar(Escape(local.string()), error ? 0 : size, nullptr);
-      answer = context_.session.WriteFile(local.string(), folderPath);
+      const ProgressBar bar(Escape(LocalText(local)), error ? 0 : size, nullptr);
+      answer = context_.session.WriteFile(LocalText(local), folderPath);
     }
-    results_.Add(path, answer, local.string(), size);
+    results_.Add(path, answer, LocalText(local), size);
     if (answer.IsOk()) {
-      context_.output.Note(Escape(local.string()) + " -> " + DisplayPath(path) + ", " + SizeText(size));
+      context_.output.Note(Escape(LocalText(local)) + " -> " + DisplayPath(path) + ", " + SizeText(size));
     }
   }
 
@@ -58,12 +61,12 @@ class Putter {
     if (std::ranges::find(around_, real) != around_.end())
       return Refuse(local, "skipped: leads back to a folder around it");
     const fs::path normal = local.lexically_normal();
-    const std::string name = (normal.has_filename() ? normal : normal.parent_path()).filename().string();
+    const std::string name = LocalText((normal.has_filename() ? normal : normal.parent_path()).filename());
     std::string path = folderPath;
     if (!name.empty() && name != "." && name != "..") {
       path = JoinDevicePath(folderPath, name);
       if (const Answer answer = MakeOrTakeFolder(context_.session, path); !answer.IsOk()) {
-        return results_.Add(path, answer, local.string());
+        return results_.Add(path, answer, LocalText(local));
       }
     }
     std::vector<fs::path> entries;

@@ -9,8 +9,8 @@
 
 namespace media_adapter::cli {
 
-// Makes standard output carry the same bytes on every system, and a console understand what terminals do. Once, first.
-void PrepareOutput();
+// Once, first: makes texts and streams mean the same on every system, and a console understand what terminals do.
+void PrepareStreams();
 
 bool IsInputTerminal();
 bool IsOutputTerminal();

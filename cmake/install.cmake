@@ -16,12 +16,14 @@ install(FILES ${PROJECT_BINARY_DIR}/MediaAdapterConfig.cmake ${PROJECT_BINARY_DI
   DESTINATION ${package_folder})
 
 # Relative, so that an installed tree may be moved.
+file(RELATIVE_PATH library_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/media-adapter.pc.in media-adapter.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/media-adapter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 foreach(tool media-adapter media-adapter-sim)
   if(TARGET ${tool})
+    set_target_properties(${tool} PROPERTIES INSTALL_RPATH $ORIGIN/${library_from_bin})
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   endif()

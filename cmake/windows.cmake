@@ -4,7 +4,6 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(prefix x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER ${prefix}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${prefix}-g++-posix)
-set(CMAKE_RC_COMPILER ${prefix}-windres)
 
 # Windows 10 and later. No run-time library has to lie beside what is built.
 add_compile_definitions(_WIN32_WINNT=0x0A00)

@@ -121,6 +121,7 @@ test_usage() {
   expect_code 2 "format asks" on cli-main format </dev/null 2>>usage.err
   expect_code 1 "no such device" on cli-nobody ls 2>>usage.err
   expect_code 2 "several devices" "$tool" --interface 127.0.0.1 ls 2>>usage.err
+  expect_code 1 "an address of another machine" "$tool" --interface 198.51.100.7 search 2>>usage.err
   expect_code 2 "get into no folder" on cli-main get /a /b 2>>usage.err
   expect_text usage.err "choose one by name, index or MAC with --device"
 }

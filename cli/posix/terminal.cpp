@@ -76,7 +76,7 @@ class HiddenEcho {
 
 }  // namespace
 
-void PrepareOutput() {}
+void PrepareStreams() {}
 
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <random>
 
+#include "cli/local_text.h"
+
 namespace media_adapter::cli {
 
 // The folder for temporary files is the user's own on this system.
@@ -13,7 +15,7 @@ std::string MakePrivateFolder() {
   std::random_device random;
   for (int i = 0; i < kAttempts && !error; ++i) {
     const auto folder = parent / ("media-adapter-" + std::to_string(random()));
-    if (std::filesystem::create_directory(folder, error)) return folder.string();
+    if (std::filesystem::create_directory(folder, error)) return LocalText(folder);
   }
   return {};
 }

@@ -4,6 +4,7 @@
 #include <io.h>
 #include <windows.h>
 
+#include <clocale>
 #include <cstdio>
 
 #include "cli/interrupts.h"
@@ -77,7 +78,11 @@ class HiddenEcho {
 
 }  // namespace
 
-void PrepareOutput() {
+// Names are in the system's ANSI code page, in which the library takes them: so local paths are read, and the console
+// prints.
+void PrepareStreams() {
+  std::setlocale(LC_CTYPE, "");
+  SetConsoleOutputCP(GetACP());
   _setmode(_fileno(stdout), _O_BINARY);
   DWORD mode = 0;
   const HANDLE console = GetStdHandle(STD_ERROR_HANDLE);

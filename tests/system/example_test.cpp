@@ -16,7 +16,7 @@ TEST(Example, SearchesAndReads) {
             "(0,2) text: example\n"
             "(8,4) number: 256\n");
   EXPECT_EQ(wrong.Wait(), 1);
-  EXPECT_EQ(Process({MEDIA_ADAPTER_EXAMPLE, "192.0.2.1"}).Wait(), 1);
+  EXPECT_EQ(Process({MEDIA_ADAPTER_EXAMPLE, "127.0.0.1x"}).Wait(), 1);
   EXPECT_EQ(Process({MEDIA_ADAPTER_EXAMPLE, "127.0.0.1", "example", "more"}).Wait(), 2);
 }
 

@@ -18,6 +18,9 @@ void CloseLibrary(void* library);
 size_t WritableBytes(const std::string& libraryPath);
 size_t AllocatedBytes();
 
+// A path as the system spells it on which the simulator runs.
+std::string HostPath(const std::string& path);
+
 // A program beside the test. It dies with this object, or with the test.
 class Process {
  public:

@@ -26,7 +26,7 @@ class SimulatedDevice {
   void Start(const std::vector<std::string>& options = {}) {
     process_.reset();
     std::vector<std::string> command = {MEDIA_ADAPTER_SIMULATOR, "--device",
-                                        address_ + "," + name_ + "," + Volume() + "," + kPassword};
+                                        address_ + "," + name_ + "," + HostPath(Volume()) + "," + kPassword};
     command.insert(command.end(), options.begin(), options.end());
     if (!process_.emplace(command).WaitForLine("ready")) throw std::runtime_error("no simulator at " + address_);
   }

@@ -30,11 +30,11 @@ cc -std=c11 "$source/examples/search_and_read.c" -o "$folder/by_pkg_config" \
 for program in "$folder/build/search_and_read" "$folder/by_pkg_config"; do
   ldd "$program" | grep -q "$folder/prefix/.*libmediaadapter" || fail "$program: another library"
   status=0
-  "$program" 192.0.2.1 </dev/null 2>"$folder/message" || status=$?
+  "$program" 127.0.0.2x </dev/null 2>"$folder/message" || status=$?
   [ $status -eq 1 ] || fail "$program: exit status $status"
   grep -q "no address of this machine" "$folder/message" || fail "$program: $(cat "$folder/message")"
 done
 for tool in media-adapter media-adapter-sim; do
-  [ -x "$folder/prefix/bin/$tool" ] || fail "no $tool"
+  "$folder/prefix/bin/$tool" --help >>"$folder/log" || fail "no $tool"
   [ -n "$(find "$folder/prefix" -name "$tool.1*")" ] || fail "no manual page of $tool"
 done

@@ -1,0 +1,7 @@
+#include "cli/local_text.h"
+
+namespace media_adapter::cli {
+
+std::string LocalText(const std::filesystem::path& path) { return path.string(); }
+
+}  // namespace media_adapter::cli
