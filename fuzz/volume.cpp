@@ -3,8 +3,6 @@
 // its last sector.
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -13,6 +11,7 @@
 #include "protocol/little_endian.h"
 #include "protocol/sector_access.h"
 #include "simulator/device_model.h"
+#include "tests/support/temp_folder.h"
 
 namespace media_adapter::fuzz {
 namespace {
@@ -79,29 +78,6 @@ RequestRecord Request(RequestId id, const char* devicePath, const std::string& l
   return record;
 }
 
-// A local folder with one file to copy, for as long as the program runs.
-class WorkFolder {
- public:
-  WorkFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "media-adapter-fuzz-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) std::abort();
-    path_ = name;
-    std::ofstream(File()) << "some bytes";
-  }
-  ~WorkFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
-  std::string Path() const { return path_; }
-  std::string File() const { return path_ + "/A long name.txt"; }
-
- private:
-  std::string path_;
-};
-
 void RunInput(std::span<const uint8_t> bytes) {
   Input input(bytes);
   auto disk = std::make_unique<SparseStorage>();
@@ -118,9 +94,10 @@ void RunInput(std::span<const uint8_t> bytes) {
   network.onTime = [&](std::chrono::nanoseconds now) {
     if (device.NextTime()) take(device.OnTime(std::max(now, *device.NextTime())));
   };
-  static const WorkFolder workFolder;
-  const std::string folder = workFolder.Path();
-  const std::string file = workFolder.File();
+  static const sim::TempFolder localFolder;
+  const std::string folder = localFolder.Path().string();
+  const std::string file = localFolder / "A long name.txt";
+  sim::WriteWholeFile(file, std::vector<uint8_t>(10));
   Run(Request(RequestId::RFAReadData, "\\", folder));
   Run(Request(RequestId::RFAReadData, "\\A", folder));
   Run(Request(RequestId::RFAReadData, "\\A\\B", folder));
