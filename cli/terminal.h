@@ -19,10 +19,16 @@ bool IsErrorTerminal();
 // Columns of the terminal behind standard error; 80 when it does not tell.
 size_t TerminalColumns();
 
-// A line typed without echo, without its end. None when there is no terminal, or at its end of input.
+// A line typed in answer, without its end. None when there is no terminal, or at its end of input.
+std::optional<std::string> Ask(std::string_view question);
+
+// The same, typed without echo.
 std::optional<std::string> AskSecret(std::string_view question);
 
 // True when the answer begins with "y". Never true without a terminal.
-bool AskYes(std::string_view question);
+inline bool AskYes(std::string_view question) {
+  const std::optional<std::string> answer = Ask(question);
+  return answer && (answer->starts_with('y') || answer->starts_with('Y'));
+}
 
 }  // namespace media_adapter::cli

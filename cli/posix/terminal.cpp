@@ -87,20 +87,19 @@ size_t TerminalColumns() {
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
+std::optional<std::string> Ask(std::string_view question) {
+  const Dialogue dialogue;
+  if (!dialogue.IsOpen()) return std::nullopt;
+  dialogue.Say(question);
+  return dialogue.ReadLine();
+}
+
 std::optional<std::string> AskSecret(std::string_view question) {
   const Dialogue dialogue;
   if (!dialogue.IsOpen()) return std::nullopt;
   const HiddenEcho hidden(dialogue.Input());
   dialogue.Say(question);
   return dialogue.ReadLine();
-}
-
-bool AskYes(std::string_view question) {
-  const Dialogue dialogue;
-  if (!dialogue.IsOpen()) return false;
-  dialogue.Say(question);
-  const std::optional<std::string> answer = dialogue.ReadLine();
-  return answer && (answer->starts_with('y') || answer->starts_with('Y'));
 }
 
 }  // namespace media_adapter::cli

@@ -99,6 +99,13 @@ size_t TerminalColumns() {
   return static_cast<size_t>(info.srWindow.Right - info.srWindow.Left) + 1;
 }
 
+std::optional<std::string> Ask(std::string_view question) {
+  const Dialogue dialogue;
+  if (!dialogue.IsOpen()) return std::nullopt;
+  dialogue.Say(question);
+  return dialogue.ReadLine();
+}
+
 std::optional<std::string> AskSecret(std::string_view question) {
   const Dialogue dialogue;
   if (!dialogue.IsOpen()) return std::nullopt;
@@ -107,14 +114,6 @@ std::optional<std::string> AskSecret(std::string_view question) {
   auto secret = dialogue.ReadLine();
   dialogue.Say("\r\n");
   return secret;
-}
-
-bool AskYes(std::string_view question) {
-  const Dialogue dialogue;
-  if (!dialogue.IsOpen()) return false;
-  dialogue.Say(question);
-  const std::optional<std::string> answer = dialogue.ReadLine();
-  return answer && (answer->starts_with('y') || answer->starts_with('Y'));
 }
 
 }  // namespace media_adapter::cli

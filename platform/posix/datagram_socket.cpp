@@ -5,38 +5,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstring>
+#include "platform/socket_address.h"
 
 namespace media_adapter::platform {
-namespace {
-
-sockaddr_in SystemAddress(const Endpoint& endpoint) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(endpoint.port);
-  std::memcpy(&address.sin_addr, endpoint.address.data(), endpoint.address.size());
-  return address;
-}
-
-Endpoint FromSystem(const sockaddr_in& address) {
-  Endpoint endpoint;
-  std::memcpy(endpoint.address.data(), &address.sin_addr, endpoint.address.size());
-  endpoint.port = ntohs(address.sin_port);
-  return endpoint;
-}
-
-}  // namespace
 
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
-  sockaddr_in address = SystemAddress({});
-  if (localAddress != nullptr) {
-    address.sin_addr.s_addr = inet_addr(localAddress);
-    if (address.sin_addr.s_addr == INADDR_NONE) return false;
-  }
+  const auto address = ParseAddress(localAddress);
+  if (!address) return false;
   const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (handle < 0) return false;
-  if (bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  if (bind(handle, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     close(handle);
     return false;
   }

@@ -1,10 +1,9 @@
 #include "platform/datagram_socket.h"
 
-#include <mswsock.h>
-
-#include <cstring>
-
+// clang-format off: the system's header first
+#include "platform/socket_address.h"
 #include "platform/windows/system.h"
+// clang-format on
 
 namespace media_adapter::platform {
 namespace {
@@ -12,21 +11,6 @@ namespace {
 static_assert(INVALID_SOCKET == static_cast<SOCKET>(-1));
 
 SOCKET SystemSocket(std::intptr_t handle) { return static_cast<SOCKET>(handle); }
-
-sockaddr_in SystemAddress(const Endpoint& endpoint) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(endpoint.port);
-  std::memcpy(&address.sin_addr, endpoint.address.data(), endpoint.address.size());
-  return address;
-}
-
-Endpoint FromSystem(const sockaddr_in& address) {
-  Endpoint endpoint;
-  std::memcpy(endpoint.address.data(), &address.sin_addr, endpoint.address.size());
-  endpoint.port = ntohs(address.sin_port);
-  return endpoint;
-}
 
 // A non-blocking socket that hears nothing of ICMP errors; INVALID_SOCKET when it cannot be bound.
 SOCKET OpenBound(const sockaddr_in& address) {
@@ -49,14 +33,11 @@ SOCKET OpenBound(const sockaddr_in& address) {
 // Every open socket holds the system's socket layer.
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
-  sockaddr_in address = SystemAddress({});
-  if (localAddress != nullptr) {
-    address.sin_addr.s_addr = inet_addr(localAddress);
-    if (address.sin_addr.s_addr == INADDR_NONE) return false;
-  }
+  const auto address = ParseAddress(localAddress);
+  if (!address) return false;
   WSADATA data;
   if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return false;
-  handle_ = static_cast<std::intptr_t>(OpenBound(address));
+  handle_ = static_cast<std::intptr_t>(OpenBound(*address));
   if (IsOpen()) return true;
   const int error = WSAGetLastError();
   WSACleanup();
