@@ -1,8 +1,9 @@
 #include "platform/datagram_socket.h"
 
-// clang-format off: the system's header first
-#include "platform/socket_address.h"
+// The system's header first.
+// clang-format off
 #include "platform/windows/system.h"
+#include "platform/socket_address.h"
 // clang-format on
 
 namespace media_adapter::platform {
