@@ -15,5 +15,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Programs that were built run under Wine, without a desktop, in a Wine home of the build's own.
-set(CMAKE_CROSSCOMPILING_EMULATOR env;-u;DISPLAY;WINEDEBUG=-all;WINEPREFIX=${CMAKE_BINARY_DIR}/wine;wine)
+# Programs that were built run under Wine.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../tests/system/windows/wine.sh;${CMAKE_BINARY_DIR}/wine)
