@@ -61,7 +61,7 @@ TEST(Lifetime, AKilledDeviceKeepsWhatItAcknowledged) {
   const sim::TempFolder files;
   const std::string writeLog = files / "writes", local = files / "large";
   SimulatedDevice device("127.0.0.43", "killed");
-  device.Start({"--log-writes", HostPath(writeLog)});
+  device.Start({"--log-writes", HostPath(writeLog), "--delay", "1"});  // slow enough to be killed in the middle
   LoadedLibrary library;
   ASSERT_EQ(library.Search("killed")->deviceCount, 1U);
 
