@@ -65,7 +65,7 @@ TEST(Lifetime, AKilledDeviceKeepsWhatItAcknowledged) {
   LoadedLibrary library;
   ASSERT_EQ(library.Search("killed")->deviceCount, 1U);
 
-  const sim::Bytes content = sim::Pattern(6000000);
+  const sim::Bytes content = sim::Pattern(2000000);
   sim::WriteWholeFile(local, content);
   const auto write = [&] {
     std::string folder = "\\";
