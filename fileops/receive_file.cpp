@@ -73,7 +73,9 @@ class ChainReader {
     count = std::min(kMaxSectorsPerRequest, fatVolume.sectorsPerCluster - inCluster_);
     status = RFAReadData(ClusterToSector(cluster_) + inCluster_, count, sessionValues);
     inCluster_ += count;
-    return status;
+    // What a short reply left out must not be made up from older bytes.
+    const bool isShort = status == MEDIA_ADAPTER_OK && ReadDataSize() < size_t{count} * kSectorSize;
+    return isShort ? StatusCode{MEDIA_ADAPTER_NO_RESPONSE} : status;
   }
 
  private:

@@ -106,8 +106,7 @@ void StoreFileAccess(const Item& item, BodyMode mode) {
     if (item.index == wire::kLastSectorIndex) sessionInfo.lastSector = ReadU32(item.value, 0);
     if (item.index == wire::kSectorSizeIndex) sessionInfo.deviceSectorSize = ReadU32(item.value, 0);
   } else if (item.index == wire::kDataIndex && mode == BodyMode::RFAReadDataReply) {
-    const auto buffer = ReadBuffer();
-    CopyBytes(item.value.first(std::min(item.value.size(), buffer.size())), buffer);
+    StoreReadData(item.value);
   } else if (item.index == wire::kDataIndex && mode == BodyMode::TransferData) {
     CopyBytes(item.value, transferBuffer.data);
     transferBuffer.size = static_cast<uint16_t>(item.value.size());

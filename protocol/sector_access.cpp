@@ -1,5 +1,7 @@
 #include "protocol/sector_access.h"
 
+#include <algorithm>
+
 #include "protocol/exchange.h"
 #include "protocol/little_endian.h"
 #include "protocol/packet.h"
@@ -9,6 +11,7 @@ namespace media_adapter {
 namespace {
 
 std::span<uint8_t> readBuffer;
+size_t readDataSize = 0;
 
 // Puts a file-access item's header at `offset` of the request's body. Returns the place of its value.
 size_t PutItem(size_t offset, uint8_t index, size_t size) {
@@ -42,7 +45,12 @@ StatusCode CheckRange(uint32_t sector, uint32_t count) {
 
 void SetReadBuffer(std::span<uint8_t> buffer) { readBuffer = buffer; }
 
-std::span<uint8_t> ReadBuffer() { return readBuffer; }
+void StoreReadData(std::span<const uint8_t> data) {
+  readDataSize = std::min(data.size(), readBuffer.size());
+  CopyBytes(data.first(readDataSize), readBuffer);
+}
+
+size_t ReadDataSize() { return readDataSize; }
 
 StatusCode RFAConnect(const SessionValues& session) { return RunRequest(Operation::RFAConnect, 0, session); }
 
@@ -50,6 +58,7 @@ StatusCode RFADisconnect(const SessionValues& session) { return RunRequest(Opera
 
 StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session) {
   if (const StatusCode status = CheckRange(sector, count); status != MEDIA_ADAPTER_OK) return status;
+  readDataSize = 0;
   return RunRequest(Operation::RFAReadData, PutSectorRange(sector, count), session);
 }
 

@@ -15,7 +15,9 @@ inline constexpr uint32_t kSectorSize = 512;  // the only size that file request
 
 // Where RFAReadData puts what it read: memory of the file system, for as long as a file request has its buffers.
 void SetReadBuffer(std::span<uint8_t> buffer);
-std::span<uint8_t> ReadBuffer();
+
+// Takes the data of a reply into the read buffer.
+void StoreReadData(std::span<const uint8_t> data);
 
 // Opens access and takes the storage's geometry into sessionInfo. Returns 0, 253 or the device's status.
 StatusCode RFAConnect(const SessionValues& session);
@@ -24,8 +26,12 @@ StatusCode RFAConnect(const SessionValues& session);
 StatusCode RFADisconnect(const SessionValues& session);
 
 // Reads `count` sectors to the start of the read buffer. Returns 0; 252 (count not 1 or 2) or 251 (a sector past the
-// last), nothing sent; 253; or the device's status. After a failure the read buffer holds what it held.
+// last), nothing sent; 253; or the device's status. After a failure the read buffer holds what it held, and behind the
+// data of a reply that brought less than it was asked for.
 StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session);
+
+// Bytes that the last successful RFAReadData brought.
+size_t ReadDataSize();
 
 // Writes `count` sectors from `data` (count * deviceSectorSize bytes). Returns as RFAReadData.
 StatusCode RFAWriteData(uint32_t sector, uint32_t count, std::span<const uint8_t> data, const SessionValues& session);

@@ -234,6 +234,15 @@ TEST_P(LargeFileTest, ArrivesWhole) {
   }
   EXPECT_EQ(sectors, (content.size() - kStreamed + 511) / 512);
 
+  // A device that leaves out the last byte of a sector.
+  world.fate = [sector = 0U](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+    if (IsRequest(datagram, Command::RFAReadData)) sector = ReadU32(datagram.bytes, 48);
+    if (!IsReplyTo(datagram, Command::RFAReadData) || sector <= 600) return {};
+    return {.bytes = WithBody(datagram.bytes, Item(16, 3, Bytes(511)))};
+  };
+  EXPECT_EQ(Read("\\LARGE")->status, 253U);
+  world.fate = nullptr;
+
   // A chain that ends early: what it does not hold cannot be read, and is not made up. FAT entry of the last cluster
   // but five.
   auto& volume = static_cast<VolumeImage&>(device.Disk());
