@@ -2,7 +2,6 @@
 // limits of every element.
 #include <gtest/gtest.h>
 
-#include "protocol/element_table.h"
 #include "tests/support/library_fixture.h"
 
 namespace media_adapter::sim {
@@ -148,25 +147,6 @@ TEST_F(ReceptionTest, MalformedBodiesAreDroppedWhole) {
   ChangeReplies(Command::GetConfiguration, 1,
                 [](Datagram& bytes, Endpoint&) { bytes = WithStatus(WithBody(bytes, Bytes(3, 9)), 2); });
   EXPECT_EQ(GetConfiguration(), 2U);
-}
-
-TEST_F(ReceptionTest, EveryReplyIsHeldToTheWholeElementTable) {
-  for (const auto& exchange : Exchanges()) {
-    if (exchange.command == Command::SetConfiguration || exchange.command == Command::SetTest) continue;
-    if (exchange.command == Command::RFADisconnect) continue;
-    for (const ElementRow& row : ElementTable()) {
-      const auto append = [&](size_t size) {
-        ChangeReplies(exchange.command, 1000, [&, size](Datagram& bytes, Endpoint&) {
-          bytes = WithBody(bytes, Join({BodyOf(bytes), Item(row.elementClass, row.index, Bytes(size))}));
-        });
-        return exchange.run();
-      };
-      SCOPED_TRACE(std::to_string(row.elementClass) + "." + std::to_string(row.index));
-      EXPECT_NE(append(row.maxSize + 1U), 0U) << static_cast<int>(exchange.command);
-      const bool fits = exchange.command != Command::RFAStartTransfer || row.maxSize < 90;
-      EXPECT_TRUE(row.check != ElementCheck::None || !fits || append(row.maxSize) == 0U);
-    }
-  }
 }
 
 TEST_F(ReceptionTest, ATransferStartsWithPacketOneExactly) {
