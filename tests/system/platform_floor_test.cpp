@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "platform/clock.h"
+#include "platform/file_stream.h"
 #include "platform/local_files.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
@@ -105,6 +106,17 @@ TEST_F(PlatformFloor, AThreadIsWaitedForWithoutEnd) {
   EXPECT_FALSE(thread.Wait(20ms));
   EXPECT_TRUE(thread.Wait(5s));
   EXPECT_TRUE(thread.Wait(5s));
+}
+
+TEST_F(PlatformFloor, AStuckThreadIsStoppedByForce) {
+  platform::Thread thread;
+  ASSERT_TRUE(thread.Start([] {
+    const platform::Interruptible interruptible;
+    std::this_thread::sleep_for(1h);
+  }));
+  EXPECT_FALSE(thread.Wait(100ms));
+  EXPECT_TRUE(thread.StopByForce());
+  EXPECT_TRUE(thread.Wait(0ms));
 }
 
 TEST_F(PlatformFloor, FilesAreRegularFiles) {
