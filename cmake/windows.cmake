@@ -5,9 +5,9 @@ set(prefix x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER ${prefix}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${prefix}-g++-posix)
 
-# Windows 10 and later. No run-time library has to lie beside what is built.
+# Windows 10 and later. No run-time library has to lie beside what is built, and no symbols stay in it.
 add_compile_definitions(_WIN32_WINNT=0x0A00)
-add_link_options(-static)
+add_link_options(-static -s)
 
 set(CMAKE_FIND_ROOT_PATH /usr/${prefix})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
