@@ -212,7 +212,6 @@ void SimWorld::Transmit(const LoggedDatagram& datagram) {
 
   const Time when = now_ + latency + its.delay;
   const Endpoint sender = its.sender.value_or(datagram.sender);
-  for (const Datagram& bytes : its.extra) Dispatch(datagram, sender, bytes, when);
   for (unsigned copy = 0; copy < its.copies; ++copy) {
     Dispatch(datagram, sender, its.bytes ? *its.bytes : datagram.bytes, when);
   }

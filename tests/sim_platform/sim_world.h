@@ -48,7 +48,6 @@ struct Fate {
   Time delay{};         // on top of the latency
   std::optional<Datagram> bytes = {};
   std::optional<Endpoint> sender = {};
-  std::vector<Datagram> extra = {};  // further datagrams, on the same way just before this one
 };
 
 // Probabilities from 0 to 1. A reordered datagram is late by up to three latencies.

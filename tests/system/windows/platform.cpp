@@ -3,8 +3,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
 #include <span>
 #include <stdexcept>
@@ -20,6 +18,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kPollInterval = 10ms;
+constexpr auto kPatience = 1min;  // with what ought to happen at once
 
 std::string Quoted(const std::vector<std::string>& command) {
   std::string line;
@@ -115,7 +114,11 @@ Process::Process(const std::vector<std::string>& command, const std::string& inp
   sim::WriteWholeFile(inputPath, std::vector<uint8_t>(input.begin(), input.end()));
   impl_->process = Launch(isOfHost ? HostProgram("run", command) : command, inputPath, impl_->folder / "output");
   if (!isOfHost) return;
-  while (output_.find('\n') == std::string::npos) ReadSome(kPollInterval);
+  const auto deadline = Clock::now() + kPatience;
+  while (output_.find('\n') == std::string::npos) {
+    if (Clock::now() > deadline) throw std::runtime_error("nothing is heard of " + command.front());
+    ReadSome(kPollInterval);
+  }
   impl_->group = output_.substr(6, output_.find('\n') - 6);  // behind "group "
 }
 
@@ -141,7 +144,8 @@ void Process::Kill() {
   if (!impl_->group.empty()) {
     const std::string said = impl_->folder / "said";
     Launch(HostProgram("stop", {std::exchange(impl_->group, {})}), impl_->folder / "input", said);
-    while (ReadText(said) != "stopped\n") std::this_thread::sleep_for(kPollInterval);
+    const auto deadline = Clock::now() + kPatience;
+    while (ReadText(said) != "stopped\n" && Clock::now() < deadline) std::this_thread::sleep_for(kPollInterval);
   }
   if (impl_->process == nullptr) return;
   TerminateProcess(impl_->process, 0);
@@ -150,7 +154,7 @@ void Process::Kill() {
 
 int Process::Wait() {
   if (impl_->process == nullptr) return impl_->status;
-  const auto deadline = Clock::now() + 1min;
+  const auto deadline = Clock::now() + kPatience;
   while (ReadSome(kPollInterval) && Clock::now() < deadline) {
   }
   DWORD status = 0;
