@@ -53,10 +53,21 @@ StatusCode LoadFatSector(uint32_t cluster, WriteBack writeBack) {
   return MEDIA_ADAPTER_OK;
 }
 
+uint32_t NumberIn(uint32_t entry) { return IsFat16() ? entry : entry & kFat32Mask; }
+
 uint32_t LinkOf(uint32_t entry) {
-  const uint32_t value = IsFat16() ? entry : entry & kFat32Mask;
+  const uint32_t value = NumberIn(entry);
   const bool endsChain = value < kFirstCluster || value >= (IsFat16() ? kFat16Bad : kFat32Bad);
   return endsChain ? kEnd : value;
+}
+
+// A chain can be continued behind a cluster that is in use. One whose last cluster is free breaks off: it may be handed
+// out, to this directory itself.
+StatusCode CheckContinuable(uint32_t lastCluster) {
+  if (!IsCluster(lastCluster)) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  if (const StatusCode status = LoadFatSector(lastCluster, WriteBack::No); status != MEDIA_ADAPTER_OK) return status;
+  const bool breaksOff = NumberIn(CachedEntry(lastCluster)) < kFirstCluster;
+  return breaksOff ? MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS : MEDIA_ADAPTER_OK;
 }
 
 }  // namespace
@@ -78,26 +89,27 @@ StatusCode FlushFatSector() {
 }
 
 StatusCode FreeClusterChain(uint32_t cluster) {
-  // A chain that loops meets its own freed entries and ends there.
+  // A chain that loops meets its own freed entries and ends there, unless the device drops what is written.
+  uint32_t left = LastCluster() - kFirstCluster + 1;
   StatusCode status = MEDIA_ADAPTER_OK;
-  while (cluster >= kFirstCluster && cluster != kEnd && status == MEDIA_ADAPTER_OK) {
+  for (; cluster >= kFirstCluster && cluster != kEnd && status == MEDIA_ADAPTER_OK; --left) {
+    if (left == 0 || IsWalked(cluster)) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
     cluster = GetFatEntry(cluster, EntryUse::Free, status);
   }
   return status == MEDIA_ADAPTER_OK ? FlushFatSector() : status;
 }
 
 StatusCode ReadChainSector(uint32_t& cluster, uint32_t n) {
-  if (cluster == kEnd) return kEnd;
-  const uint32_t current = cluster == 0 ? kFat32Root : cluster;
-  if (!IsCluster(current)) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  if (!IsCluster(cluster)) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  NoteWalked(cluster);
   const uint32_t inCluster = n % fatVolume.sectorsPerCluster;
   uint32_t next = cluster;
   if (inCluster + 1 == fatVolume.sectorsPerCluster) {
     StatusCode status = MEDIA_ADAPTER_OK;
-    next = GetFatEntry(current, EntryUse::Read, status);
+    next = GetFatEntry(cluster, EntryUse::Read, status);
     if (status != MEDIA_ADAPTER_OK) return status;
   }
-  const StatusCode status = ReadSector(ClusterToSector(current) + inCluster);
+  const StatusCode status = ReadSector(ClusterToSector(cluster) + inCluster);
   if (status == MEDIA_ADAPTER_OK) cluster = next;
   return status;
 }
@@ -108,7 +120,9 @@ StatusCode FindFreeClusters(std::span<uint32_t> list) {
   for (uint32_t cluster = kFirstCluster; found < list.size(); ++cluster) {
     if (cluster > last) return MEDIA_ADAPTER_NOT_ENOUGH_MEMORY;
     if (const StatusCode status = LoadFatSector(cluster, WriteBack::No); status != MEDIA_ADAPTER_OK) return status;
-    if (CachedEntry(cluster) == kFree) list[found++] = cluster;
+    if (CachedEntry(cluster) != kFree) continue;
+    if (IsWalked(cluster)) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+    list[found++] = cluster;
   }
   return MEDIA_ADAPTER_OK;
 }
@@ -126,6 +140,7 @@ StatusCode LinkClusterChain(std::span<const uint32_t> list) {
 }
 
 StatusCode GrowDirectory(uint32_t lastCluster, uint32_t& newCluster) {
+  if (const StatusCode status = CheckContinuable(lastCluster); status != MEDIA_ADAPTER_OK) return status;
   if (const StatusCode status = FindFreeClusters({&newCluster, 1}); status != MEDIA_ADAPTER_OK) return status;
   const std::array<uint32_t, 2> link = {lastCluster, newCluster};
   if (const StatusCode status = LinkClusterChain(link); status != MEDIA_ADAPTER_OK) return status;

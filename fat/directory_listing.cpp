@@ -36,16 +36,17 @@ StatusCode ListDirectory(uint32_t dirCluster) {
   DirectoryListing& listing = directoryListing;
   listing.count = 0;
   listing.rows[0].number = 0;
+  bool isFull = false;
   const auto addRow = [&](DirSlot entry, const SlotLocation&) {
-    if (listing.count == MEDIA_ADAPTER_MAX_LISTING) return true;
+    isFull = listing.count == MEDIA_ADAPTER_MAX_LISTING;
+    if (isFull) return true;
     ListingEntry& row = listing.rows[listing.count++];
     FillRow(row, entry);
     listing.rows[listing.count].number = 0;
     return false;
   };
   const StatusCode status = ScanShortEntries(dirCluster, addRow);
-  if (status == MEDIA_ADAPTER_OK) return MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
-  return status == kEnd ? StatusCode{MEDIA_ADAPTER_OK} : status;
+  return isFull ? StatusCode{MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES} : status;
 }
 
 }  // namespace media_adapter

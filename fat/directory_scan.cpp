@@ -19,8 +19,8 @@ void CollectLongName(DirSlot slot, const SlotLocation& location) {
     name.pendingCount = 0;
     return;
   }
-  if (name.pendingCount == 0) {
-    // What an earlier run left must not fill the gaps of this one.
+  if (name.pendingCount == 0 || (slot[kOrdinalOffset] & kLastLongName) != 0) {
+    // What an earlier run left, though nothing came behind it, must not fill the gaps of this one.
     name = {.pendingCount = ordinal};
     entryLocations.isKnown = {};
   }
@@ -55,6 +55,9 @@ void AppendWithoutSpaces(std::string& text, std::span<const uint8_t> bytes, bool
   }
 }
 
+// A name ends where a zero byte stands in it.
+void EndAtZero(std::string& name) { name.resize(std::min(name.size(), name.find('\0'))); }
+
 std::string DisplayName(std::span<const uint8_t> name11, uint8_t caseFlags) {
   std::array<uint8_t, kBaseSize> base{};
   std::ranges::copy(name11.first(kBaseSize), base.begin());
@@ -63,9 +66,11 @@ std::string DisplayName(std::span<const uint8_t> name11, uint8_t caseFlags) {
 
   std::string name;
   AppendWithoutSpaces(name, base, (caseFlags & kLowerCaseBase) != 0);
-  if (std::ranges::all_of(extension, [](uint8_t byte) { return byte == ' '; })) return name;
-  name += '.';
-  AppendWithoutSpaces(name, extension, (caseFlags & kLowerCaseExtension) != 0);
+  if (std::ranges::any_of(extension, [](uint8_t byte) { return byte != ' '; })) {
+    name += '.';
+    AppendWithoutSpaces(name, extension, (caseFlags & kLowerCaseExtension) != 0);
+  }
+  EndAtZero(name);
   return name;
 }
 
@@ -77,10 +82,11 @@ EntryLocations entryLocations;
 StatusCode ScanShortEntries(uint32_t dirCluster, const ShortEntryVisitor& visit) {
   longNameParts.pendingCount = 0;
   DirectorySectors directory(dirCluster);
-  for (;;) {
+  while (directory.HasNext()) {
     if (const StatusCode status = directory.Next(); status != MEDIA_ADAPTER_OK) return status;
-    if (ScanSector(directory.Sector(), visit)) return MEDIA_ADAPTER_OK;
+    if (ScanSector(directory.Sector(), visit)) break;
   }
+  return MEDIA_ADAPTER_OK;
 }
 
 std::string LongName() {
@@ -89,7 +95,7 @@ std::string LongName() {
     name.append(longNameParts.parts[i].begin(), longNameParts.parts[i].end());
   }
   name.resize(std::min(name.size(), kMaxLongName));
-  name.resize(std::min(name.size(), name.find('\0')));
+  EndAtZero(name);
   return name;
 }
 

@@ -35,8 +35,8 @@ extern EntryLocations entryLocations;
 // Returns true to end the scan.
 using ShortEntryVisitor = std::function<bool(DirSlot entry, const SlotLocation& location)>;
 
-// Visits the short entries of the directory that starts at `dirCluster` (0: the root), "." and ".." among them. Returns
-// 0 when the visitor ended the scan, kEnd when the directory did, or the status of a failed read.
+// Visits the short entries of the directory that starts at `dirCluster` (0: the root), "." and ".." among them, until
+// the visitor or the directory ends the scan. Returns 0, or the status of a failed read.
 StatusCode ScanShortEntries(uint32_t dirCluster, const ShortEntryVisitor& visit);
 
 // The long name collected, at most 255 characters.

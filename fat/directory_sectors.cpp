@@ -17,13 +17,15 @@ DirectorySectors::DirectorySectors(uint32_t dirCluster)
     : isFixedRoot_(fatVolume.fatType == FatType::Fat16 && dirCluster == 0),
       cluster_(dirCluster == 0 ? kFat32Root : dirCluster) {}
 
+bool DirectorySectors::HasNext() const {
+  return isFixedRoot_ ? index_ < fatVolume.rootDirSectors : cluster_ != kEnd && index_ < kMaxSectors;
+}
+
 StatusCode DirectorySectors::Next() {
   if (isFixedRoot_) {
-    if (index_ >= fatVolume.rootDirSectors) return kEnd;
     sector_ = fatVolume.rootDirSector + index_++;
     return ReadSector(sector_);
   }
-  if (cluster_ == kEnd || index_ >= kMaxSectors) return kEnd;
   lastCluster_ = cluster_;
   sector_ = ClusterToSector(cluster_) + index_ % fatVolume.sectorsPerCluster;
   return ReadChainSector(cluster_, index_++);

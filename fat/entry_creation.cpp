@@ -14,8 +14,17 @@ namespace {
 using Entry = std::span<uint8_t>;
 
 constexpr uint16_t kFirstYear = 1980;
+constexpr uint16_t kLastYear = 2107;
 constexpr uint8_t kKeptAttributes =
     kReadOnlyAttribute | kHiddenAttribute | kSystemAttribute | kDirectoryAttribute | kArchiveAttribute;
+
+// The nearest time that an entry can hold.
+platform::LocalTime Nearest(platform::LocalTime time) {
+  if (time.year < kFirstYear) return {.year = kFirstYear};
+  if (time.year > kLastYear) return {kLastYear, 12, 31, 23, 59, 59};
+  time.second = std::min<uint8_t>(time.second, 59);  // not a leap second
+  return time;
+}
 
 uint16_t PackDate(const platform::LocalTime& time) {
   return static_cast<uint16_t>((time.year - kFirstYear) * 512 + time.month * 32 + time.day);
@@ -25,19 +34,29 @@ uint16_t PackTime(const platform::LocalTime& time) {
   return static_cast<uint16_t>(time.hour * 2048 + time.minute * 32 + time.second / 2);
 }
 
-// Notes the free slots of the sector that was read. True once all of the run are found.
-bool CollectFreeSlots(uint32_t sector, size_t count, size_t& missing) {
-  for (uint32_t offset = 0; offset < kSectorSize; offset += kDirEntrySize) {
-    const uint8_t first = WorkingSector()[offset];
-    if (first != kNeverUsed && first != kDeleted) {
-      missing = count;
-      continue;
+// A run of free slots on its way through the sectors of a directory.
+struct FreeRun {
+  size_t wanted;
+  size_t missing = wanted;
+  bool behindLongName = false;
+
+  // Notes the free slots of the sector that was read. True once all of the run are found.
+  bool Collect(uint32_t sector) {
+    for (uint32_t offset = 0; offset < kSectorSize; offset += kDirEntrySize) {
+      const DirSlot slot = WorkingSector().subspan(offset, kDirEntrySize);
+      const bool isFree = slot[0] == kNeverUsed || slot[0] == kDeleted;
+      // A long-name entry with nothing behind it is nobody's, and must not give its name to what comes here.
+      if (!isFree || behindLongName) {
+        behindLongName = !isFree && ClassOf(slot) == SlotClass::LongName;
+        missing = wanted;
+        continue;
+      }
+      entryLocations.Set(--missing, {sector, offset});
+      if (missing == 0) return true;
     }
-    entryLocations.Set(--missing, {sector, offset});
-    if (missing == 0) return true;
+    return false;
   }
-  return false;
-}
+};
 
 // Searches the directory for an alias that nobody has. The search uses the working sector and entryLocations; both are
 // what they were when it returns 0 or 238.
@@ -47,8 +66,8 @@ StatusCode ChooseAlias(const NewEntry& newEntry, ShortName11& alias) {
   for (int number = 1; number <= kMaxAliases; ++number) {
     alias = MakeAlias(newEntry.name, number);
     const FoundEntry taken = FindEntry(newEntry.dirCluster, ShortNameOf(alias), MatchNames::Short);
-    if (taken.status == MEDIA_ADAPTER_OK) continue;
-    if (taken.status != MEDIA_ADAPTER_INVALID_PATH) return taken.status;
+    if (taken.status != MEDIA_ADAPTER_OK) return taken.status;
+    if (taken.isFound) continue;
     CopyBytes(SecondSector(), WorkingSector());
     entryLocations = reserved;
     return MEDIA_ADAPTER_OK;
@@ -70,13 +89,13 @@ StatusCode SetName(const NewEntry& newEntry, Entry entry) {
 }
 
 void SetTimes(const NewEntry& newEntry, Entry entry) {
-  const platform::LocalTime now = platform::CurrentLocalTime();
+  const platform::LocalTime now = Nearest(platform::CurrentLocalTime());
   if (newEntry.nameUse == NameUse::New) {
     WriteU16(entry, kCreationTimeOffset, PackTime(now));
     WriteU16(entry, kCreationDateOffset, PackDate(now));
   }
   WriteU16(entry, kAccessDateOffset, PackDate(now));
-  const platform::LocalTime lastWrite = newEntry.localFile ? newEntry.localFile->lastWrite : now;
+  const platform::LocalTime lastWrite = newEntry.localFile ? Nearest(newEntry.localFile->lastWrite) : now;
   WriteU16(entry, kWriteTimeOffset, PackTime(lastWrite));
   WriteU16(entry, kWriteDateOffset, PackDate(lastWrite));
 }
@@ -123,15 +142,12 @@ ShortName11 NameIn(Entry entry) {
 
 StatusCode FindFreeDirEntries(uint32_t dirCluster, size_t count) {
   DirectorySectors directory(dirCluster);
-  size_t missing = count;
+  FreeRun run{count};
   for (;;) {
-    StatusCode status = directory.Next();
-    if (status == kEnd) {
-      status = directory.Grow();
-      if (status == MEDIA_ADAPTER_OK) continue;
-    }
+    StatusCode status = directory.HasNext() ? StatusCode{MEDIA_ADAPTER_OK} : directory.Grow();
+    if (status == MEDIA_ADAPTER_OK) status = directory.Next();
     if (status != MEDIA_ADAPTER_OK) return status;
-    if (CollectFreeSlots(directory.Sector(), count, missing)) return MEDIA_ADAPTER_OK;
+    if (run.Collect(directory.Sector())) return MEDIA_ADAPTER_OK;
   }
 }
 

@@ -16,7 +16,8 @@ namespace media_adapter {
 
 // Reserves `count` (1 to 21) consecutive free slots in the directory that starts at `dirCluster` (0: the root), which
 // may grow, and notes them in entryLocations, the last as place 0. Returns 0; 239 when there is no room and the
-// directory cannot grow; 249 on a full volume; or the status of an exchange. The slots themselves stay as they are.
+// directory cannot grow; 249 or 251 as GrowDirectory; or the status of an exchange. The slots themselves stay as they
+// are.
 StatusCode FindFreeDirEntries(uint32_t dirCluster, size_t count);
 
 enum class NameUse : uint8_t {

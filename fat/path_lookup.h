@@ -9,7 +9,8 @@
 namespace media_adapter {
 
 struct FoundEntry {
-  StatusCode status = MEDIA_ADAPTER_OK;  // 0; 244 when there is none; or the status of a failed read
+  StatusCode status = MEDIA_ADAPTER_OK;  // 0, or the status of a failed read: whether the name is there is unknown
+  bool isFound = false;
   uint32_t firstCluster = 0;
   uint32_t size = 0;    // bytes
   bool isFile = false;  // not a directory
@@ -24,8 +25,9 @@ enum class MatchNames : uint8_t {
 // slots lie and longNameParts.pendingCount how many long-name entries it has.
 FoundEntry FindEntry(uint32_t dirCluster, std::string_view name, MatchNames match);
 
-// Follows `path` from the root. The root itself is a directory of size 0. 244 when a component is missing, or is a file
-// with more behind it. On a match of a component entryLocations tells of the last one, as FindEntry.
+// Follows `path` from the root. The root itself is a directory of size 0. What is not found has a status: 244 when a
+// component is missing, or is a file with more behind it; or that of a failed read. On a match of a component
+// entryLocations tells of the last one, as FindEntry.
 FoundEntry LookupPath(std::string_view path);
 
 }  // namespace media_adapter

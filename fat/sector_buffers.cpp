@@ -3,15 +3,19 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
+#include <vector>
 
 namespace media_adapter {
 namespace {
 
-// Made on first use, so that it outlives the object whose destruction stops the library.
-std::unique_ptr<uint8_t[]>& Block() {
-  static std::unique_ptr<uint8_t[]> block;
-  return block;
-}
+struct RequestMemory {
+  std::unique_ptr<uint8_t[]> sectors;
+  std::vector<uint32_t> walked;  // ascending
+};
+
+// A plain pointer: nothing destroys it behind a worker that could not be stopped.
+RequestMemory* memory = nullptr;
 
 }  // namespace
 
@@ -21,9 +25,11 @@ FatSectorCache fatSectorCache;
 bool AllocateSectorBuffers(BufferKind kind) {
   FreeSectorBuffers();
   const size_t sectors = kind == BufferKind::WithFatCache ? 3 : 2;
-  Block().reset(new (std::nothrow) uint8_t[sectors * kSectorSize]{});
-  if (!Block()) return false;
-  const std::span<uint8_t> block(Block().get(), sectors * kSectorSize);
+  auto fresh = std::unique_ptr<RequestMemory>(new (std::nothrow) RequestMemory);
+  if (fresh) fresh->sectors.reset(new (std::nothrow) uint8_t[sectors * kSectorSize]{});
+  if (!fresh || !fresh->sectors) return false;
+  memory = fresh.release();
+  const std::span<uint8_t> block(memory->sectors.get(), sectors * kSectorSize);
   SetReadBuffer(block.first(2 * kSectorSize));
   fatSectorCache = {.data = block.subspan(2 * kSectorSize)};
   return true;
@@ -32,16 +38,30 @@ bool AllocateSectorBuffers(BufferKind kind) {
 void FreeSectorBuffers() {
   SetReadBuffer({});
   fatSectorCache = {};
-  Block().reset();
+  delete std::exchange(memory, nullptr);
 }
 
-std::span<uint8_t> WorkingSector() { return {Block().get(), kSectorSize}; }
+std::span<uint8_t> WorkingSector() { return {memory->sectors.get(), kSectorSize}; }
 
-std::span<uint8_t> SecondSector() { return {Block().get() + kSectorSize, kSectorSize}; }
+std::span<uint8_t> SecondSector() { return {memory->sectors.get() + kSectorSize, kSectorSize}; }
 
-std::span<uint8_t> WorkingPair() { return {Block().get(), 2 * kSectorSize}; }
+std::span<uint8_t> WorkingPair() { return {memory->sectors.get(), 2 * kSectorSize}; }
 
-StatusCode ReadSector(uint32_t sector) { return RFAReadData(sector, 1, sessionValues); }
+void NoteWalked(uint32_t cluster) {
+  const auto place = std::ranges::lower_bound(memory->walked, cluster);
+  if (place == memory->walked.end() || *place != cluster) memory->walked.insert(place, cluster);
+}
+
+bool IsWalked(uint32_t cluster) { return std::ranges::binary_search(memory->walked, cluster); }
+
+StatusCode ReadSector(uint32_t sector) { return ReadSectors(sector, 1); }
+
+StatusCode ReadSectors(uint32_t sector, uint32_t count) {
+  const StatusCode status = RFAReadData(sector, count, sessionValues);
+  // What a short reply left out must not be made up from older bytes.
+  const bool isShort = status == MEDIA_ADAPTER_OK && ReadDataSize() < size_t{count} * kSectorSize;
+  return isShort ? StatusCode{MEDIA_ADAPTER_NO_RESPONSE} : status;
+}
 
 StatusCode WriteSector(uint32_t sector) { return WriteSectorFrom(sector, WorkingSector()); }
 

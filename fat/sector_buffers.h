@@ -1,5 +1,5 @@
-// The memory of one file request: two working sectors, through which everything is read and written, and one cached
-// sector of the FAT. And the session in whose name the file system reads and writes.
+// The memory of one file request: two working sectors, through which everything is read and written, one cached sector
+// of the FAT, and the clusters that it walks. And the session in whose name the file system reads and writes.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace media_adapter {
 
-// The end of a cluster chain, and of a walk along one. Never a cluster number or a status.
+// The end of a cluster chain, where a cluster's number would stand. It never travels as a status.
 inline constexpr uint32_t kEnd = 0xFFFFFFFF;
 
 // The session of the current file request.
@@ -19,7 +19,8 @@ extern SessionValues sessionValues;
 
 enum class BufferKind : uint8_t { WithFatCache, WithoutFatCache };
 
-// Replaces the buffers by new ones; the FAT cache is empty. False when there is no memory: there are no buffers then.
+// Replaces the buffers by new ones; the FAT cache is empty, no cluster was walked. False when there is no memory: there
+// are no buffers then.
 bool AllocateSectorBuffers(BufferKind kind);
 void FreeSectorBuffers();
 
@@ -35,8 +36,17 @@ struct FatSectorCache {
 };
 extern FatSectorCache fatSectorCache;
 
-// One sector to, or one or two from, the working area; `data` from elsewhere. Each returns the exchange's status.
+// The clusters of the directories that the request has looked into. Nothing may be stored in them as if they were free,
+// whatever the FAT says of them.
+void NoteWalked(uint32_t cluster);
+bool IsWalked(uint32_t cluster);
+
+// Reads one sector, or `count` (1 or 2), into the working area. Returns the exchange's status; 253 when its reply
+// brought less than was asked for.
 StatusCode ReadSector(uint32_t sector);
+StatusCode ReadSectors(uint32_t sector, uint32_t count);
+
+// One sector from the working area, or `data` from elsewhere. Returns the exchange's status.
 StatusCode WriteSector(uint32_t sector);
 StatusCode WriteSectorFrom(uint32_t sector, std::span<const uint8_t> data);
 

@@ -44,7 +44,8 @@ StatusCode ReadGeometry(FatVolume& volume) {
   volume.sectorsPerCluster = boot[kSectorsPerCluster];
   if (volume.sectorsPerCluster == 0) return MEDIA_ADAPTER_INVALID_SECTORS_PER_CLUSTER;
 
-  const uint32_t allFats = boot[kFatCount] * volume.fatSectors;
+  const uint8_t fatCount = boot[kFatCount];
+  const uint32_t allFats = fatCount * volume.fatSectors;
   volume.clusterCount = (total - reserved - allFats - volume.rootDirSectors) / volume.sectorsPerCluster;
   if (volume.clusterCount < kMinFat16Clusters) return MEDIA_ADAPTER_UNSUPPORTED_FAT_TYPE;
   volume.fatType = volume.clusterCount < kMinFat32Clusters ? FatType::Fat16 : FatType::Fat32;
@@ -58,9 +59,13 @@ StatusCode ReadGeometry(FatVolume& volume) {
   if (!HasSignature()) return MEDIA_ADAPTER_INVALID_SIGNATURE;
 
   // The sums above must not have wrapped around: no later sector number would be where it seems to be.
-  const uint64_t dataStart = uint64_t{volume.partitionStart} + reserved +
-                             uint64_t{boot[kFatCount]} * volume.fatSectors + volume.rootDirSectors;
-  return dataStart == volume.firstDataSector ? MEDIA_ADAPTER_OK : MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  const uint64_t metadata = uint64_t{reserved} + uint64_t{fatCount} * volume.fatSectors + volume.rootDirSectors;
+  if (volume.partitionStart + metadata != volume.firstDataSector) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+
+  // Without a FAT, or with one that begins at the boot sector, there is nothing that could tell what is free.
+  const bool hasFat = reserved != 0 && allFats != 0;
+  if (!hasFat || total < metadata) volume.clusterCount = 0;
+  return MEDIA_ADAPTER_OK;
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ struct FatVolume {
   uint32_t rootDirSectors = 0;  // of the FAT16 root directory
   uint32_t rootDirSector = 0;
   uint32_t firstDataSector = 0;  // of cluster 2
-  uint32_t clusterCount = 0;
+  uint32_t clusterCount = 0;     // 0 also when the boot sector leaves no room for any
   platform::MacAddress mountedDevice{};
   bool isMounted = false;
 };
@@ -45,7 +45,8 @@ bool IsMounted(const platform::MacAddress& device);
 
 // Mounts the volume of the session's device, which has the hardware address `device`. Returns 0; 248 (signature), 246
 // (sectors per cluster), 247 (FAT12), 245 (FAT32 root), 251 (a layout past any sector number), or the status of a
-// failed read. After a failure nothing is mounted.
+// failed read. After a failure nothing is mounted. A volume without a FAT, or smaller than what comes before its
+// clusters, mounts and holds none.
 StatusCode MountVolume(const platform::MacAddress& device);
 
 // The highest cluster that the volume, its FAT and the device all hold; below kFirstCluster when they hold none.

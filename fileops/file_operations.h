@@ -35,7 +35,7 @@ StatusCode DeleteDeviceFile(const std::string& devicePath);
 // Creates an empty directory in an existing one. Returns 236, 238, 239, 244 or 249 of its own.
 StatusCode MakeDirectory(const std::string& devicePath);
 
-// Clears the FAT and the root directory.
+// Clears the FAT and the root directory. Returns 251 of its own for a volume that holds no cluster, nothing written.
 StatusCode FormatVolume();
 
 }  // namespace media_adapter

@@ -15,7 +15,6 @@ constexpr uint32_t kEndMark = 0xFFFFFFFF;
 
 // The FAT sectors that can have entries of clusters up to the device's end, but at most one past the FAT's own length.
 uint32_t FatSectorsToClear() {
-  if (sessionInfo.lastSector < fatVolume.firstDataSector) return 1;
   const uint32_t dataSectors = sessionInfo.lastSector - fatVolume.firstDataSector;
   const uint32_t fatEntryCount = dataSectors / fatVolume.sectorsPerCluster + kFirstCluster;
   const uint64_t fromDevice = uint64_t{fatEntryCount} / EntriesPerFatSector() + 1;
@@ -41,6 +40,7 @@ StatusCode ClearRootDirectory() {
 }  // namespace
 
 StatusCode FormatVolume() {
+  if (LastCluster() < kFirstCluster) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
   StatusCode status = ClearFirstFatSector();
   if (status == MEDIA_ADAPTER_OK) status = ZeroSectors(fatVolume.fatStartSector + 1, FatSectorsToClear() - 1);
   if (status == MEDIA_ADAPTER_OK) status = ClearRootDirectory();

@@ -88,8 +88,8 @@ StatusCode MakeDirectory(const std::string& devicePath) {
   if (parent.status != MEDIA_ADAPTER_OK) return parent.status;
   if (parent.isFile) return MEDIA_ADAPTER_INVALID_PATH;
   const FoundEntry existing = FindEntry(parent.firstCluster, name, MatchNames::Long);
-  if (existing.status == MEDIA_ADAPTER_OK) return MEDIA_ADAPTER_NAME_IN_USE;
-  if (existing.status != MEDIA_ADAPTER_INVALID_PATH) return existing.status;
+  if (existing.status != MEDIA_ADAPTER_OK) return existing.status;
+  if (existing.isFound) return MEDIA_ADAPTER_NAME_IN_USE;
   return AddDirectory(parent.firstCluster, name);
 }
 

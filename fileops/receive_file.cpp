@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 
 #include "fat/cluster_chain.h"
 #include "fat/volume.h"
 #include "fileops/receive_window.h"
+#include "platform/clock.h"
 #include "platform/local_files.h"
 #include "protocol/exchange.h"
 #include "protocol/packet.h"
@@ -15,6 +17,9 @@ namespace media_adapter {
 namespace {
 
 constexpr uint32_t kPercent = 100;
+
+// A transfer that brings no new byte for so long ends: the packets that still come hold it up for ever.
+constexpr std::chrono::seconds kMaxStall{60};
 
 // Packet numbers do not wrap: what one stream can carry. The rest of a longer file is read sector by sector.
 constexpr uint32_t kMaxStreamed = wire::kMaxPacketNumber / wire::kPacketsPerBlock * wire::kBlockSize;
@@ -31,9 +36,26 @@ std::optional<uint32_t> WritePacket(const ReceiveWindow& window, platform::Local
   return count;
 }
 
-// Takes packets until `streamed` bytes are there, the device reports a status, or the transfer timed out.
+// Tells how long a transfer has brought nothing new.
+class StallWatch {
+ public:
+  // total: bytes that are there by now.
+  bool HasStalled(uint32_t total) {
+    const auto now = platform::MonotonicNow();
+    if (total != total_) lastGain_ = now;
+    total_ = total;
+    return now - lastGain_ >= kMaxStall;
+  }
+
+ private:
+  uint32_t total_ = 0;
+  std::chrono::nanoseconds lastGain_ = platform::MonotonicNow();
+};
+
+// Takes packets until `streamed` bytes are there, the device reports a status, or the transfer stalls or times out.
 StatusCode ReceiveStream(platform::LocalFile& file, uint32_t streamed, uint32_t size, const Progress& progress) {
   ReceiveWindow window(SequenceCounter(), streamed);
+  StallWatch watch;
   protocolState.transferTimedOut = false;
   while (protocolState.replyStatus == MEDIA_ADAPTER_OK) {
     const auto written = WritePacket(window, file);
@@ -43,10 +65,16 @@ StatusCode ReceiveStream(platform::LocalFile& file, uint32_t streamed, uint32_t 
     }
     if (window.IsComplete()) return MEDIA_ADAPTER_OK;
     progress.Set(window.Total(), size);
+    if (watch.HasStalled(window.Total())) return MEDIA_ADAPTER_NO_RESPONSE;
     WaitForPacket();
     if (protocolState.transferTimedOut) return MEDIA_ADAPTER_NO_RESPONSE;
   }
   return protocolState.replyStatus;
+}
+
+// The bytes of all clusters.
+uint64_t VolumeBytes() {
+  return (uint64_t{LastCluster()} - kFirstCluster + 1) * fatVolume.sectorsPerCluster * kSectorSize;
 }
 
 // The sectors of a file's chain, behind those that the stream brought.
@@ -71,11 +99,9 @@ class ChainReader {
     }
     if (status != MEDIA_ADAPTER_OK) return status;
     count = std::min(kMaxSectorsPerRequest, fatVolume.sectorsPerCluster - inCluster_);
-    status = RFAReadData(ClusterToSector(cluster_) + inCluster_, count, sessionValues);
+    status = ReadSectors(ClusterToSector(cluster_) + inCluster_, count);
     inCluster_ += count;
-    // What a short reply left out must not be made up from older bytes.
-    const bool isShort = status == MEDIA_ADAPTER_OK && ReadDataSize() < size_t{count} * kSectorSize;
-    return isShort ? StatusCode{MEDIA_ADAPTER_NO_RESPONSE} : status;
+    return status;
   }
 
  private:
@@ -111,6 +137,7 @@ StatusCode ReadRest(platform::LocalFile& file, uint32_t firstCluster, uint32_t s
 StatusCode ReceiveContents(platform::LocalFile& file, uint32_t firstCluster, uint32_t size, const Progress& progress) {
   const uint32_t cluster = firstCluster == 0 ? kFirstCluster : firstCluster;
   if (cluster < kFirstCluster || cluster > LastCluster()) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
+  if (size > VolumeBytes()) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
   SetSequenceCounter(0);
   StatusCode status = RFAStartTransfer(ClusterToSector(cluster), sessionValues);
   if (status != MEDIA_ADAPTER_OK) return status;

@@ -34,11 +34,11 @@ StatusCode MeasureFile(const std::string& localPath, uint32_t& size) {
 // Finds the slots for the name: those of a file that is overwritten, whose chain is freed, or new ones.
 StatusCode TakeSlots(NewEntry& newEntry) {
   const FoundEntry existing = FindEntry(newEntry.dirCluster, newEntry.name, MatchNames::Long);
-  if (existing.status == MEDIA_ADAPTER_INVALID_PATH) {
+  if (existing.status != MEDIA_ADAPTER_OK) return existing.status;
+  if (!existing.isFound) {
     newEntry.entryCount = EntriesNeededForName(newEntry.name);
     return FindFreeDirEntries(newEntry.dirCluster, newEntry.entryCount);
   }
-  if (existing.status != MEDIA_ADAPTER_OK) return existing.status;
   if (!existing.isFile) return MEDIA_ADAPTER_CANNOT_OVERWRITE_DIRECTORY;
   newEntry.nameUse = NameUse::Existing;
   newEntry.entryCount = longNameParts.pendingCount + 1U;
@@ -48,15 +48,14 @@ StatusCode TakeSlots(NewEntry& newEntry) {
   return status;
 }
 
-// Writes the file's bytes to its clusters, one sector a request. What the last sector holds behind the file's end is
-// zero; sectors of the last cluster behind it are not written.
+// Writes the file's bytes to its clusters, one sector a request. Behind the file's end the last sector carries what the
+// working sector held, which is this volume's own; sectors of the last cluster behind it are not written.
 StatusCode WriteFileClusters(const std::string& localPath, uint32_t size, const std::vector<uint32_t>& clusterList) {
   platform::LocalFile file;
   if (!file.OpenForReading(localPath)) return MEDIA_ADAPTER_INVALID_PATH;
   const uint32_t sectorsPerCluster = fatVolume.sectorsPerCluster;
   for (uint32_t k = 0; uint64_t{k} * kSectorSize < size; ++k) {
     const uint32_t count = std::min(kSectorSize, size - k * kSectorSize);
-    std::ranges::fill(WorkingSector(), uint8_t{0});
     // A file that has become shorter meanwhile must not end up as the size that it was.
     if (file.Read(WorkingSector().first(count)) != count) return MEDIA_ADAPTER_INVALID_PATH;
     const uint32_t sector = ClusterToSector(clusterList[k / sectorsPerCluster]) + k % sectorsPerCluster;

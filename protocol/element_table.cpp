@@ -77,6 +77,21 @@ constexpr ElementRow kTable[] = {
     {14, 4, Number, 4, 4, 948, kRead, kWritten, kNone, Range, 0, 3},
 };
 
+// What the checks below read is there in every value of a size that the row allows.
+constexpr bool HasRoomForItsCheck(const ElementRow& row) {
+  switch (row.check) {
+    case Range:
+      return row.minSize == row.maxSize && (row.minSize == 1 || row.minSize == 2 || row.minSize == 4);
+    case OneOf:
+      return row.minSize == 1 && row.maxSize == 1;
+    case ListCount:
+      return row.minSize >= kListCountSize;
+    default:
+      return true;
+  }
+}
+static_assert(std::ranges::all_of(kTable, HasRoomForItsCheck));
+
 uint32_t NumberOf(std::span<const uint8_t> value) {
   switch (value.size()) {
     case 1:

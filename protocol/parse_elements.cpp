@@ -143,6 +143,7 @@ bool ParseElements(Bytes body, BodyMode mode) {
   if (!IsWellFormed(body, mode)) return false;
   if (mode == BodyMode::SearchReply) deviceTable.entries[deviceTable.count] = {};
   if (mode == BodyMode::TransferData) transferBuffer.size = 0;  // a packet without data carries none
+  if (mode == BodyMode::RFAConnectReply) sessionInfo = {};      // another device's geometry is not this one's
   Item item;
   while (NextItem(body, item) == Walk::Item) Store(item, mode);
   return true;

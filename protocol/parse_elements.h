@@ -17,8 +17,8 @@ enum class BodyMode : uint8_t {
   TransferData = 41,
 };
 
-// Checks the items of `body` and stores them: a SearchReply in the device table's next entry (cleared before), a
-// GetConfigurationReply in configurationData, a TestReport in testData's counters, an RFAConnectReply in sessionInfo,
+// Checks the items of `body` and stores them: a SearchReply in the device table's next entry and an RFAConnectReply in
+// sessionInfo (each cleared before), a GetConfigurationReply in configurationData, a TestReport in testData's counters,
 // an RFAReadDataReply in the read buffer, TransferData in transferBuffer. Items that no table lists are skipped. False
 // when the body is malformed; nothing is stored then. An empty body is well formed.
 bool ParseElements(std::span<const uint8_t> body, BodyMode mode);

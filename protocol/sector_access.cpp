@@ -11,6 +11,7 @@ namespace media_adapter {
 namespace {
 
 std::span<uint8_t> readBuffer;
+std::span<uint8_t> askedFor;  // the part of it that the running request fills
 size_t readDataSize = 0;
 
 // Puts a file-access item's header at `offset` of the request's body. Returns the place of its value.
@@ -46,8 +47,8 @@ StatusCode CheckRange(uint32_t sector, uint32_t count) {
 void SetReadBuffer(std::span<uint8_t> buffer) { readBuffer = buffer; }
 
 void StoreReadData(std::span<const uint8_t> data) {
-  readDataSize = std::min(data.size(), readBuffer.size());
-  CopyBytes(data.first(readDataSize), readBuffer);
+  readDataSize = std::min(data.size(), askedFor.size());
+  CopyBytes(data.first(readDataSize), askedFor);
 }
 
 size_t ReadDataSize() { return readDataSize; }
@@ -58,6 +59,7 @@ StatusCode RFADisconnect(const SessionValues& session) { return RunRequest(Opera
 
 StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session) {
   if (const StatusCode status = CheckRange(sector, count); status != MEDIA_ADAPTER_OK) return status;
+  askedFor = readBuffer.first(std::min(readBuffer.size(), size_t{count} * sessionInfo.deviceSectorSize));
   readDataSize = 0;
   return RunRequest(Operation::RFAReadData, PutSectorRange(sector, count), session);
 }

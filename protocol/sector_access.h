@@ -16,18 +16,19 @@ inline constexpr uint32_t kSectorSize = 512;  // the only size that file request
 // Where RFAReadData puts what it read: memory of the file system, for as long as a file request has its buffers.
 void SetReadBuffer(std::span<uint8_t> buffer);
 
-// Takes the data of a reply into the read buffer.
+// Takes the data of a reply into the read buffer, as far as it was asked for.
 void StoreReadData(std::span<const uint8_t> data);
 
-// Opens access and takes the storage's geometry into sessionInfo. Returns 0, 253 or the device's status.
+// Opens access and takes the storage's geometry into sessionInfo: zero where the reply does not tell it. Returns 0, 253
+// or the device's status.
 StatusCode RFAConnect(const SessionValues& session);
 
 // Closes access. Returns 0, 253 or the device's status.
 StatusCode RFADisconnect(const SessionValues& session);
 
 // Reads `count` sectors to the start of the read buffer. Returns 0; 252 (count not 1 or 2) or 251 (a sector past the
-// last), nothing sent; 253; or the device's status. After a failure the read buffer holds what it held, and behind the
-// data of a reply that brought less than it was asked for.
+// last), nothing sent; 253; or the device's status. After a failure the read buffer holds what it held, and so it does
+// behind the data of a reply that brought less than it was asked for.
 StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session);
 
 // Bytes that the last successful RFAReadData brought.

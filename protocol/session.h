@@ -2,15 +2,31 @@
 // the device reported when access to it was opened.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <string>
+#include <string_view>
+
+#include "api/media_adapter.h"
 
 namespace media_adapter {
 
+// A password of at most 16 characters; more are cut off. Plain bytes: the session in it outlives the library's objects.
+class Password {
+ public:
+  Password() = default;
+  explicit Password(std::string_view text) : size_(text.copy(text_.data(), text_.size())) {}
+  operator std::string_view() const { return {text_.data(), size_}; }  // NOLINT(google-explicit-constructor)
+
+ private:
+  std::array<char, MEDIA_ADAPTER_MAX_PASSWORD> text_{};
+  size_t size_ = 0;
+};
+
 struct SessionValues {
   uint8_t requestTag = 0;  // only the two low bits travel
-  std::string password;    // at most 16 characters
-  uint32_t device = 0;     // index into the device table
+  Password password;
+  uint32_t device = 0;  // index into the device table
 };
 
 struct SessionInfo {

@@ -112,7 +112,7 @@ TEST_F(VolumeTest, MountChecksComeInTheirOrder) {
   EXPECT_EQ(Mount(image), 251U) << "a partition past the device";
   image = Forge({});
   WriteU16(image.At(0), 19, 3);
-  EXPECT_EQ(Mount(image), 0U) << "a size that is too small wraps, and harms nobody";
+  EXPECT_EQ(Mount(image), 251U) << "a size that is too small mounts, but holds no root";
 }
 
 TEST_F(VolumeTest, AVolumeIsMountedOnceUntilAnotherDeviceIsUsed) {

@@ -36,7 +36,7 @@ void Report(StatusCode status, Block& block) {
 }
 
 SessionValues SessionOf(const RequestRecord& record) {
-  return {record.requestTag, record.password, record.deviceIndex};
+  return {record.requestTag, Password(record.password), record.deviceIndex};
 }
 
 // A list of names that is missing or longer than any that can be meant.

@@ -44,7 +44,7 @@ StatusCode PrepareVolumeAccess(const RequestRecord& record) {
   if (const StatusCode status = CheckDeviceArguments(record); status != MEDIA_ADAPTER_OK) return status;
   if (const StatusCode status = CheckPaths(record); status != MEDIA_ADAPTER_OK) return status;
 
-  const SessionValues session{record.requestTag, record.password, record.deviceIndex};
+  const SessionValues session{record.requestTag, Password(record.password), record.deviceIndex};
   if (const StatusCode status = RFAConnect(session); status != MEDIA_ADAPTER_OK) return status;
   if (sessionInfo.deviceSectorSize != kSectorSize) return MEDIA_ADAPTER_INVALID_SECTOR_SIZE;
 
