@@ -175,6 +175,114 @@ TEST_F(WritingTest, ABrokenChainIsFreedAsFarAsItGoes) {
   }
 }
 
+// A folder that the FAT does not know (an interrupted request leaves that), and chains that lead into one: they are
+// read, but nothing is ever stored in their clusters.
+TEST_F(WritingTest, ClustersOfTheFoldersOnTheWayAreNeverHandedOut) {
+  for (const VolumeShape& shape : {VolumeShape{16, 1}, {16, 4}, {32, 1}}) {
+    SCOPED_TRACE(std::to_string(shape.fatBits) + "/" + std::to_string(shape.sectorsPerCluster));
+    const int slots = static_cast<int>(shape.sectorsPerCluster) * 16 - 2;
+    const VolumeImage image =
+        Made(shape, "/OUTER|/OUTER/INNER|/OUTER/INNER/FILE:2500|/OLD:5000" + Numbered("/OUTER/INNER/F", 1, slots - 2));
+    const uint32_t outer = ClusterIn(VolumeView(const_cast<VolumeImage&>(image)).Entries()["OUTER      "]);
+    const auto run = [&](const std::function<void(const VolumeView&)>& damage,
+                         const std::function<uint32_t()>& request) {
+      Insert(image);
+      damage(View());
+      const std::vector<Slot> before = View().Slots(outer + 1);
+      std::vector<Bytes> copies;
+      for (const Slot slot : before) copies.push_back(Copy(slot));
+      const uint32_t status = request();
+      for (size_t i = 0; i < before.size() && !HasFailure(); ++i) {
+        EXPECT_TRUE(Copy(before[i])[0] == 0xE5 || Copy(before[i]) == copies[i] || status == 0) << i;
+      }
+      EXPECT_EQ(View().Link(1), VolumeView(Volume()).Link(1));
+      return status;
+    };
+    const auto freeInner = [&](const VolumeView& view) { view.SetLink(outer + 1, 0); };
+    const auto freeOuter = [&](const VolumeView& view) { view.SetLink(outer, 0); };
+    EXPECT_EQ(run(freeInner, [&] { return Read("\\OUTER\\INNER")->status; }), 0U);
+    EXPECT_EQ(run(freeInner, [&] { return Put("FILE", Pattern(10), "\\OUTER\\INNER"); }), 251U);
+    EXPECT_EQ(run(freeInner, [&] { return Put("LAST", Pattern(10), "\\OUTER\\INNER"); }), 251U);
+    EXPECT_EQ(run(freeInner, [&] { return Put("A long name", {}, "\\OUTER\\INNER"); }), 251U) << "it would grow";
+    EXPECT_EQ(run(freeOuter, [&] { return Put("LAST", Pattern(10), "\\OUTER\\INNER"); }), 251U);
+    EXPECT_EQ(run(freeOuter, [&] { return MakeFolder("\\OUTER\\INNER\\NEW"); }), 251U);
+    const auto crossed = [&](const VolumeView& view) {
+      view.SetLink(ClusterIn(view.Entries(outer + 1)["FILE       "]), outer + 1);
+    };
+    EXPECT_EQ(run(crossed, [&] { return Put("FILE", Pattern(9000), "\\OUTER\\INNER"); }), 251U);
+    EXPECT_EQ(run(crossed, [&] { return Delete("\\OUTER\\INNER\\FILE"); }), 251U);
+    if (shape.fatBits == 16) continue;
+    const auto noCluster = [&](const VolumeView& view) {
+      const Slot inner = view.Entries(outer)["INNER      "];
+      WriteU16(inner, 20, 0xFFFF);
+      WriteU16(inner, 26, 0xFFFF);
+    };
+    EXPECT_EQ(run(noCluster, [&] { return Read("\\OUTER\\INNER")->status; }), 0U);
+    EXPECT_EQ(run(noCluster, [&] { return Put("NEW", Pattern(10), "\\OUTER\\INNER"); }), 251U);
+    EXPECT_EQ(run(noCluster, [&] { return MakeFolder("\\OUTER\\INNER\\NEW"); }), 251U);
+    const auto inRoot = [&](const VolumeView& view) { WriteU16(view.Entries()["OLD        "], 26, 2); };
+    EXPECT_EQ(run(inRoot, [&] { return Delete("\\OLD"); }), 251U);
+    EXPECT_EQ(View().Link(2) & 0x0FFFFFFF, 0x0FFFFFFFU & 0x0FFFFFF8) << "the root keeps its cluster";
+  }
+}
+
+// A chain that loops over two sectors of the FAT, on a device that drops what it says it wrote.
+TEST_F(WritingTest, FreeingEndsAlsoWhenTheDeviceDropsIt) {
+  Insert(Made({}, "/FILE:2560"));
+  View().SetLink(3, 300);
+  View().SetLink(300, 3);
+  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+    if (!IsRequest(datagram, Command::RFAWriteData) || ReadU32(datagram.bytes, 48) >= 30) return {};
+    world.Inject({{127, 0, 0, 11}, 14001}, ReplyOf(datagram.bytes), 400us);
+    return {.copies = 0};
+  };
+  EXPECT_EQ(Delete("\\FILE"), 251U);
+  EXPECT_LE(Requests().size(), 2 * View().lastCluster + 10);
+}
+
+// A delete that ended half-way leaves long-name slots whose name is nobody's: what is stored behind them keeps its own.
+TEST_F(WritingTest, OrphanedLongNamesNameNothing) {
+  Insert(Made({}, "/A first name, of three parts, no.:10|/A name:10|/Another long name:10" + Numbered("/F", 1, 6)));
+  View().Slots()[3][0] = 0xE5;                         // the first name's short entry
+  View().Slots()[5][0] = View().Slots()[8][0] = 0xE5;  // the others': three runs, and the third's slot is used again
+  for (const char* name : {"NEW", "Long and new"}) {
+    EXPECT_EQ(Put(name, Pattern(700)), 0U);
+    EXPECT_EQ(Get(std::string("\\") + name), Pattern(700)) << name;
+  }
+  EXPECT_EQ(List("\\"), (Strings{"F1", "F2", "F3", "F4", "F5", "F6", "NEW", "Long and new"}));
+  // Another system may have put a name there.
+  auto slots = View().Slots();
+  std::ranges::copy(Copy(slots[4]), slots[2].begin());
+  std::ranges::copy(Copy(slots[9]), slots[3].begin());
+  EXPECT_EQ(List("\\")[0], "A name");
+  EXPECT_EQ(Delete("\\A name"), 0U);
+  EXPECT_EQ(slots[1][0], 2) << "of the run before";
+}
+
+TEST_F(WritingTest, TimesOutsideTheFormatBecomeTheNearest) {
+  Insert(Made({}));
+  const auto stored = [&](const std::string& name, size_t date) {
+    const Slot slot = View().Entries()[name + std::string(11 - name.size(), ' ')];
+    return std::pair<int, int>(ReadU16(slot, date), ReadU16(slot, date - 2));
+  };
+  const std::pair first{0x0021, 0}, last{0xFF9F, 0xBF7D};
+  world.localTime = {1601, 1, 1, 0, 0, 0};
+  for (const auto& [name, time] : {std::pair{"Y1970", 0L}, {"Y1903", -2111111111L}}) {
+    MakeLocal(name, Pattern(1), time);
+    EXPECT_EQ(PutLocal(name), 0U);
+    EXPECT_EQ(stored(name, 24), first) << name;
+    EXPECT_EQ(stored(name, 16), first) << name;
+  }
+  world.localTime = {2108, 1, 1, 0, 0, 0};
+  MakeLocal("Y2108", Pattern(1), 4354819200);
+  EXPECT_EQ(PutLocal("Y2108"), 0U);
+  EXPECT_EQ(stored("Y2108", 24), last);
+  EXPECT_EQ(stored("Y2108", 16), last);
+  world.localTime = {2016, 12, 31, 23, 59, 60};
+  EXPECT_EQ(MakeFolder("\\LEAP"), 0U);
+  EXPECT_EQ(stored("LEAP", 16).second, 0xBF7D);
+}
+
 // The slots that a run of long-name entries leaves open are nobody's, least of all those of the name before.
 TEST_F(WritingTest, ABrokenLongNameMarksOnlyItsOwnSlots) {
   Insert(Made(kSmall, "/A first name, of three parts, no.:10|/B second name of three parts, yes:10"));

@@ -32,7 +32,7 @@ class WindowTest : public LibraryTest {
     for (const uint32_t size : {100, 1400, 4096, 4097, 5000, 9000}) {
       builder.AddFile("/F" + std::to_string(size), Pattern(size, size));
     }
-    AddAndSearch(builder.Build());
+    device_ = &AddAndSearch(builder.Build());
   }
 
   // Reads the file of `size` bytes. Its packets arrive in the order of `arrivals`, a millisecond apart, the one at
@@ -97,6 +97,7 @@ class WindowTest : public LibraryTest {
     return packet;
   }
 
+  simulator::DeviceModel* device_ = nullptr;
   Bytes content_;
   std::string name_;
 };
@@ -178,6 +179,35 @@ TEST_F(WindowTest, PacketsThatDoNotFitNeverMakeAWrongFile) {
   EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, {}); }), 253U) << "no data";
   EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 3, Bytes(1399, 1))); }), 253U);
   EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 1, Bytes(4))); }), 253U);
+}
+
+// A device that repeats itself, or never hears what it is told, holds the worker for a minute and no longer.
+TEST_F(WindowTest, ATransferThatBringsNothingNewEnds) {
+  const auto isHeld = [&] { return (world.Now() - Sent(Command::RFAStartTransfer).front().time) / 1s; };
+  device_->Faults().repeatLimit = 1000000;
+  Lose([](const LoggedDatagram& datagram) { return IsRequest(datagram, Command::TransferAcknowledgement); });
+  Mark();
+  EXPECT_EQ(Read("\\F9000")->status, 253U);
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
+  EXPECT_EQ(isHeld(), 60);
+  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+    if (!IsReplyTo(datagram, Command::RFAStartTransfer)) return {};
+    Datagram first = datagram.bytes;
+    first[wire::kSequenceOffset] = 1;
+    return {.bytes = first};
+  };
+  Mark();
+  EXPECT_EQ(Read("\\F9000")->status, 253U);
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
+  EXPECT_EQ(isHeld(), 60);
+  world.fate = nullptr;
+  EXPECT_EQ(Read("\\F9000")->status, 0U);
+
+  // A size that the volume cannot hold is known before anything is read.
+  static_cast<VolumeImage&>(device_->Disk()).At(4 + 17)[31] = 0xFF;  // of the root's first file
+  Mark();
+  EXPECT_EQ(Read("\\F100")->status, 251U);
+  EXPECT_TRUE(Sent(Command::RFAStartTransfer).empty());
 }
 
 // ---- Files of the device

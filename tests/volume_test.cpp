@@ -110,9 +110,33 @@ TEST_F(VolumeTest, MountChecksComeInTheirOrder) {
   VolumeImage image = Forge({});
   WriteU32(image.At(0), 454, image.SectorCount());
   EXPECT_EQ(Mount(image), 251U) << "a partition past the device";
-  image = Forge({});
-  WriteU16(image.At(0), 19, 3);
-  EXPECT_EQ(Mount(image), 251U) << "a size that is too small mounts, but holds no root";
+}
+
+// Layouts that leave no room for a FAT or for clusters: they mount, and no cluster of theirs is read or written.
+TEST_F(VolumeTest, AVolumeWithoutClustersHoldsNothing) {
+  const struct {
+    const char* what;
+    size_t offset;  // in the boot sector
+    uint16_t value;
+    uint32_t listed;  // status: FAT32 has its root in a cluster
+  } rows[] = {{"a FAT of length 0", 22, 0, 0},
+              {"no FAT", 16, 0x1000, 0},  // and 16 root entries
+              {"a FAT in the boot sector", 14, 0, 0},
+              {"a size below what comes before the clusters", 19, 3, 251}};
+  const std::string file = Downloads() / "FILE";
+  WriteWholeFile(file, Pattern(10));
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    VolumeImage image = Forge({.clusters = 10000});
+    WriteU16(image.At(0), row.offset, row.value);
+    WriteU32(image.At(0), 36, 0);
+    EXPECT_EQ(Mount(image), row.listed);
+    Mark();
+    std::string root = "\\";
+    EXPECT_EQ(API_RFAWriteData(file.c_str(), root.data(), 0, kPassword, 0)->status, row.listed == 0 ? 249U : 251U);
+    EXPECT_EQ(API_RFAFormat(0, kPassword, 0)->status, 251U);
+    EXPECT_TRUE(Sent(Command::RFAWriteData).empty());
+  }
 }
 
 TEST_F(VolumeTest, AVolumeIsMountedOnceUntilAnotherDeviceIsUsed) {
@@ -138,11 +162,16 @@ TEST_F(VolumeTest, AVolumeIsMountedOnceUntilAnotherDeviceIsUsed) {
 }
 
 TEST_F(VolumeTest, OtherSectorSizesAreRefused) {
-  AddDevice(Forge({}), "a", {.reportedSectorSize = 1024});
+  auto& device = AddDevice(Forge({}), "a", {.reportedSectorSize = 1024});
   Search();
   EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 250U);
   EXPECT_STREQ(Read("\\")->message, "Sector size is not equal to 512");
   EXPECT_TRUE(Sent(Command::RFAReadData).empty());
+  // What a reply does not tell is not taken from the one before.
+  device.Faults().reportedSectorSize = 512;
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
+  ChangeReplies(Command::RFAConnect, 1, [](Datagram& bytes, Endpoint&) { bytes = WithBody(bytes, {}); });
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 250U);
 }
 
 TEST_F(VolumeTest, SectorsPastTheDeviceAreRefused) {
@@ -343,6 +372,7 @@ TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
       Short("HIDDEN     ", 0x06),
       Short("LABEL      ", 0x08),
       Short("NOLABEL    ", 0x28),
+      Short(std::string("ZE\0O    TXT", 11)),  // ends there
       // Well-formed: the checksum is not looked at.
       Long(0x42, "d tail"),
       Long(1, "head, middle,"),
@@ -387,6 +417,7 @@ TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
                                              "AB.CD",
                                              "HIDDEN",
                                              "NOLABEL",
+                                             "ZE",
                                              "head, middle,d tail",
                                              "thirteen char",
                                              "AFTERDEL",
@@ -400,11 +431,11 @@ TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
                                              "LAST"};
   EXPECT_EQ(List("\\"), expected);
   const auto* result = Read("\\");
-  EXPECT_EQ(result->entries[18].attributes, 0x20) << "the longest name leaves its row's next field alone";
+  EXPECT_EQ(result->entries[19].attributes, 0x20) << "the longest name leaves its row's next field alone";
   EXPECT_EQ(result->entries[4].firstCluster, 2U);
 
   for (const char* name : {"README.TXT", "readme.txt", "Readme2.Txt", "\xE5XY.Z", "ab.cd", "HEAD, middle,D TAIL",
-                           "kept", "head, middle,d tail  ", "LAST", "AFTERNUL", "hidden"}) {
+                           "kept", "head, middle,d tail  ", "LAST", "AFTERNUL", "hidden", "ze"}) {
     EXPECT_EQ(Find(name), 0U) << name;
   }
   for (const char* name :

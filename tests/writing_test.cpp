@@ -13,6 +13,8 @@ TEST_F(WritingTest, FilesAreStoredInTheirOrder) {
   Insert(Made(kSmall));
   EXPECT_EQ(Trace(Put("New File.txt", Pattern(1000))),
             "0 r:root0-root1 r:root0 r:fat0 w:c2.0-c2.1 r:root0 r:root0-root1 w:root0 w:fat0");
+  const Bytes last = BodyOf(Sent(Command::RFAWriteData)[1].bytes);
+  EXPECT_EQ(Slice(last, 18 + 488, 24), Slice(Pattern(1000), 488, 24)) << "what was there stays behind the file's end";
   EXPECT_EQ(Trace(Put("empty", {})), "0 r:root0-root1 r:root0 r:root0 w:root0");
   EXPECT_EQ(Trace(Put("NEW FILE.TXT", Pattern(2049))),  // over the first
             "0 r:root0 r:fat0 w:fat0 r:fat0 w:c2.0-c3.0 r:root0 w:root0 w:fat0");
@@ -123,7 +125,8 @@ TEST_F(WritingTest, AFullVolumeTakesNoMore) {
   EXPECT_EQ(Get("\\OLD"), Pattern(1024));
 }
 
-// Nothing is rolled back and nothing goes on: what was sent is what a good network would have seen up to there.
+// Nothing is rolled back and nothing goes on: what was sent is what a good network would have seen up to there. A
+// device's status comes back as it is, whatever the library itself may mean by its number.
 TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
   const Bytes content = Pattern(20 * 1024);
   // The old file, and what is free, lie over two sectors of the FAT. No slot is left in the folder.
@@ -141,19 +144,34 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
                     {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }, 0, oldPath},
                     {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }, 236, {}},
                     {"delete", [&] { return Delete(oldPath); }, 244, {}},
-                    {"format", [&] { return Format(); }, 0, {}}};
+                    {"format", [&] { return Format(); }, 0, {}},
+                    {"list", [&] { return Mark(), Read("\\Sub")->status; }, 0, {}},
+                    {"get", [&] { return Mark(), Read(oldPath, "d")->status; }, 0, {}}};
+  // From one exchange on the network is gone, replies of status 0 bring too little, or the device refuses.
+  const Bytes nothing, tooShort = Item(16, 3, Bytes(511));
+  struct Fault {
+    uint32_t status;
+    const Bytes* body = nullptr;
+  };
+  const Fault faults[] = {{253}, {253, &nothing}, {253, &tooShort}, {8}, {244}, {0xFFFFFFFF}};
   for (const auto& operation : operations) {
     Volume() = image;
     ASSERT_EQ(operation.run(), 0U) << operation.what;
     const auto good = Requests();
-    for (size_t k = 0; k < 2 * good.size(); ++k) {
-      const size_t failing = k / 2;
-      const uint32_t status = k % 2 == 0 ? 253 : 8;  // the network is gone; the device refuses
-      SCOPED_TRACE(operation.what + (", exchange " + std::to_string(failing)));
+    for (size_t k = 0; k < std::size(faults) * good.size(); ++k) {
+      const size_t failing = k / std::size(faults);
+      const Fault fault = faults[k % std::size(faults)];
+      if (CommandOf(good[failing]) == static_cast<uint8_t>(Command::TransferAcknowledgement)) continue;
+      const bool isRead = CommandOf(good[failing]) == static_cast<uint8_t>(Command::RFAReadData);
+      if (fault.body != nullptr && !isRead) continue;
+      const uint32_t status = fault.status;
+      SCOPED_TRACE(operation.what + (", exchange " + std::to_string(failing)) + ", status " + std::to_string(status));
       Volume() = image;
       world.fate = [=, number = size_t{0}, last = Datagram{}](const LoggedDatagram& datagram, size_t) mutable -> Fate {
         if (datagram.fromLibrary && std::exchange(last, datagram.bytes) != datagram.bytes) ++number;
         if (number <= failing) return {};
+        if (fault.body != nullptr)
+          return datagram.fromLibrary ? Fate{} : Fate{.bytes = WithBody(datagram.bytes, *fault.body)};
         if (status == 253) return {.copies = 0};
         return datagram.fromLibrary ? Fate{} : Fate{.bytes = WithStatus(datagram.bytes, status)};
       };
@@ -165,6 +183,16 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
       ASSERT_TRUE(again == 0 || again == operation.again) << again;
       ASSERT_TRUE(operation.path.empty() || Get(operation.path) == content);
     }
+    // More than was asked for goes nowhere.
+    Volume() = image;
+    ChangeReplies(Command::RFAReadData, SIZE_MAX, [](Datagram& bytes, Endpoint&) {
+      Bytes sectors = Slice(bytes, 48, 512);
+      sectors.resize(1024, 0xAA);
+      bytes = WithBody(bytes, Item(16, 3, sectors));
+    });
+    ASSERT_EQ(operation.run(), 0U) << operation.what;
+    ASSERT_TRUE(std::ranges::equal(Requests(), good, {}, BodyOf, BodyOf)) << operation.what;
+    world.fate = nullptr;
   }
 }
 

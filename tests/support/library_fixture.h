@@ -65,6 +65,16 @@ inline Datagram WithBody(Datagram datagram, const Bytes& body) {
   return datagram;
 }
 
+// A device's reply to a request, of status 0 and without a body. Devices have the hardware addresses of their fixture.
+inline Datagram ReplyOf(Datagram request) {
+  request.resize(wire::kHeaderSize);
+  ++request[wire::kCommandOffset];
+  request[wire::kSenderOffset] = wire::kDeviceSender;
+  WriteU16(request, wire::kLengthOffset, wire::kHeaderSize);
+  std::copy_n(request.begin() + wire::kDestinationMacOffset, 6, request.begin() + wire::kSourceMacOffset);
+  return request;
+}
+
 inline Datagram WithStatus(Datagram datagram, uint32_t status) {
   WriteU32(datagram, wire::kStatusOffset, status);
   return datagram;
