@@ -12,11 +12,16 @@
  * what you need before another thread can call.
  *
  * Statuses. A result's `status` is one of the MEDIA_ADAPTER_... values below or a status of the device that this list
- * does not know; `message` is its English text. A call that the worker does not finish within 60 seconds returns
+ * does not know, as the device gave it; `message` is its English text. A call that the worker does not finish within 60 seconds returns
  * MEDIA_ADAPTER_NO_RESPONSE; the request may still complete later, and writes its own status into the record then.
  *
  * Checks. A request to a device is checked before anything is sent, in this order: device index (255), password longer
  * than 16 characters (254), paths null, empty or longer than 259 characters (243). A null password is the empty one.
+ *
+ * Storage. The volume behind a device belongs to one program on one host at a time: nothing locks it, and what it looks
+ * like is remembered until another device is used. Nothing is rolled back after a failure on the way; each function says
+ * what it may leave. A damaged volume costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that
+ * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own clusters.
  *
  * Texts are NUL-terminated single-byte strings. Device paths start at the root and separate names with a backslash:
  * "\\music\\song.mp3" in C; "\\" is the root. Letter case does not matter in device paths, for A to Z.
@@ -329,8 +334,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAConnect(uint32_t requestTag, con
  *
  * Status: 0; 242 (more than 511 entries); 243 (a path, or folder and name together, too long or empty); 244 (no such
  * entry, a local file that cannot be created or written, or a name that is no plain local name); the statuses of the
- * mount (245 to 248) and of sector access (249 to 253); 254, 255; or the device's. After a failure while the file
- * comes in, the part that came stays in the local file.
+ * mount (245 to 248) and of sector access (249 to 253; 253 also when nothing new has come in for 60 seconds); 254, 255;
+ * or the device's. After a failure while the file comes in, the part that came stays in the local file.
  */
 MEDIA_ADAPTER_EXPORT const ReadDataResult* API_RFAReadData(const char* devicePath, char* localFolder,
                                                            uint32_t requestTag, const char* password,
@@ -362,7 +367,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFADelete(const char* devicePath, u
  *
  * Status: 0; 238, 239 (no room for the name); 240 (a directory has that name); 243; 244 (no such local file or device
  * folder, or a name that the volume cannot hold); 249 (volume full, or file too large); 245 to 255; or the device's.
- * Nothing is rolled back: a failed overwrite leaves the old entry with its space already free.
+ * Nothing is rolled back: a failed overwrite leaves the old entry with its space already free, for the next file to use.
+ * Delete such a file before anything else is written.
  */
 MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath, char* deviceFolder,
                                                           uint32_t requestTag, const char* password,
@@ -372,7 +378,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath,
  * Removes everything from the device's volume: clears its first allocation table and its root directory. The volume's
  * layout and type stay.
  *
- * Status: 0; 245 to 255; or the device's. After a failure the volume is partly cleared.
+ * Status: 0; 251 (the volume holds no cluster), nothing written; 245 to 255; or the device's. After a failure the volume
+ * is partly cleared: clear it again before anything else is done with it.
  */
 MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAFormat(uint32_t requestTag, const char* password, uint32_t deviceIndex);
 
@@ -381,7 +388,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAFormat(uint32_t requestTag, cons
  *
  * Status: 0; 236 (name in use); 238, 239 (no room for the name); 243; 244 (no such parent, or a name that is empty,
  * "." or "..", or holds a control character, a byte above 0x7F or one of \ / : * ? " < > |); 249 (volume full); 245 to
- * 255; or the device's. Nothing is rolled back.
+ * 255; or the device's. Nothing is rolled back: a failure after the checks may leave a folder that is no good. Store
+ * nothing in it.
  */
 MEDIA_ADAPTER_EXPORT const StatusResult* API_RFACreateDirectory(const char* devicePath, uint32_t requestTag,
                                                                 const char* password, uint32_t deviceIndex);
