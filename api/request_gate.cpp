@@ -1,17 +1,21 @@
 #include "api/request_gate.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
-#include <optional>
+#include <new>
+#include <type_traits>
 
 #include "api/result_blocks.h"
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/process.h"
 
 namespace media_adapter {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
 
 constexpr milliseconds kReadyStep{50};
 constexpr int kReadySteps = 199;
@@ -20,31 +24,47 @@ constexpr milliseconds kLeaveStep{1};
 constexpr milliseconds kReturnTime{20};  // for a caller that has only its return left
 
 struct Gate {
-  std::mutex libraryLock;  // one request at a time
-  std::optional<platform::Event> completionEvent;
+  std::mutex libraryLock;                      // one request at a time
+  platform::Event* completionEvent = nullptr;  // from OpenGate to FreeGate
+  uint32_t process = 0;                        // that opened the gate
   std::atomic<bool> workerReady{false};
-  std::atomic<bool> stopping{false};
+  std::atomic<bool> stopping{true};
   std::atomic<int> callers{0};
+  std::atomic<nanoseconds> lastLeft{};  // when the last caller had only its return left
 };
 
-// Made on first use, so that it outlives the object whose destruction stops the library.
-Gate& TheGate() {
-  static Gate gate;
-  return gate;
-}
+// At the end of the process a caller or a stuck worker may still be inside, and in a forked child their locks are held
+// for ever.
+static_assert(std::is_trivially_destructible_v<Gate>);
+constinit Gate gate;
 
 // Counts the calls that are inside the library.
 class CallerCount {
  public:
-  CallerCount() { ++TheGate().callers; }
-  ~CallerCount() { --TheGate().callers; }
+  CallerCount() { ++gate.callers; }
+  ~CallerCount() {
+    gate.lastLeft = platform::MonotonicNow();
+    --gate.callers;
+  }
   CallerCount(const CallerCount&) = delete;
   CallerCount& operator=(const CallerCount&) = delete;
 };
 
 void WaitForWorkerReady() {
-  const Gate& gate = TheGate();
   for (int step = 0; step < kReadySteps && !gate.workerReady && !gate.stopping; ++step) platform::Sleep(kReadyStep);
+}
+
+// Posts the request. Null when there is no memory for it.
+std::shared_ptr<RequestRecord> Post(RequestId id, const FillRecord& fill) {
+  try {
+    auto record = std::make_shared<RequestRecord>();
+    record->id = id;
+    fill(*record);
+    if (!gate.stopping) PostRequest(record);
+    return record;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
 }
 
 bool IsDone(const RequestRecord& record) {
@@ -54,7 +74,6 @@ bool IsDone(const RequestRecord& record) {
 
 // The event wakes the waiter; the record says whether it is this request that has ended.
 void WaitForCompletion(const RequestRecord& record) {
-  Gate& gate = TheGate();
   const auto deadline = platform::MonotonicNow() + kCompletionTimeout;
   while (!IsDone(record) && !gate.stopping) {
     const auto rest = std::chrono::ceil<milliseconds>(deadline - platform::MonotonicNow());
@@ -62,27 +81,29 @@ void WaitForCompletion(const RequestRecord& record) {
   }
 }
 
+// Under the result mutex. True when the request has completed; otherwise it does not begin any more.
+bool EndRequest(RequestRecord& record) {
+  if (record.state == RequestState::Posted) record.state = RequestState::Withdrawn;
+  if (record.trimsCallerText) *record.callerSeparator = '\0';
+  return record.state == RequestState::Done;
+}
+
 }  // namespace
 
-void PassGate(const std::shared_ptr<RequestRecord>& record, const std::function<void()>& prepare,
-              const std::function<void(bool completed)>& finish) {
+void PassGate(RequestId id, const FillRecord& fill, const FinishCall& finish) {
+  if (InForkedChild()) return finish(false);
   const CallerCount inside;
   WaitForWorkerReady();
 
-  Gate& gate = TheGate();
   std::lock_guard libraryLock(gate.libraryLock);
-  prepare();
-  if (!gate.stopping) {
-    PostRequest(record);
-    WaitForCompletion(*record);
-  }
+  const auto record = Post(id, fill);
+  if (record) WaitForCompletion(*record);
 
   std::lock_guard resultLock(ResultMutex());
-  if (record->state == RequestState::Posted) record->state = RequestState::Withdrawn;
-  finish(record->state == RequestState::Done);
+  finish(record && EndRequest(*record));
 }
 
-void SetWorkerReady(bool isReady) { TheGate().workerReady = isReady; }
+void SetWorkerReady(bool isReady) { gate.workerReady = isReady; }
 
 bool BeginRequest(RequestRecord& record) {
   std::lock_guard lock(ResultMutex());
@@ -96,24 +117,31 @@ void CompleteRequest(RequestRecord& record) {
     std::lock_guard lock(ResultMutex());
     record.state = RequestState::Done;
   }
-  TheGate().completionEvent->Set();
+  gate.completionEvent->Set();
 }
+
+bool InForkedChild() { return gate.process != platform::ProcessId(); }
 
 bool OpenGate() {
-  Gate& gate = TheGate();
-  gate.stopping = false;
-  gate.completionEvent.emplace();
-  return gate.completionEvent->IsValid();
+  gate.process = platform::ProcessId();
+  gate.completionEvent = new (std::nothrow) platform::Event;
+  gate.stopping = gate.completionEvent == nullptr || !gate.completionEvent->IsValid();
+  return !gate.stopping;
 }
 
-void CloseGate(milliseconds timeout) {
-  Gate& gate = TheGate();
+bool CloseGate(milliseconds timeout) {
   gate.stopping = true;
-  gate.completionEvent->Set();
-  const bool hadCallers = gate.callers != 0;
+  if (gate.completionEvent != nullptr) gate.completionEvent->Set();
   const auto deadline = platform::MonotonicNow() + timeout;
   while (gate.callers != 0 && platform::MonotonicNow() < deadline) platform::Sleep(kLeaveStep);
-  if (hadCallers) platform::Sleep(kReturnTime);
+  const auto rest = std::chrono::ceil<milliseconds>(gate.lastLeft.load() + kReturnTime - platform::MonotonicNow());
+  if (rest > milliseconds(0)) platform::Sleep(rest);
+  return gate.callers == 0;
+}
+
+void FreeGate() {
+  delete gate.completionEvent;
+  gate.completionEvent = nullptr;
 }
 
 }  // namespace media_adapter

@@ -1,20 +1,23 @@
-// The one way of every export to the worker: wait until it is ready, enter the library lock, post, wait for the
-// completion, or give up. Also how the library, when it is unloaded, ends the calls that are still inside.
+// The one way of every export to the worker: wait until it is ready, enter the library lock, fill the record, post it,
+// wait for the completion, or give up. Also how the library, when it is unloaded, ends the calls that are still inside.
+// Nothing here throws.
 #pragma once
 
 #include <chrono>
 #include <functional>
-#include <memory>
 
 #include "api/request_record.h"
 
 namespace media_adapter {
 
-// Runs the request on the worker. `prepare` runs under the library lock before the request is posted. `finish` runs
-// under the library lock and the result mutex when it has completed, or (completed false) when the worker did not
-// finish within 60 seconds or is stopping.
-void PassGate(const std::shared_ptr<RequestRecord>& record, const std::function<void()>& prepare,
-              const std::function<void(bool completed)>& finish);
+using FillRecord = std::function<void(RequestRecord&)>;
+using FinishCall = std::function<void(bool completed)>;
+
+// Runs a request on the worker. `fill` copies the caller's arguments under the library lock, in the caller's own turn:
+// it sees the texts as the caller before it left them. `finish` runs under the library lock and the result mutex when
+// the request has completed, or (completed false) when the worker did not finish within 60 seconds or is stopping, or
+// there was no memory. In a forked child it runs at once, under no lock.
+void PassGate(RequestId id, const FillRecord& fill, const FinishCall& finish);
 
 // For the worker. SetWorkerReady: the exports may post. CompleteRequest: its result is written, its caller may go on.
 void SetWorkerReady(bool isReady);
@@ -22,10 +25,16 @@ void CompleteRequest(RequestRecord& record);
 // Takes a posted request over. False when its caller has gone.
 bool BeginRequest(RequestRecord& record);
 
-// Makes the gate usable. False when there is no completion event; every export then gives up at once.
+// True unless this process opened the gate. Another one that has the library's memory has no worker, and its locks stay
+// as they were when it was forked.
+bool InForkedChild();
+
+// Makes the gate usable for this process. False when there is no completion event; every export then gives up at once.
 bool OpenGate();
 // Ends every call that waits, and every call that comes, with giving up; then waits until all callers have left, at
-// most `timeout`.
-void CloseGate(std::chrono::milliseconds timeout);
+// most `timeout`, and have had the time for their return. False when a caller is still inside.
+bool CloseGate(std::chrono::milliseconds timeout);
+// Frees what the closed gate holds. Only when no caller and no worker is left.
+void FreeGate();
 
 }  // namespace media_adapter

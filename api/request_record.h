@@ -53,12 +53,15 @@ struct RequestRecord {
   std::optional<TestParameters> testParameters;
   uint32_t* progress = nullptr;  // the caller's, written until the read has ended
 
+  // The last character of the caller's own folder text, for the caller alone.
+  char* callerSeparator = nullptr;
+
   // Shared by caller and worker, under ResultMutex().
   RequestState state = RequestState::Posted;
-  bool trimsCallerText = false;  // the caller takes the last character off its own folder text before it returns
+  bool trimsCallerText = false;  // the caller takes that character off before it returns
 };
 
-// Hands the request to the worker's queue. Defined by the worker; called by any thread.
+// Hands the request to the worker's queue. Defined by the worker; called by any thread. Throws std::bad_alloc.
 void PostRequest(std::shared_ptr<RequestRecord> record);
 
 }  // namespace media_adapter

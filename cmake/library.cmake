@@ -57,6 +57,7 @@ add_library(media_adapter_platform STATIC
   ${platform_folder}/datagram_socket.cpp
   ${platform_folder}/event.cpp
   ${platform_folder}/notices.cpp
+  ${platform_folder}/process.cpp
   ${platform_folder}/thread.cpp
   ${platform_folder}/waiter.cpp)
 target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Threads::Threads)

@@ -1,24 +1,21 @@
 #include "protocol/channel.h"
 
-#include <memory>
+#include <utility>
 
 namespace media_adapter {
 namespace {
 
-// Made on first use, so that it outlives the object whose destruction stops the library.
-std::unique_ptr<Channel>& Holder() {
-  static std::unique_ptr<Channel> channel;
-  return channel;
-}
+// Not freed by the end of the process: a worker that cannot be stopped may still use it.
+Channel* channel = nullptr;
 
 }  // namespace
 
-Channel& WorkerChannel() { return *Holder(); }
+bool HasChannel() { return channel != nullptr; }
 
-void OpenChannel() { Holder() = std::make_unique<Channel>(); }
+Channel& WorkerChannel() { return *channel; }
 
-void CloseChannel() { Holder().reset(); }
+void OpenChannel() { channel = new Channel; }
 
-void AbandonChannel() { [[maybe_unused]] Channel* const left = Holder().release(); }
+void CloseChannel() { delete std::exchange(channel, nullptr); }
 
 }  // namespace media_adapter

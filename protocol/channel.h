@@ -12,11 +12,10 @@ struct Channel {
   platform::DatagramSocket deviceSocket;
 };
 
-// The one channel, from OpenChannel to CloseChannel.
+// The one channel, from OpenChannel to CloseChannel. Opening it throws std::bad_alloc when there is no memory for it.
+bool HasChannel();
 Channel& WorkerChannel();
 void OpenChannel();
 void CloseChannel();
-// Gives the channel up without freeing it: a worker that could not be stopped still uses it.
-void AbandonChannel();
 
 }  // namespace media_adapter

@@ -178,8 +178,61 @@ TEST(StartUp, FailuresAreShownAndEveryCallGivesUp) {
     EXPECT_EQ(API_Search("")->deviceCount, 0U);
     EXPECT_EQ(API_RFAConnect(0, "", 0)->status, 253U);
     EXPECT_EQ(world.errors, std::vector<std::string>{row.text});
+    EXPECT_EQ(world.OpenSockets(), 0U);
     StopLibrary();
     EXPECT_TRUE(world.Log().empty());
+  }
+}
+
+// A caller's text is looked at in the caller's own turn: a second one sees what the first has left of it.
+TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
+  AddAndSearch(VolumeBuilder({}).Build());
+  std::string text = "#\\";
+  const auto write = [&] { return API_RFAWriteData("/proc/self/exe", text.data() + 1, 0, kPassword, 0)->status; };
+  std::thread second;
+  uint32_t secondStatus = 0;
+  world.fate = [&](const LoggedDatagram&, size_t) -> Fate {
+    if (!second.joinable()) {
+      second = std::thread([&] { secondStatus = write(); });
+      std::this_thread::sleep_for(50ms);  // in real time: it is inside, and waits for its turn
+    }
+    return {};
+  };
+  EXPECT_EQ(write(), 249U) << "the program is larger than the volume";
+  {
+    const SimWorld::Outside outside;
+    second.join();
+  }
+  EXPECT_EQ(secondStatus, 243U) << "nothing is left of the text";
+  EXPECT_EQ(text, std::string("#\0", 2));
+}
+
+TEST_F(ApiTest, AForkedChildGivesUpAtOnceAndLeavesEverythingAlone) {
+  AddAndSearch();
+  const auto start = world.Now();
+  world.processId = 2;
+  for (const Call& call : Calls()) {
+    EXPECT_EQ(static_cast<const StatusResult*>(call.run(kPassword, 0, nullptr))->status, 253U) << call.name;
+  }
+  EXPECT_EQ(API_SetIpInterface("192.168.1.20"), 253U);
+  EXPECT_EQ(API_Search("")->deviceCount, 0U);
+  StopLibrary();
+  EXPECT_EQ(world.Now(), start);
+  EXPECT_TRUE(Sent().empty());
+  world.processId = 1;
+  Search();
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
+}
+
+// One that was let go a moment ago runs the library's code until it has returned.
+TEST_F(ApiTest, TheLastCallerHasTimeForItsReturn) {
+  for (const auto since : {0ms, 15ms, 1000ms}) {
+    API_Search(nullptr);
+    world.Advance(since);
+    const auto start = world.Now();
+    Stop();
+    EXPECT_EQ(world.Now() - start, std::max(20ms - since, 0ms));
+    Start();
   }
 }
 

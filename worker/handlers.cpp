@@ -67,15 +67,18 @@ uint32_t KeepDevicesNamed(std::string_view name) {
   return kept;
 }
 
+void ListNoDevices() {
+  std::lock_guard lock(ResultMutex());
+  searchResult.deviceCount = 0;
+}
+
 void HandleSearch(RequestRecord& record) {
-  uint32_t count = 0;
-  if (record.text) {
-    count = Search();
-    if (!record.text->empty()) count = KeepDevicesNamed(*record.text);
-  }
+  if (!record.text) return ListNoDevices();
+  uint32_t count = Search();
+  if (!record.text->empty()) count = KeepDevicesNamed(*record.text);
   std::lock_guard lock(ResultMutex());
   searchResult.deviceCount = count;
-  if (record.text) std::ranges::copy(deviceTable.entries, searchResult.devices);
+  std::ranges::copy(deviceTable.entries, searchResult.devices);
 }
 
 void HandleGetConfiguration(RequestRecord& record) {
@@ -178,34 +181,50 @@ void HandleCreateDirectory(RequestRecord& record) {
   Report(RunOnVolume(record, [&] { return MakeDirectory(*record.devicePath); }), statusResult);
 }
 
-void HandleSetIpInterface(RequestRecord& record) {
-  const uint32_t status = ChangeInterface(record.text);
+void SetInterfaceStatus(uint32_t status) {
   std::lock_guard lock(ResultMutex());
   interfaceStatus = status;
 }
 
-// In the order of RequestId.
-constexpr std::array<void (*)(RequestRecord&), 13> kHandlers = {
-    HandleSearch,
-    HandleGetConfiguration,
-    HandleDeviceRequest<RunSetIPConfiguration>,
-    HandleDeviceRequest<RunSetConfiguration>,
-    HandleSetTest,
-    HandleDeviceRequest<RunConnect>,
-    HandleRead,
-    HandleDelete,
-    HandleWrite,
-    HandleFormat,
-    HandleCreateDirectory,
-    HandleDeviceRequest<RunDisconnect>,
-    HandleSetIpInterface,
+void HandleSetIpInterface(RequestRecord& record) { SetInterfaceStatus(ChangeInterface(record.text)); }
+
+template <auto& block>
+void ReportNoMemory() {
+  Report(MEDIA_ADAPTER_NOT_ENOUGH_MEMORY, block);
+}
+
+struct Handler {
+  void (*run)(RequestRecord&);
+  void (*fail)() = ReportNoMemory<statusResult>;  // what it comes to when there is no memory
 };
+
+// In the order of RequestId.
+constexpr std::array<Handler, 13> kHandlers = {{
+    {HandleSearch, ListNoDevices},
+    {HandleGetConfiguration, ReportNoMemory<configurationResult>},
+    {HandleDeviceRequest<RunSetIPConfiguration>},
+    {HandleDeviceRequest<RunSetConfiguration>},
+    {HandleSetTest, ReportNoMemory<testResult>},
+    {HandleDeviceRequest<RunConnect>},
+    {HandleRead, ReportNoMemory<readDataResult>},
+    {HandleDelete},
+    {HandleWrite},
+    {HandleFormat},
+    {HandleCreateDirectory},
+    {HandleDeviceRequest<RunDisconnect>},
+    {HandleSetIpInterface, [] { SetInterfaceStatus(MEDIA_ADAPTER_SOCKET_FAILED); }},
+}};
 
 }  // namespace
 
 void HandleRequest(RequestRecord& record) {
   const auto place = static_cast<size_t>(record.id) - static_cast<size_t>(RequestId::Search);
-  kHandlers.at(place)(record);
+  const Handler& handler = kHandlers.at(place);
+  try {
+    handler.run(record);
+  } catch (const std::exception&) {  // there is no memory; the end of a stopped thread passes by
+    handler.fail();
+  }
 }
 
 }  // namespace media_adapter

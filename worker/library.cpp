@@ -3,7 +3,8 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <memory>
+#include <new>
+#include <utility>
 
 #include "api/request_gate.h"
 #include "api/result_blocks.h"
@@ -27,23 +28,26 @@ using std::chrono::milliseconds;
 constexpr milliseconds kQuitTimeout{100};
 constexpr milliseconds kLeaveTimeout{1000};
 
-// Made on first use, so that it outlives the object whose destruction stops the library.
-std::unique_ptr<platform::Thread>& WorkerHandle() {
-  static std::unique_ptr<platform::Thread> handle;
-  return handle;
-}
+// Not freed by the end of the process, which may be that of a forked child.
+platform::Thread* worker = nullptr;
 
-void StartWorker() {
+// False when there is no thread, or no memory for what it needs.
+bool StartWorker() {
   SetWorkerReady(false);
-  OpenChannel();
-  WorkerHandle() = std::make_unique<platform::Thread>();
-  if (!WorkerHandle()->Start(WorkerMain)) ShowSystemError("CreateThreadSocket");
+  try {
+    OpenChannel();
+    worker = new platform::Thread;
+    return worker->Start(WorkerMain);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
-// True once the worker has ended; a worker that does not end keeps what it uses.
+// True once the worker has ended.
 bool StopWorker() {
+  if (worker == nullptr) return true;
   WorkerChannel().queue.PostQuit();
-  const bool ended = WorkerHandle()->Wait(kQuitTimeout) || WorkerHandle()->StopByForce();
+  const bool ended = worker->Wait(kQuitTimeout) || worker->StopByForce();
   SetWorkerReady(false);
   return ended;
 }
@@ -56,21 +60,20 @@ bool StartLibrary() {
   ResetProtocol();
   ResetVolume();
   FreeSectorBuffers();
-  StartWorker();
+  if (!StartWorker()) ShowSystemError("CreateThreadSocket");
   if (!OpenGate()) ShowSystemError("CreateEvent");
   return true;
 }
 
 void StopLibrary() {
-  const bool ended = StopWorker();
-  CloseGate(kLeaveTimeout);
-  if (!ended) {
-    AbandonChannel();
-    return;
-  }
+  if (InForkedChild()) return;
+  const bool workerEnded = StopWorker();
+  const bool callersLeft = CloseGate(kLeaveTimeout);
+  if (!workerEnded || !callersLeft) return;  // they keep what they use
   FreeSectorBuffers();
+  FreeGate();
   CloseChannel();
-  WorkerHandle().reset();
+  delete std::exchange(worker, nullptr);
 }
 
 void platform::OnLibraryLoaded() { StartLibrary(); }

@@ -9,7 +9,8 @@ namespace media_adapter {
 bool StartLibrary();
 
 // Ends the worker (by the quit message; by force after 100 ms) and the calls that are still inside, and frees what the
-// requests left. No export may be called during and after it.
+// requests left; a worker or a call that does not end keeps what it uses. No export may be called during and after it.
+// In a forked child, which has the library's memory but not its worker, it does nothing.
 void StopLibrary();
 
 }  // namespace media_adapter

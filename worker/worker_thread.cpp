@@ -36,11 +36,13 @@ void Dispatch(const Message& message) {
 
 }  // namespace
 
-void PostRequest(std::shared_ptr<RequestRecord> record) { WorkerChannel().queue.PostRequest(std::move(record)); }
+void PostRequest(std::shared_ptr<RequestRecord> record) {
+  if (HasChannel()) WorkerChannel().queue.PostRequest(std::move(record));
+}
 
 void WorkerMain() {
   Channel& channel = WorkerChannel();
-  if (CreateDeviceSocket(channel.deviceSocket, nullptr, true) != MEDIA_ADAPTER_OK) return;
+  if (CreateDeviceSocket(channel.deviceSocket, nullptr, true) != MEDIA_ADAPTER_OK) return channel.deviceSocket.Close();
   channel.queue.Watch(&channel.deviceSocket);
   SetWorkerReady(true);
   for (Message message;

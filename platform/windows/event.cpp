@@ -1,5 +1,7 @@
 #include "platform/event.h"
 
+#include <new>
+
 #include "platform/windows/system.h"
 
 namespace media_adapter::platform {
@@ -14,7 +16,10 @@ struct Event::Impl {
 };
 
 Event::Event() {
-  if (const HANDLE handle = CreateEventA(nullptr, FALSE, FALSE, nullptr)) impl_ = std::make_unique<Impl>(handle);
+  const HANDLE handle = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+  if (handle == nullptr) return;
+  impl_.reset(new (std::nothrow) Impl(handle));
+  if (!impl_) CloseHandle(handle);
 }
 Event::~Event() = default;
 

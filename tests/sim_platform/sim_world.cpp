@@ -17,6 +17,8 @@ thread_local bool isParticipant = false;
 
 }  // namespace
 
+thread_local int WorldMutex::depth = 0;
+
 SimWorld::SimWorld(uint64_t seed) : generator_(seed) {
   current = this;
   isParticipant = true;

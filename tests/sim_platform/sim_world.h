@@ -6,6 +6,7 @@
 // that one thing happens. So a run depends on nothing but the test and the seed.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -57,6 +58,23 @@ struct RandomFaults {
   double reordering = 0;
 };
 
+// The lock of the world, which knows whether its own thread holds it.
+class WorldMutex {
+ public:
+  void lock() {
+    mutex_.lock();
+    ++depth;
+  }
+  void unlock() {
+    --depth;
+    mutex_.unlock();
+  }
+  static thread_local int depth;
+
+ private:
+  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
+};
+
 class SimWorld {
  public:
   explicit SimWorld(uint64_t seed = 1);
@@ -82,8 +100,9 @@ class SimWorld {
   platform::LocalTime localTime{2024, 2, 29, 13, 14, 15};
   platform::MacAddress adapter{0x02, 0, 0, 0, 0, 0x99};
   uint32_t lastSystemError = 0x2A;
-  std::vector<std::string> errors;  // texts of ShowError
-  std::vector<std::string> traces;  // texts of TraceLine
+  std::atomic<uint32_t> processId = 1;  // another one makes this a forked child
+  std::vector<std::string> errors;      // texts of ShowError
+  std::vector<std::string> traces;      // texts of TraceLine
   struct Failing {
     bool thread = false, open = false, broadcast = false, send = false;
   } failing;
@@ -92,6 +111,8 @@ class SimWorld {
   // Lets the others run for `duration`.
   void Advance(Time duration);
   size_t OpenSockets() const { return sockets_.size(); }
+  // True while this thread does the world's work, not the library's.
+  static bool IsInside() { return WorldMutex::depth != 0; }
 
   // While one exists, the test's own thread does not take part: it may wait for other threads in real time. Threads
   // that take no part may use the library; time goes on without regard to them.
@@ -164,7 +185,7 @@ class SimWorld {
   void SleepUntilReleased(Sleeper& sleeper);
   [[noreturn]] void AbortDeadlocked() const;
 
-  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
+  WorldMutex mutex_;
   Time now_{std::chrono::seconds(1000)};
   std::mt19937_64 generator_;
   std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep

@@ -33,7 +33,7 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
     }
     return true;
   };
-  world.Wait(take, deadline);
+  world.Wait(std::ref(take), deadline);  // a copy would take memory of the library's
   return outcome;
 }
 

@@ -1,0 +1,122 @@
+// The library without memory: over whole requests, each allocation of the library fails once. Nothing crosses the
+// border but a status that says so, and the next call works.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <set>
+
+#include "tests/support/library_fixture.h"
+
+namespace {
+
+std::atomic<int> untilFailure = 0;  // allocations until the one that fails; 0: none does
+
+}  // namespace
+
+void* operator new(size_t size) {
+  const bool fails = untilFailure > 0 && !media_adapter::sim::SimWorld::IsInside() && --untilFailure == 0;
+  void* const memory = fails ? nullptr : std::malloc(std::max<size_t>(size, 1));
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace media_adapter::sim {
+namespace {
+
+using MemoryTest = LibraryTest;
+
+// Runs `call` with its first allocation failing, then with its second, until it needs no more. Each time `onFailure`
+// gets what it came to. Returns how many there were.
+int FailEach(const std::function<uint32_t()>& call, const std::function<void(uint32_t)>& onFailure) {
+  for (int each = 1;; ++each) {
+    SCOPED_TRACE(each);
+    untilFailure = each;
+    const uint32_t result = call();
+    if (untilFailure.exchange(0) > 0) return each - 1;
+    onFailure(result);
+  }
+}
+
+TEST_F(MemoryTest, ARequestWithoutMemoryFailsAndTheNextOneWorks) {
+  VolumeBuilder builder({});
+  const Bytes content = Pattern(20000);
+  builder.AddFile("/a long name.bin", content);
+  AddAndSearch(builder.Build());
+  const TempFolder folder;
+  const std::string local = folder / "another long name.bin";
+  WriteWholeFile(local, content);
+  std::string downloads = Downloads().Path().string(), root;
+  const std::vector<uint16_t> elements(100, MEDIA_ADAPTER_ELEMENT(0, 2));
+  const std::string address = "127.0.0.1" + std::string(100, ' ');
+
+  const struct {
+    const char* name;
+    std::function<uint32_t()> run;
+    uint32_t good;
+    std::set<uint32_t> failed;
+  } rows[] = {
+      {"Search", [] { return API_Search("device")->deviceCount; }, 1, {0}},
+      {"GetConfiguration",
+       [&] { return API_GetConfiguration(elements.data(), 100, 0, kPassword, 0)->status; },
+       0,
+       {249, 253}},
+      {"SetTest", [] { return API_SetTest(nullptr, 0, "sixteen letters!", 0)->status; }, 1, {249, 253}},
+      {"SetIpInterface", [&] { return API_SetIpInterface(address.c_str()); }, 0, {253}},
+      {"List", [&] { return API_RFAReadData("\\", downloads.data(), 0, kPassword, 0)->status; }, 0, {249, 253}},
+      {"Read",
+       [&] { return API_RFAReadData("\\a long name.bin", downloads.data(), 0, kPassword, 0)->status; },
+       0,
+       {249, 253}},
+      {"Write", [&] { return API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0)->status; }, 0, {249, 253}},
+      {"CreateDirectory",
+       [&] { return API_RFACreateDirectory("\\a directory", 0, kPassword, 0)->status; },
+       0,
+       {249, 253}},
+      {"Delete", [&] { return API_RFADelete("\\another long name.bin", 0, kPassword, 0)->status; }, 0, {249, 253}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto prepare = [&] {
+      root = "\\";
+      if (row.name == std::string("CreateDirectory")) API_RFAFormat(0, kPassword, 0);
+      if (row.name == std::string("Delete")) API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0);
+    };
+    prepare();
+    const int count = FailEach(row.run, [&](uint32_t result) {
+      EXPECT_TRUE(row.failed.contains(result)) << result;
+      prepare();
+      EXPECT_EQ(row.run(), row.good);
+      prepare();
+    });
+    EXPECT_GT(count, 0);
+  }
+  EXPECT_EQ(Downloaded("a long name.bin"), content);
+}
+
+TEST(Memory, ALibraryThatStartsWithoutItGivesUp) {
+  SimWorld world;
+  const auto startAndStop = [] {
+    StartLibrary();
+    const int left = untilFailure.exchange(0);
+    const uint32_t status = API_SetIpInterface("127.0.0.1");
+    StopLibrary();
+    untilFailure = left;
+    return status;
+  };
+  EXPECT_GT(FailEach(startAndStop,
+                     [&](uint32_t status) {
+                       EXPECT_EQ(status, 253U);
+                       EXPECT_EQ(world.OpenSockets(), 0U);
+                       EXPECT_EQ(world.errors.size(), 1U);
+                       world.errors.clear();
+                     }),
+            2);
+  EXPECT_TRUE(world.errors.empty());
+}
+
+}  // namespace
+}  // namespace media_adapter::sim
