@@ -61,7 +61,9 @@ add_library(media_adapter_platform STATIC
   ${platform_folder}/thread.cpp
   ${platform_folder}/waiter.cpp)
 target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Threads::Threads)
-if(WIN32)
+if(NOT WIN32)
+  target_compile_definitions(media_adapter_local_files PRIVATE _FILE_OFFSET_BITS=64)  # where offsets have 32 bits
+else()
   target_link_libraries(media_adapter_platform PUBLIC ws2_32 iphlpapi)
 endif()
 

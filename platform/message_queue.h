@@ -43,8 +43,8 @@ class MessageQueue {
   void ArmTimer(uint32_t id, std::chrono::milliseconds interval);
   void KillTimer(uint32_t id);
 
-  // Delivers a Datagram message while `socket` has something to read; null watches none. To be called again after the
-  // socket was opened anew.
+  // Delivers a Datagram message while `socket` has something to read; null watches none. To be called with null before
+  // the socket is closed, and again after it was opened anew.
   void Watch(const DatagramSocket* socket) { waiter_.Watch(socket); }
 
  private:

@@ -22,8 +22,8 @@ class Waiter {
   // Ends the present wait, or the next one, with Woken. Several calls may end one wait only.
   void Wake();
 
-  // Ends waits with Readable while `socket` has something to read; null or closed: never. To be called again after the
-  // socket was opened anew. Only the waiting thread calls it.
+  // Ends waits with Readable while `socket` has something to read; null or closed: never. A watched socket is to be let
+  // go (null) before it is closed: a forked child may hold it open. Only the waiting thread calls it.
   void Watch(const DatagramSocket* socket);
 
   // Waits until MonotonicNow() reaches `deadline` (none: for ever). Woken goes before Readable, Readable before

@@ -42,6 +42,7 @@ uint32_t ChangeInterface(const std::optional<std::string>& text) {
   auto& [queue, socket] = WorkerChannel();
   const auto current = socket.LocalAddress();
   if (current && std::ranges::equal(*current, wanted)) return MEDIA_ADAPTER_OK;
+  queue.Watch(nullptr);
   socket.Close();
   const uint32_t status = CreateDeviceSocket(socket, text->empty() ? nullptr : text->c_str(), false);
   queue.Watch(&socket);

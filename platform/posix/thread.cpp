@@ -15,6 +15,22 @@ namespace {
 constexpr int kRaisedPriority = -2;  // nice value: a little above ordinary threads
 constexpr std::chrono::milliseconds kForceTimeout{1000};
 
+// Signals are for the application's own threads: while one exists, threads are started that never see any.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 }  // namespace
 
 struct Thread::Impl {
@@ -40,9 +56,6 @@ struct Thread::Impl {
       ~EndMark() { impl.MarkEnded(); }
     } mark{**self};
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, nullptr);    // the application's signals are for its own threads
     setpriority(PRIO_PROCESS, 0, kRaisedPriority);  // this thread alone on Linux; without the right, it stays as it is
     (*self)->entry();
     return nullptr;
@@ -60,6 +73,7 @@ bool Thread::Start(void (*entry)()) {
   auto impl = std::make_shared<Impl>();
   impl->entry = entry;
   auto argument = std::make_unique<std::shared_ptr<Impl>>(impl);
+  const SignalsHeld held;
   if (pthread_create(&impl->handle, nullptr, &Impl::Run, argument.get()) != 0) return false;
   (void)argument.release();  // the thread's now
   impl_ = std::move(impl);

@@ -55,7 +55,6 @@ void Waiter::Wake() {
 }
 
 void Waiter::Watch(const DatagramSocket* socket) {
-  // A socket that was closed has left by itself; its number may be another's by now.
   if (impl_->socket >= 0) epoll_ctl(impl_->epoll, EPOLL_CTL_DEL, impl_->socket, nullptr);
   impl_->socket = socket == nullptr ? -1 : static_cast<int>(socket->Handle());
   if (impl_->socket >= 0) impl_->Add(impl_->socket, kSocket);

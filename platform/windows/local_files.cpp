@@ -1,9 +1,5 @@
 #include "platform/local_files.h"
 
-#include <fcntl.h>
-#include <io.h>
-
-#include "platform/file_stream.h"
 #include "platform/windows/local_time.h"
 
 namespace media_adapter::platform {
@@ -12,10 +8,14 @@ namespace {
 constexpr DWORD kDosAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                                  FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ARCHIVE;
 
-// The stream owns the handle; null, and the handle is still the caller's, when there is none to be had.
-std::FILE* ToStream(HANDLE handle, bool isRead) {
-  const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), isRead ? _O_RDONLY : 0);
-  return descriptor < 0 ? nullptr : _fdopen(descriptor, isRead ? "rb" : "wb");
+HANDLE ToHandle(FileHandle file) { return reinterpret_cast<HANDLE>(file); }
+
+// Where a read or a write begins. The file is opened for calls that wait for their end all the same.
+OVERLAPPED PlaceAt(uint64_t offset) {
+  OVERLAPPED place{};
+  place.Offset = static_cast<DWORD>(offset);
+  place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  return place;
 }
 
 LocalTime InLocalTime(const FILETIME& time) {
@@ -32,28 +32,41 @@ LocalTime InLocalTime(const FILETIME& time) {
 Interruptible::Interruptible() = default;
 Interruptible::~Interruptible() = default;
 
-std::FILE* OpenRegularFile(const std::string& path, FileUse use) {
+FileHandle OpenRegularFile(const std::string& path, FileUse use) {
   const bool isRead = use == FileUse::Read;
   // An existing file is cut, not made anew: it keeps its attributes, and may be a hidden one.
   const HANDLE handle =
       CreateFileA(path.c_str(), isRead ? GENERIC_READ : GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                   isRead ? OPEN_EXISTING : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return nullptr;
-  std::FILE* stream = nullptr;
-  if (GetFileType(handle) == FILE_TYPE_DISK && (isRead || SetEndOfFile(handle))) stream = ToStream(handle, isRead);
-  if (stream == nullptr) CloseHandle(handle);
-  return stream;
+  if (handle == INVALID_HANDLE_VALUE) return kNoFile;
+  if (GetFileType(handle) == FILE_TYPE_DISK && (isRead || SetEndOfFile(handle))) {
+    return reinterpret_cast<FileHandle>(handle);
+  }
+  CloseHandle(handle);
+  return kNoFile;
 }
 
-std::optional<uint64_t> StreamSize(std::FILE* stream) {
-  const int64_t size = _filelengthi64(_fileno(stream));
-  if (size < 0) return std::nullopt;
-  return static_cast<uint64_t>(size);
+std::optional<uint64_t> FileSize(FileHandle file) {
+  LARGE_INTEGER size{};
+  if (!GetFileSizeEx(ToHandle(file), &size)) return std::nullopt;
+  return static_cast<uint64_t>(size.QuadPart);
 }
 
-bool SeekStream(std::FILE* stream, uint64_t offset) {
-  return _fseeki64(stream, static_cast<int64_t>(offset), SEEK_SET) == 0;
+int64_t ReadAt(FileHandle file, std::span<uint8_t> buffer, uint64_t offset) {
+  OVERLAPPED place = PlaceAt(offset);
+  DWORD count = 0;
+  if (ReadFile(ToHandle(file), buffer.data(), static_cast<DWORD>(buffer.size()), &count, &place)) return count;
+  return GetLastError() == ERROR_HANDLE_EOF ? 0 : -1;
 }
+
+int64_t WriteAt(FileHandle file, std::span<const uint8_t> bytes, uint64_t offset) {
+  OVERLAPPED place = PlaceAt(offset);
+  DWORD count = 0;
+  if (WriteFile(ToHandle(file), bytes.data(), static_cast<DWORD>(bytes.size()), &count, &place)) return count;
+  return -1;
+}
+
+bool CloseFile(FileHandle file) { return CloseHandle(ToHandle(file)); }
 
 std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
   if (path.find_first_of("*?") != std::string::npos) return std::nullopt;  // the search would take it for a pattern

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "platform/clock.h"
-#include "platform/file_stream.h"
+#include "platform/raw_file.h"
 #include "platform/local_files.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
