@@ -15,9 +15,12 @@ std::atomic<int> untilFailure = 0;  // allocations until the one that fails; 0: 
 
 }  // namespace
 
-void* operator new(size_t size) {
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
   const bool fails = untilFailure > 0 && !media_adapter::sim::SimWorld::IsInside() && --untilFailure == 0;
-  void* const memory = fails ? nullptr : std::malloc(std::max<size_t>(size, 1));
+  return fails ? nullptr : std::malloc(std::max<size_t>(size, 1));
+}
+void* operator new(size_t size) {
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
