@@ -1,11 +1,10 @@
 // What a hostile device can answer. The input picks requests, and for each datagram that they send a few replies: with
-// a proper header and a body of the fuzzer's, or altogether the fuzzer's own.
+// a proper header, any status and a body of the fuzzer's, or altogether the fuzzer's own.
 #include <algorithm>
-#include <cstdlib>
 
+#include "api/result_blocks.h"
 #include "fuzz/fuzz_platform.h"
 #include "protocol/little_endian.h"
-#include "protocol/packet.h"
 #include "protocol/wire.h"
 
 namespace media_adapter::fuzz {
@@ -17,24 +16,25 @@ constexpr size_t kMaxBody = 1600;  // some of them too long for the library's bu
 
 enum Kind : uint8_t { kBody, kReport, kData, kRaw, kKinds };
 
-std::vector<uint8_t> Reply(std::span<const uint8_t> request, Kind kind, uint8_t status, std::vector<uint8_t> body) {
-  if (kind == kRaw) return body;
-  std::vector<uint8_t> reply(request.begin(), request.begin() + wire::kHeaderSize);
-  reply[wire::kSenderOffset] = wire::kDeviceSender;
+void Reply(std::span<const uint8_t> request, Input& input) {
+  const auto kind = static_cast<Kind>(input.Byte() % kKinds);
+  const uint32_t status = input.Byte() % 4 == 0 ? input.Status() : 0;
+  const auto body = input.Bytes(input.U16() % kMaxBody);
+  if (kind == kRaw) return Deliver(body);
+
+  std::array<uint8_t, wire::kHeaderSize + kMaxBody> reply;
+  size_t size = body.size();
+  auto command = static_cast<uint8_t>(request[wire::kCommandOffset] + 1);
   if (kind == kReport) {
-    reply[wire::kCommandOffset] = static_cast<uint8_t>(wire::Command::TestReport);
-    body.resize(16);
+    command = static_cast<uint8_t>(wire::Command::TestReport);
+    size = std::min<size_t>(size, 16);
   } else if (kind == kData) {
-    reply[wire::kCommandOffset] = static_cast<uint8_t>(wire::Command::TransferData);
-    if (body.size() > 1) std::copy_n(body.begin(), 2, reply.begin() + wire::kSequenceOffset);
-  } else {
-    ++reply[wire::kCommandOffset];
+    command = static_cast<uint8_t>(wire::Command::TransferData);
   }
-  std::ranges::copy(kDeviceMac, reply.begin() + wire::kSourceMacOffset);
-  WriteU32(reply, wire::kStatusOffset, status);
-  reply.insert(reply.end(), body.begin(), body.end());
-  WriteU16(reply, wire::kLengthOffset, static_cast<uint16_t>(reply.size()));
-  return reply;
+  PutReplyHeader(request, command, status, size, reply);
+  if (kind == kData) WriteU16(reply, wire::kSequenceOffset, input.U16());
+  std::copy_n(body.begin(), size, reply.begin() + wire::kHeaderSize);
+  Deliver(std::span(reply).first(wire::kHeaderSize + size));
 }
 
 RequestRecord Request(Input& input) {
@@ -51,18 +51,38 @@ RequestRecord Request(Input& input) {
   return record;
 }
 
+uint32_t StatusOf(RequestId id) {
+  switch (id) {
+    case RequestId::Search:
+      return 0;
+    case RequestId::GetConfiguration:
+      return configurationResult.status;
+    case RequestId::SetTest:
+      return testResult.status;
+    case RequestId::RFAReadData:
+      return readDataResult.status;
+    default:
+      return statusResult.status;
+  }
+}
+
 void RunInput(std::span<const uint8_t> bytes) {
   Input input(bytes);
   StartWithOneDevice();
+  localFiles["/nowhere"].resize(100);
   network.onSend = [&](std::span<const uint8_t> request) {
-    for (size_t replies = input.Byte() % kMaxReplies; replies > 0; --replies) {
-      const auto kind = static_cast<Kind>(input.Byte() % kKinds);
-      const uint8_t status = input.Byte() % 8 == 0 ? input.Byte() : 0;
-      const size_t size = (input.Byte() * 256U + input.Byte()) % kMaxBody;
-      network.incoming.push_back(Reply(request, kind, status, input.Bytes(size)));
-    }
+    for (size_t replies = input.Byte() % kMaxReplies; replies > 0; --replies) Reply(request, input);
   };
-  for (int i = 0; i < kMaxRequests && !input.IsEmpty(); ++i) Run(Request(input));
+  for (int i = 0; i < kMaxRequests && !input.IsEmpty(); ++i) {
+    RequestRecord record = Request(input);
+    const RequestId id = record.id;
+    network.statuses.clear();
+    Run(std::move(record));
+    const uint32_t status = StatusOf(id);
+    if (!IsExplained(status)) Breach("a status that nobody sent", status);
+    const bool isSearch = id == RequestId::Search;
+    if (status == 0 && !isSearch && std::ranges::count(network.statuses, 0U) == 0) Breach("success without a reply");
+  }
   Stop();
 }
 

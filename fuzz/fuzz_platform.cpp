@@ -1,7 +1,9 @@
 #include "fuzz/fuzz_platform.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
 
 #include "api/request_gate.h"
 #include "api/result_blocks.h"
@@ -10,22 +12,68 @@
 #include "platform/adapters.h"
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/file_stream.h"
+#include "platform/local_files.h"
 #include "platform/notices.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
 #include "protocol/channel.h"
 #include "protocol/device_table.h"
+#include "protocol/little_endian.h"
 #include "protocol/packet.h"
 #include "protocol/protocol_state.h"
+#include "protocol/wire.h"
 #include "worker/handlers.h"
 
 namespace media_adapter::fuzz {
+namespace {
+
+// Datagrams under way, in the order of their arrival.
+class Mailbox {
+ public:
+  struct Letter {
+    std::array<uint8_t, 2048> bytes;
+    size_t size;
+    std::chrono::nanoseconds arrival;
+  };
+  bool IsEmpty() const { return count_ == 0; }
+  bool IsFull() const { return count_ == letters_.size(); }
+  Letter& Front() { return letters_[first_]; }
+  Letter& Append() { return letters_[(first_ + count_++) % letters_.size()]; }
+  void Pop() {
+    first_ = (first_ + 1) % letters_.size();
+    --count_;
+  }
+  void Clear() { count_ = 0; }
+
+ private:
+  std::array<Letter, 32> letters_;
+  size_t first_ = 0;
+  size_t count_ = 0;
+};
+Mailbox mailbox;
+
+// The longest wait after one datagram, and what a stream that stands still may add.
+constexpr std::chrono::seconds kLongestWait{10};
+constexpr std::chrono::seconds kSlack{100};
+
+}  // namespace
 
 Network network;
+std::map<std::string, std::vector<uint8_t>> localFiles;
+
+void Deliver(std::span<const uint8_t> datagram) {
+  if (mailbox.IsFull()) return;
+  Mailbox::Letter& letter = mailbox.Append();
+  letter.size = std::min(datagram.size(), letter.bytes.size());
+  std::copy_n(datagram.begin(), letter.size, letter.bytes.begin());
+  letter.arrival = network.now + network.latency;
+}
 
 void StartWithOneDevice() {
   network = {};
-  ResetResultBlocks();
+  mailbox.Clear();
+  localFiles.clear();
   ResetPackets({});
   ResetProtocol();
   ResetVolume();
@@ -43,7 +91,34 @@ void Stop() {
   CloseChannel();
 }
 
-void Run(RequestRecord record) { HandleRequest(record); }
+void Run(RequestRecord record) {
+  const auto start = network.now;
+  const uint32_t sentBefore = network.sent;
+  HandleRequest(record);
+  const auto bound = kLongestWait * (network.sent - sentBefore) + kSlack;
+  if (network.now - start > bound) Breach("a request took too long", network.sent - sentBefore);
+}
+
+bool IsExplained(uint32_t status) {
+  const bool isOfLibrary = status <= 4 || (status >= 236 && status <= 255);
+  return isOfLibrary || std::ranges::find(network.statuses, status) != network.statuses.end();
+}
+
+void Breach(const char* what, uint64_t number) {
+  std::fprintf(stderr, "BREACH: %s (%llu)\n", what, static_cast<unsigned long long>(number));
+  std::abort();
+}
+
+void PutReplyHeader(std::span<const uint8_t> request, uint8_t command, uint32_t status, size_t bodySize,
+                    std::span<uint8_t> reply) {
+  CopyBytes(request.first(wire::kHeaderSize), reply);
+  reply[wire::kCommandOffset] = command;
+  reply[wire::kSenderOffset] = wire::kDeviceSender;
+  WriteU16(reply, wire::kLengthOffset, static_cast<uint16_t>(wire::kHeaderSize + bodySize));
+  CopyBytes(kDeviceMac, reply.subspan(wire::kSourceMacOffset));
+  WriteU32(reply, wire::kStatusOffset, status);
+  network.statuses.push_back(status);
+}
 
 uint8_t Input::Byte() {
   if (bytes_.empty()) return 0;
@@ -52,16 +127,33 @@ uint8_t Input::Byte() {
   return byte;
 }
 
-std::vector<uint8_t> Input::Bytes(size_t count) {
+uint16_t Input::U16() {
+  const uint8_t low = Byte();
+  return static_cast<uint16_t>(low | Byte() << 8);
+}
+
+uint32_t Input::U32() {
+  const uint16_t low = U16();
+  return low | static_cast<uint32_t>(U16()) << 16;
+}
+
+std::span<const uint8_t> Input::Bytes(size_t count) {
   const auto taken = bytes_.first(std::min(count, bytes_.size()));
   bytes_ = bytes_.subspan(taken.size());
-  return {taken.begin(), taken.end()};
+  return taken;
+}
+
+uint32_t Input::Status() {
+  constexpr std::array<uint32_t, 11> kSpecial = {0xFFFFFFFF, 244, 249, 253, 251, 1, 5, 6, 7, 9, 49};
+  const size_t choice = Byte() % (kSpecial.size() + 1);
+  return choice < kSpecial.size() ? kSpecial.at(choice) : U32();
 }
 
 }  // namespace media_adapter::fuzz
 
 namespace media_adapter::platform {
 
+using fuzz::mailbox;
 using fuzz::network;
 
 std::chrono::nanoseconds MonotonicNow() { return network.now; }
@@ -91,10 +183,11 @@ Waiter::~Waiter() = default;
 void Waiter::Wake() {}
 void Waiter::Watch(const DatagramSocket*) {}
 Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
-  if (!network.incoming.empty()) return Outcome::Readable;
+  if (!mailbox.IsEmpty() && (!deadline || mailbox.Front().arrival <= *deadline)) {
+    network.now = std::max(network.now, mailbox.Front().arrival);
+    return Outcome::Readable;
+  }
   if (!deadline) return Outcome::Failed;
-  if (network.onTime) network.onTime(network.now);
-  if (!network.incoming.empty()) return Outcome::Readable;
   network.now = std::max(network.now, *deadline);
   return Outcome::TimedOut;
 }
@@ -105,18 +198,79 @@ void DatagramSocket::Close() {}
 std::optional<Ipv4Address> DatagramSocket::LocalAddress() const { return std::nullopt; }
 
 int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint&) {
+  ++network.sent;
   network.onSend(datagram);
   return static_cast<int>(datagram.size());
 }
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
-  if (network.incoming.empty()) return -1;
-  const std::vector<uint8_t> datagram = std::move(network.incoming.front());
-  network.incoming.pop_front();
-  if (datagram.size() > buffer.size()) return -1;
-  std::ranges::copy(datagram, buffer.begin());
+  if (mailbox.IsEmpty() || mailbox.Front().arrival > network.now) return -1;
+  const auto& letter = mailbox.Front();
+  mailbox.Pop();
+  if (letter.size > buffer.size()) return -1;
+  std::copy_n(letter.bytes.begin(), letter.size, buffer.begin());
   sender = fuzz::kDevice;
-  return static_cast<int>(datagram.size());
+  return static_cast<int>(letter.size);
 }
+
+// A stream over one of fuzz::localFiles.
+struct OpenFile {
+  std::vector<uint8_t>& bytes;
+  size_t position = 0;
+};
+
+std::FILE* OpenRegularFile(const std::string& path, FileUse use) {
+  if (use == FileUse::Read && !fuzz::localFiles.contains(path)) return nullptr;
+  std::vector<uint8_t>& bytes = fuzz::localFiles[path];
+  if (use == FileUse::Replace) bytes.clear();
+  cookie_io_functions_t calls{};
+  calls.read = [](void* cookie, char* out, size_t size) -> ssize_t {
+    auto& file = *static_cast<OpenFile*>(cookie);
+    const size_t count = file.position < file.bytes.size() ? std::min(size, file.bytes.size() - file.position) : 0;
+    std::copy_n(file.bytes.begin() + static_cast<std::ptrdiff_t>(file.position), count, out);
+    file.position += count;
+    return static_cast<ssize_t>(count);
+  };
+  calls.write = [](void* cookie, const char* data, size_t size) -> ssize_t {
+    auto& file = *static_cast<OpenFile*>(cookie);
+    if (file.bytes.size() < file.position + size) file.bytes.resize(file.position + size);
+    std::copy_n(data, size, file.bytes.begin() + static_cast<std::ptrdiff_t>(file.position));
+    file.position += size;
+    return static_cast<ssize_t>(size);
+  };
+  calls.seek = [](void* cookie, off64_t* offset, int whence) {
+    auto& file = *static_cast<OpenFile*>(cookie);
+    file.position = static_cast<size_t>(*offset) + (whence == SEEK_END ? file.bytes.size() : 0);
+    *offset = static_cast<off64_t>(file.position);
+    return whence == SEEK_CUR ? -1 : 0;
+  };
+  calls.close = [](void* cookie) {
+    delete static_cast<OpenFile*>(cookie);
+    return 0;
+  };
+  return fopencookie(new OpenFile{bytes}, use == FileUse::Read ? "rb" : "wb", calls);
+}
+
+std::optional<uint64_t> StreamSize(std::FILE* stream) {
+  if (fseeko(stream, 0, SEEK_END) != 0) return std::nullopt;
+  const auto size = static_cast<uint64_t>(ftello(stream));
+  std::rewind(stream);
+  return size;
+}
+
+bool SeekStream(std::FILE* stream, uint64_t offset) {
+  return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+Interruptible::Interruptible() { before_ = 0; }
+Interruptible::~Interruptible() = default;
+
+std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
+  if (!fuzz::localFiles.contains(path)) return std::nullopt;
+  return LocalFileInfo{.name = path.substr(path.rfind('/') + 1), .attributes = 0x20, .lastWrite = {}};
+}
+
+bool IsHostSeparator(char c) { return c == '/'; }
+char HostSeparator() { return '/'; }
 
 }  // namespace media_adapter::platform

@@ -1,119 +1,180 @@
-// What a hostile volume can hold. The input is laid over the boot sector, the FAT, the root directory and the first
-// clusters of a volume; then every file operation runs on it. Nothing may be written before the volume's FAT or behind
-// its last sector.
+// What a hostile volume can hold and a lying device can answer. The input changes bytes of a sound volume, writes the
+// script of the device's faults, and picks the requests. The disk judges every write; what a device that does not lie
+// took must be there at once.
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
 #include <string>
-#include <unordered_map>
 
+#include "api/result_blocks.h"
 #include "fuzz/fuzz_platform.h"
-#include "protocol/little_endian.h"
-#include "protocol/sector_access.h"
-#include "simulator/device_model.h"
-#include "tests/support/temp_folder.h"
+#include "fuzz/lying_device.h"
+#include "fuzz/watched_disk.h"
 
 namespace media_adapter::fuzz {
 namespace {
 
-using Sector = std::array<uint8_t, kSectorSize>;
+constexpr int kMaxPatches = 16;
+constexpr int kMaxFaults = 8;
+constexpr int kMaxRequests = 10;
 
-constexpr uint32_t kSectors = 70000;
-constexpr uint32_t kReserved = 4;
-constexpr uint32_t kFatSectors = 64;
-constexpr uint32_t kRootEntries = 64;
-constexpr uint32_t kRootSector = kReserved + kFatSectors;
-constexpr uint32_t kFirstData = kRootSector + kRootEntries / 16;
-constexpr size_t kGeometryBytes = 8;  // of the boot sector that the input may change
+// Walks are long: a looping folder has 4096 sectors. Few inputs see them to their end.
+constexpr std::array<uint32_t, 8> kBudgets = {200, 200, 200, 200, 400, 400, 1000, 3000};
+constexpr std::array<uint32_t, 4> kLatencies = {1, 1, 100, 1900};  // milliseconds
 
-// A sparse disk: sectors that nobody wrote are zero.
-class SparseStorage : public simulator::Storage {
+const std::array<std::string, 5> kFolders = {"", "\\A", "\\A\\B", "\\A\\..", "\\A\\new folder"};
+const std::array<std::string, 8> kNames = {"F.BIN",      "Read me long.txt", "B",   "new folder",
+                                           "short.name", "README~1.TXT",     "abc", std::string(100, 'x') + ".long"};
+constexpr std::array<uint32_t, 8> kSizes = {0, 1, 512, 513, 1500, 4096, 9000, 20000};
+
+class Volume {
  public:
-  uint32_t SectorCount() const override { return kSectors; }
-  bool Read(uint32_t sector, std::span<uint8_t> out) override {
-    for (size_t at = 0; at < out.size(); at += kSectorSize, ++sector) {
-      std::ranges::copy(sectors_[sector], out.begin() + static_cast<std::ptrdiff_t>(at));
-    }
-    return true;
+  explicit Volume(std::span<const uint8_t> bytes) : input_(bytes), device_(MakeDevice()) {
+    for (int i = input_.Byte() % (kMaxPatches + 1); i > 0; --i) Patch();
+    disk_.TakeGeometry();
+    for (int i = input_.Byte() % (kMaxFaults + 1); i > 0; --i) device_.AddFault(Fault::From(input_));
   }
-  bool Write(uint32_t sector, std::span<const uint8_t> data) override {
-    for (size_t at = 0; at < data.size(); at += kSectorSize, ++sector) {
-      if (sector < lowestWritable) std::abort();
-      std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(at), kSectorSize, sectors_[sector].begin());
-    }
-    return true;
-  }
-  Sector& At(uint32_t sector) { return sectors_[sector]; }
 
-  uint32_t lowestWritable = kReserved;
+  void RunRequests() {
+    StartWithOneDevice();
+    network.latency = std::chrono::milliseconds(latency_);
+    network.onSend = [this](std::span<const uint8_t> request) { device_.OnRequest(request); };
+    for (int i = 0; i < kMaxRequests && !input_.IsEmpty(); ++i) RunRequest();
+    Stop();
+  }
 
  private:
-  std::unordered_map<uint32_t, Sector> sectors_;
+  Device MakeDevice() {
+    const uint8_t choice = input_.Byte();
+    const uint8_t more = input_.Byte();
+    constexpr std::array<uint8_t, 4> kClusterSizes = {1, 2, 3, 8};
+    disk_.Build({.isFat32 = (choice & 1) != 0,
+                 .hasLongFat = (choice & 6) == 6,
+                 .sectorsPerCluster = kClusterSizes.at(choice >> 3 & 3),
+                 .fats = static_cast<uint8_t>(1 + (choice >> 5 & 1)),
+                 .partitionStart = (choice & 64) != 0 ? 5U : 0U});
+    const Geometry& volume = disk_.Volume();
+    const auto end = static_cast<uint32_t>(volume.end);
+    latency_ = kLatencies.at(more >> 3 & 3);
+    // As large as the volume; larger; smaller, so that walks along all clusters are short; or anything.
+    const std::array<uint32_t, 4> lastSectors = {end - 1, end + 1000, static_cast<uint32_t>(disk_.SectorOf(40)),
+                                                 (more >> 6) == 3 ? input_.U32() : 0};
+    return Device(disk_, lastSectors.at(more >> 6), kBudgets.at(more & 7));
+  }
+
+  // Lays bytes of the input, or one byte many times, over a sector that matters.
+  void Patch() {
+    const uint8_t place = input_.Byte();
+    const Geometry& volume = disk_.Volume();
+    const std::array<uint64_t, 8> sectors = {volume.boot,
+                                             volume.fat,
+                                             volume.fat + 1,
+                                             volume.isFat32 ? volume.data : volume.root,
+                                             disk_.SectorOf(kFolderA),
+                                             disk_.SectorOf(kFolderB),
+                                             0,
+                                             volume.fat + input_.Byte() % 16};
+    Sector& sector = disk_.At(sectors.at(place & 7));
+    size_t offset = input_.U16() % sector.size();
+    if ((place & 7) == 0) offset = 11 + offset % 40;
+    if ((place & 7) == 6) offset = 454 + offset % 4;
+    patchesFolders_ |= (place & 7) >= 3 && (place & 7) <= 5;
+    const auto rest = std::span(sector).subspan(offset);
+    const uint8_t count = input_.Byte();
+    if ((place & 128) != 0) {
+      std::ranges::fill(rest.first(std::min<size_t>(rest.size(), count * 4U)), input_.Byte());
+    } else {
+      std::ranges::copy(input_.Bytes(std::min<size_t>(rest.size(), count % 65)), rest.begin());
+    }
+  }
+
+  uint32_t Run(RequestId id, const std::string& devicePath, const std::string& localPath) {
+    RequestRecord record;
+    record.id = id;
+    record.devicePath = devicePath;
+    record.localPath = localPath;
+    disk_.BeginRequest(id);
+    fuzz::Run(std::move(record));
+    const uint32_t status = id == RequestId::RFAReadData ? readDataResult.status : statusResult.status;
+    if (!IsExplained(status)) Breach("a status that nobody sent", status);
+    if (status == 0 && !device_.HasLies()) disk_.EndOfGoodRequest();
+    return status;
+  }
+
+  // Nothing keeps the library from finding what it has just stored.
+  bool IsPlain() const { return disk_.Volume().isSound && !device_.HasLies() && !device_.IsSilent(); }
+
+  void RunRequest() {
+    const uint8_t choice = input_.Byte();
+    const uint8_t place = input_.Byte();
+    const std::string& folder = kFolders.at(place % kFolders.size());
+    const std::string& name = kNames.at(choice >> 3 & 7);
+    const std::string path = folder + "\\" + name;
+    switch (choice & 7) {
+      case 0:
+        Run(RequestId::RFAReadData, (choice & 8) != 0 ? folder + "\\" : folder, "/in");
+        break;
+      case 1:
+        Run(RequestId::RFAReadData, path, "/in");
+        break;
+      case 2:
+        Delete(path);
+        break;
+      case 3:
+        MakeFolder(path);
+        break;
+      case 4:
+        if ((place & 0xC0) == 0xC0) Format();
+        break;
+      default:
+        Put(folder, name, kSizes.at(place >> 5));
+    }
+  }
+
+  void Put(const std::string& folder, const std::string& name, uint32_t size) {
+    std::vector<uint8_t>& file = localFiles["/out/" + name];
+    file.resize(size);
+    for (size_t i = 0; i < file.size(); ++i) file[i] = static_cast<uint8_t>(i * 31 + i / 251 + size);
+    if (Run(RequestId::RFAWriteData, folder + "\\", "/out/" + name) != 0) return;
+    const uint32_t status = Run(RequestId::RFAReadData, folder + "\\" + name, "/in");
+    if (!IsPlain()) return;
+    // A name behind long-name entries without their own is taken for theirs.
+    const bool isLost = status == MEDIA_ADAPTER_INVALID_PATH && patchesFolders_;
+    if (status != 0 && !device_.HasFaults() && !isLost) Breach("what was put is not found", status);
+    if (status == 0 && localFiles.at("/in/" + name) != file) Breach("what was put is read back otherwise", size);
+  }
+
+  void Delete(const std::string& path) {
+    if (Run(RequestId::RFADelete, path, "") != 0) return;
+    const uint32_t status = Run(RequestId::RFAReadData, path, "/in");
+    if (IsPlain() && status == 0 && !patchesFolders_) Breach("what was deleted is found");
+  }
+
+  void MakeFolder(const std::string& path) {
+    if (Run(RequestId::RFACreateDirectory, path, "") != 0) return;
+    const uint32_t status = Run(RequestId::RFAReadData, path, "/in");
+    if (!IsPlain() || patchesFolders_) return;
+    if (status != 0 && !device_.HasFaults()) Breach("a new folder is not found", status);
+    if (status == 0 && readDataResult.entryCount != 2) Breach("a new folder is not empty", readDataResult.entryCount);
+  }
+
+  void Format() {
+    if (Run(RequestId::RFAFormat, "", "") != 0) return;
+    const uint32_t status = Run(RequestId::RFAReadData, "\\", "/in");
+    if (!IsPlain()) return;
+    if (status != 0 && !device_.HasFaults()) Breach("a formatted volume is not listed", status);
+    if (status == 0 && readDataResult.entryCount != 0) Breach("a formatted volume is not empty");
+  }
+
+  Input input_;
+  Disk disk_;
+  uint32_t latency_ = 1;
+  bool patchesFolders_ = false;
+  Device device_;
 };
-
-void Fill(SparseStorage& disk, Input& input) {
-  Sector& boot = disk.At(0);
-  boot[13] = 1;
-  WriteU16(boot, 14, kReserved);
-  boot[16] = 1;
-  WriteU16(boot, 17, kRootEntries);
-  WriteU16(boot, 22, kFatSectors);
-  WriteU32(boot, 32, kReserved + kFatSectors + kRootEntries / 16 + 16000);
-  WriteU16(boot, 510, 0xAA55);
-  // Sometimes the geometry is hostile as well; then any sector may be taken for the FAT.
-  if (input.Byte() % 8 == 0) {
-    std::ranges::copy(input.Bytes(kGeometryBytes), boot.begin() + 13);
-    disk.lowestWritable = 0;
-  }
-  for (const uint32_t sector : {kReserved, kRootSector, kFirstData, kFirstData + 1, kFirstData + 2}) {
-    std::ranges::copy(input.Bytes(kSectorSize), disk.At(sector).begin());
-  }
-}
-
-RequestRecord Request(RequestId id, const char* devicePath, const std::string& localPath) {
-  RequestRecord record;
-  record.id = id;
-  record.devicePath = devicePath;
-  record.localPath = localPath;
-  return record;
-}
-
-void RunInput(std::span<const uint8_t> bytes) {
-  Input input(bytes);
-  auto disk = std::make_unique<SparseStorage>();
-  Fill(*disk, input);
-  simulator::DeviceIdentity identity{kDevice.address, kDeviceMac, "fuzz", ""};
-  simulator::DeviceModel device(identity, std::move(disk));
-  const auto take = [](const std::vector<simulator::Outgoing>& sent) {
-    for (const auto& datagram : sent) network.incoming.push_back(datagram.bytes);
-  };
-  StartWithOneDevice();
-  network.onSend = [&](std::span<const uint8_t> request) {
-    take(device.OnDatagram(request, {{127, 0, 0, 1}, 50000}, network.now));
-  };
-  network.onTime = [&](std::chrono::nanoseconds now) {
-    if (device.NextTime()) take(device.OnTime(std::max(now, *device.NextTime())));
-  };
-  static const sim::TempFolder localFolder;
-  const std::string folder = localFolder.Path().string();
-  const std::string file = localFolder / "A long name.txt";
-  sim::WriteWholeFile(file, std::vector<uint8_t>(10));
-  Run(Request(RequestId::RFAReadData, "\\", folder));
-  Run(Request(RequestId::RFAReadData, "\\A", folder));
-  Run(Request(RequestId::RFAReadData, "\\A\\B", folder));
-  Run(Request(RequestId::RFAWriteData, "\\", file));
-  Run(Request(RequestId::RFAWriteData, "\\A", file));
-  Run(Request(RequestId::RFACreateDirectory, "\\A\\New folder", folder));
-  Run(Request(RequestId::RFADelete, "\\A", folder));
-  Run(Request(RequestId::RFADelete, "\\A long name.txt", folder));
-  Run(Request(RequestId::RFAFormat, "", folder));
-  Stop();
-}
 
 }  // namespace
 }  // namespace media_adapter::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  media_adapter::fuzz::RunInput({data, size});
+  media_adapter::fuzz::Volume({data, size}).RunRequests();
   return 0;
 }

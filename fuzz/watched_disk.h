@@ -1,0 +1,75 @@
+// A device's disk with one FAT volume, and the judge of all that is written to it: each request may change only what is
+// its own business. Everything is computed anew from the boot sector, in 64 bits. A breach aborts.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "api/request_record.h"
+
+namespace media_adapter::fuzz {
+
+using Sector = std::array<uint8_t, 512>;
+
+// Of the volume that Disk::Build makes.
+struct Layout {
+  bool isFat32 = false;
+  bool hasLongFat = false;  // FAT32: for all clusters; otherwise for the first 512
+  uint8_t sectorsPerCluster = 1;
+  uint8_t fats = 1;
+  uint32_t partitionStart = 0;
+};
+
+// As the boot sector tells it. Sector numbers count from the start of the device.
+struct Geometry {
+  uint64_t boot = 0, fat = 0, fatSectors = 0, root = 0, rootSectors = 0, data = 0, end = 0;
+  uint32_t sectorsPerCluster = 1;
+  bool isFat32 = false;
+  bool isSound = false;      // its areas are apart
+  uint64_t lastCluster = 0;  // of volume and FAT; below 2: none
+};
+
+// Clusters of the volume that Disk::Build makes: \A, \A\B, \A\F.BIN (three, linked) and "\Read me long.txt".
+inline constexpr uint32_t kFolderA = 3, kFolderB = 4, kFileF = 5, kLongFile = 8;
+
+class Disk {
+ public:
+  void Build(const Layout& layout);
+  Sector& At(uint64_t sector) { return sectors_[sector]; }
+  const Geometry& Volume() const { return volume_; }
+  uint64_t SectorOf(uint64_t cluster) const { return volume_.data + (cluster - 2) * volume_.sectorsPerCluster; }
+  uint32_t FatEntry(uint64_t cluster);
+
+  // After the input's own changes: looks at the boot sector again.
+  void TakeGeometry();
+
+  void BeginRequest(RequestId id);
+  void Read(uint32_t sector, std::span<uint8_t> out);
+  // Judges the write; stores it only when `isKept`.
+  void Write(uint32_t sector, std::span<const uint8_t> data, bool isKept);
+  // What was freed belonged to the entries that changed.
+  void EndOfGoodRequest();
+
+ private:
+  void Judge(uint64_t sector, const Sector& before, std::span<const uint8_t> after);
+  void JudgeFat(uint64_t sector, const Sector& before, std::span<const uint8_t> after);
+  void JudgeEntry(uint64_t cluster, uint32_t before, uint32_t after);
+  void JudgeSlots(const Sector& before, std::span<const uint8_t> after);
+  void JudgeCluster(uint64_t sector, const Sector& before, std::span<const uint8_t> after);
+
+  std::unordered_map<uint64_t, Sector> sectors_;  // the others are zero
+  Geometry volume_;
+
+  // Of the running request.
+  RequestId request_{};
+  uint64_t fatWrites_ = 0;
+  std::unordered_map<uint64_t, uint32_t> oldEntries_;  // of the FAT, as they were when it began
+  std::unordered_set<uint64_t> onceFree_;              // clusters that were free at some time
+  std::unordered_set<uint64_t> ownedFirst_;            // first clusters of entries that it changed
+  std::unordered_set<uint64_t> readClusters_, writtenClusters_;
+};
+
+}  // namespace media_adapter::fuzz
