@@ -71,9 +71,6 @@ void Deliver(std::span<const uint8_t> datagram) {
 }
 
 void StartWithOneDevice() {
-  network = {};
-  mailbox.Clear();
-  localFiles.clear();
   ResetPackets({});
   ResetProtocol();
   ResetVolume();
@@ -89,6 +86,9 @@ void StartWithOneDevice() {
 void Stop() {
   FreeSectorBuffers();
   CloseChannel();
+  network = {};
+  mailbox.Clear();
+  localFiles.clear();
 }
 
 void Run(RequestRecord record) {

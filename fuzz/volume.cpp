@@ -136,9 +136,7 @@ class Volume {
     if (Run(RequestId::RFAWriteData, folder + "\\", "/out/" + name) != 0) return;
     const uint32_t status = Run(RequestId::RFAReadData, folder + "\\" + name, "/in");
     if (!IsPlain()) return;
-    // A name behind long-name entries without their own is taken for theirs.
-    const bool isLost = status == MEDIA_ADAPTER_INVALID_PATH && patchesFolders_;
-    if (status != 0 && !device_.HasFaults() && !isLost) Breach("what was put is not found", status);
+    if (status != 0 && !device_.HasFaults()) Breach("what was put is not found", status);
     if (status == 0 && localFiles.at("/in/" + name) != file) Breach("what was put is read back otherwise", size);
   }
 

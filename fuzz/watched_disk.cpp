@@ -190,6 +190,7 @@ void Disk::JudgeFat(uint64_t sector, const Sector& before, std::span<const uint8
     Breach("FAT entries 0 and 1 are changed");
   }
   if (++fatWrites_ > 2 * volume_.lastCluster + 128) Breach("the FAT is written for ever", fatWrites_);
+  if (std::ranges::equal(before, after)) return;
   const size_t width = volume_.isFat32 ? 4 : 2;
   const uint64_t first = (sector - volume_.fat) * (kSectorBytes / width);
   for (size_t i = sector == volume_.fat ? 2 : 0; i < kSectorBytes / width; ++i) {
