@@ -16,8 +16,12 @@ constexpr int kMaxPatches = 16;
 constexpr int kMaxFaults = 8;
 constexpr int kMaxRequests = 10;
 
-// Walks are long: a looping folder has 4096 sectors. Few inputs see them to their end.
+// Exchanges of an input. Walks are long: a looping folder has 4096 sectors, each with a look at the FAT. Few inputs see
+// them to their end.
 constexpr std::array<uint32_t, 8> kBudgets = {200, 200, 200, 200, 400, 400, 1000, 3000};
+constexpr uint32_t kLongBudget = 60000;
+constexpr uint32_t kLongestWalk = 2 * 4096;
+constexpr uint32_t kMaxAliases = 99;
 constexpr std::array<uint32_t, 4> kLatencies = {1, 1, 100, 1900};  // milliseconds
 
 const std::array<std::string, 5> kFolders = {"", "\\A", "\\A\\B", "\\A\\..", "\\A\\new folder"};
@@ -57,7 +61,8 @@ class Volume {
     // As large as the volume; larger; smaller, so that walks along all clusters are short; or anything.
     const std::array<uint32_t, 4> lastSectors = {end - 1, end + 1000, static_cast<uint32_t>(disk_.SectorOf(40)),
                                                  (more >> 6) == 3 ? input_.U32() : 0};
-    return Device(disk_, lastSectors.at(more >> 6), kBudgets.at(more & 7));
+    const bool isPatient = (choice & 128) != 0 && (more & 7) == 7;
+    return Device(disk_, lastSectors.at(more >> 6), isPatient ? kLongBudget : kBudgets.at(more & 7));
   }
 
   // Lays bytes of the input, or one byte many times, over a sector that matters.
@@ -86,13 +91,22 @@ class Volume {
     }
   }
 
+  // Of a request: its walks through folders, a look and a write for each cluster, and what is left.
+  uint64_t MaxExchanges(RequestId id, const std::string& path) const {
+    const bool makesName = id == RequestId::RFAWriteData || id == RequestId::RFACreateDirectory;
+    const auto walks = static_cast<uint64_t>(std::ranges::count(path, '\\') + (makesName ? 2 + kMaxAliases : 1));
+    return walks * kLongestWalk + 2 * disk_.Volume().lastCluster + 2000;
+  }
+
   uint32_t Run(RequestId id, const std::string& devicePath, const std::string& localPath) {
     RequestRecord record;
     record.id = id;
     record.devicePath = devicePath;
     record.localPath = localPath;
     disk_.BeginRequest(id);
+    const uint32_t sentBefore = network.sent;
     fuzz::Run(std::move(record));
+    if (network.sent - sentBefore > MaxExchanges(id, devicePath)) Breach("a request walks for ever");
     const uint32_t status = id == RequestId::RFAReadData ? readDataResult.status : statusResult.status;
     if (!IsExplained(status)) Breach("a status that nobody sent", status);
     if (status == 0 && !device_.HasLies()) disk_.EndOfGoodRequest();
