@@ -105,6 +105,10 @@ DeviceModel::DeviceModel(DeviceIdentity identity, std::unique_ptr<Storage> stora
 std::vector<Outgoing> DeviceModel::OnDatagram(std::span<const uint8_t> datagram, const platform::Endpoint& sender,
                                               Time now) {
   std::vector<Outgoing> out;
+  if (behaviour_.writesBeforeDeath && writeCount_ >= *behaviour_.writesBeforeDeath) {
+    dropReason_ = "the device is dead";
+    return out;
+  }
   const auto request = ParseRequest(datagram, sender, dropReason_);
   if (!request) return out;
   const CommandRow* row = FindCommand(request->command);
@@ -237,7 +241,12 @@ DeviceStatus DeviceModel::WriteSectors(Call& call) {
   if (const auto status = CheckSectors(items, storage_->SectorCount()); status != Success) return status;
   if (!items.data) return ProtocolError;
   if (items.data->size() != size_t{*items.count} * kSectorSize) return InvalidSize;
+  if (behaviour_.writesBeforeRefusal == writeCount_ && behaviour_.refusals != 0) {
+    --behaviour_.refusals;
+    return ProtocolError;
+  }
   if (!storage_->Write(*items.sector, *items.data)) return StorageFailed;
+  ++writeCount_;
   writeLog_.push_back({*items.sector, *items.count});
   return Success;
 }

@@ -35,6 +35,9 @@ struct DeviceIdentity {
 // Faults that a device itself can show.
 struct Behaviour {
   uint32_t busyReplies = 0;                       // so many file-access requests (32 to 40) are answered 5 first
+  std::optional<uint32_t> writesBeforeDeath{};    // the device falls silent when it has taken so many writes
+  std::optional<uint32_t> writesBeforeRefusal{};  // the writes after so many are answered with status 8,
+  uint32_t refusals = 1;                          // so many of them
   uint32_t reportedSectorSize = kSectorSize;      // what RFAConnect reports
   std::chrono::milliseconds repeatInterval{200};  // unacknowledged stream packets are repeated this often,
   uint32_t repeatLimit = 50;                      // at most this many times without any acknowledgement
@@ -99,6 +102,7 @@ class DeviceModel {
   Datagram lastRequest_;  // the last authenticated request that is no acknowledgement
   bool isConnected_ = false;
   const char* dropReason_ = nullptr;
+  uint32_t writeCount_ = 0;  // taken since the start
   std::vector<Write> writeLog_;
 };
 

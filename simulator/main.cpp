@@ -82,6 +82,13 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--busy", options.behaviour.busyReplies,
                  "Each device answers its first N file-access requests with status 5 (busy)")
       ->type_name("N");
+  app.add_option("--die-after-writes", options.behaviour.writesBeforeDeath,
+                 "Each device falls silent for good when it has taken N writes, the last one answered")
+      ->type_name("N");
+  app.add_option("--refuse-write-after", options.behaviour.writesBeforeRefusal,
+                 "Each device answers the write after N others with status 8 and does not do it")
+      ->type_name("N");
+  app.add_option("--refusals", options.behaviour.refusals, "So many such answers, 1 by default")->type_name("N");
   app.add_option("--seed", options.server.faults.seed, "Seed of the faults; the same seed, the same faults")
       ->type_name("N")
       ->capture_default_str();
