@@ -18,8 +18,9 @@
  * Checks. A request to a device is checked before anything is sent, in this order: device index (255), password longer
  * than 16 characters (254), paths null, empty or longer than 259 characters (243). A null password is the empty one.
  *
- * Storage. The volume behind a device belongs to one program on one host at a time: nothing locks it, and what it looks
- * like is remembered until another device is used. Nothing is rolled back after a failure on the way; each function says
+ * Storage. The volume behind a device belongs to one program on one host at a time: nothing keeps two that write to it
+ * from losing files. Its layout is remembered until another device is used: a medium that was changed or exchanged
+ * elsewhere asks for a new start of the library. Nothing is rolled back after a failure on the way; each function says
  * what it may leave. A damaged volume costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that
  * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own clusters.
  *

@@ -113,7 +113,12 @@ bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& o
 
 int RunLine(std::string_view line, Context& context) {
   const ParsedLine parsed(line, context);
-  return parsed.action ? parsed.action() : parsed.code;
+  try {
+    return parsed.action ? parsed.action() : parsed.code;
+  } catch (const std::exception& error) {  // out of memory, for one: the lines that follow may do with less
+    context.output.Error(error.what());
+    return kFailure;
+  }
 }
 
 bool CheckLine(std::string_view line, Context& context) { return ParsedLine(line, context).code == kSuccess; }

@@ -11,12 +11,14 @@
 
 #include "cli/output.h"
 #include "cli/session.h"
+#include "cli/volume_writer.h"
 
 namespace media_adapter::cli {
 
 struct Context {
   Session& session;
   Output& output;
+  VolumeWriter& writer;
   bool isKeptGoing = false;  // a script does not stop at a command that fails
   bool isInShell = false;
   bool isLeaving = false;  // set by "exit"

@@ -129,7 +129,8 @@ int RunIp(const Context& context, const IpOptions& options) {
 }
 
 int RunFormat(const Context& context, bool isConfirmed) {
-  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const VolumeTurn turn(context.writer);
+  if (turn.Code() != kSuccess) return turn.Code();
   // The password and whether there is storage at all come before the question.
   Answer answer = context.session.Connect();
   if (!answer.IsOk()) return context.output.Failed("format", answer);
@@ -140,7 +141,7 @@ int RunFormat(const Context& context, bool isConfirmed) {
   }
   {
     const ProgressBar bar("format " + device, 0, nullptr);
-    answer = context.session.Format();
+    answer = context.writer.Format();
   }
   return FinishRequest(context, "format", answer, "the volume is empty");
 }

@@ -62,8 +62,11 @@ std::string DisplayPath(std::string_view path) {
   return text.empty() ? "/" : text;
 }
 
-bool SameDeviceName(std::string_view a, std::string_view b) {
-  return std::ranges::equal(WithoutTrailingSpaces(a), WithoutTrailingSpaces(b), {}, LowerCase, LowerCase);
+std::string FoldDeviceName(std::string_view path) {
+  std::string folded;
+  for (const std::string_view name : Components(path)) folded.append(kRootPath).append(WithoutTrailingSpaces(name));
+  std::ranges::transform(folded, folded.begin(), LowerCase);
+  return folded;
 }
 
 }  // namespace media_adapter::cli

@@ -26,7 +26,8 @@ DevicePathParts SplitDevicePath(std::string_view path);
 // The path as it is printed: "/" between the components, each escaped.
 std::string DisplayPath(std::string_view path);
 
-// True when two names are one to the device: letter case of A to Z and trailing spaces do not count.
-bool SameDeviceName(std::string_view a, std::string_view b);
+// The same for all spellings of a name, or of a path, that are one to the device: letter case of A to Z and trailing
+// spaces of a name do not count.
+std::string FoldDeviceName(std::string_view path);
 
 }  // namespace media_adapter::cli

@@ -8,8 +8,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/commands.h"
+#include "cli/interrupts.h"
 #include "cli/text.h"
+#include "fat/volume_names.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -67,23 +68,25 @@ int RunList(const Context& context, const std::string& argument, bool isAll) {
 }
 
 int RunMakeFolders(const Context& context, std::span<const std::string> arguments, bool withParents) {
-  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const VolumeTurn turn(context.writer);
+  if (turn.Code() != kSuccess) return turn.Code();
   ItemResults results(context.output, "mkdir");
   for (const std::string& argument : arguments) {
     if (!results.MayGoOn()) break;
     const std::string path = context.session.Resolve(argument);
-    results.Add(path, withParents ? MakeFolderAndParents(context.session, path) : context.session.MakeFolder(path));
+    results.Add(path, withParents ? MakeFolderAndParents(context, path) : MakeFolder(context, path));
   }
   return results.Finish();
 }
 
 int RunRemove(const Context& context, std::span<const std::string> arguments) {
-  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const VolumeTurn turn(context.writer);
+  if (turn.Code() != kSuccess) return turn.Code();
   ItemResults results(context.output, "rm");
   for (const std::string& argument : arguments) {
     if (!results.MayGoOn()) break;
     const std::string path = context.session.Resolve(argument);
-    results.Add(path, context.session.Remove(path));
+    results.Add(path, context.writer.Remove(path));
   }
   return results.Finish();
 }
@@ -110,8 +113,9 @@ Found FindItem(Session& session, const std::string& path) {
   const DevicePathParts parts = SplitDevicePath(path);
   if (!parts.name.empty()) {
     const Listing parent = session.List(parts.folder);
-    const auto entry = std::ranges::find_if(
-        parent.entries, [&](const ListingEntry& e) { return SameDeviceName(EntryName(e), parts.name); });
+    const auto entry = std::ranges::find_if(parent.entries, [&](const ListingEntry& e) {
+      return FoldDeviceName(EntryName(e)) == FoldDeviceName(parts.name);
+    });
     if (entry != parent.entries.end()) return {parent.answer, IsFolder(*entry), *entry};
     const bool isListed = parent.answer.IsOk() || parent.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
     if (!isListed && !parent.isFile) return {parent.answer, false, std::nullopt};
@@ -132,18 +136,35 @@ Answer CheckFolder(Session& session, const std::string& path) {
   return listing.answer;
 }
 
-Answer MakeOrTakeFolder(Session& session, const std::string& path) {
-  Answer answer = session.MakeFolder(path);
-  if (answer.status != MEDIA_ADAPTER_NAME_IN_USE) return answer;
-  return session.List(path).isFile ? answer : Answer{MEDIA_ADAPTER_OK, "there already"};
+std::string CheckNewName(std::string_view name) {
+  const auto bad = std::ranges::find_if(name, [](char c) { return !CanHoldName({&c, 1}); });
+  if (bad != name.end()) return "a volume cannot hold \"" + Escape({&*bad, 1}) + "\" in a name";
+  if (name.find('\xff') != std::string_view::npos) return "a volume cannot hold the byte 0xff in a name";
+  if (name.ends_with('.')) return "a volume cannot hold a name that ends in a dot";
+  if (name.starts_with('.') && name.find('.', 1) == std::string_view::npos && name.size() <= 4) {
+    return "a volume cannot hold a name of a dot and up to three characters";
+  }
+  return {};
 }
 
-Answer MakeFolderAndParents(Session& session, const std::string& path) {
-  if (path == kRootPath) return session.List(path).answer;
+Answer MakeFolder(const Context& context, const std::string& path) {
+  const std::string problem = CheckNewName(SplitDevicePath(path).name);
+  return problem.empty() ? context.writer.MakeFolder(path) : Problem(problem);
+}
+
+Answer MakeOrTakeFolder(const Context& context, const std::string& path) {
+  Answer answer = MakeFolder(context, path);
+  if (answer.status && answer.status != MEDIA_ADAPTER_NAME_IN_USE) return answer;
+  // A name that could not be made may be there all the same, from another hand.
+  return CheckFolder(context.session, path).IsOk() ? Answer{MEDIA_ADAPTER_OK, "there already"} : answer;
+}
+
+Answer MakeFolderAndParents(const Context& context, const std::string& path) {
+  if (path == kRootPath) return context.session.List(path).answer;
   Answer answer;
   for (size_t end = 0; end < path.size();) {
     end = std::min(path.find('\\', end + 1), path.size());
-    answer = MakeOrTakeFolder(session, path.substr(0, end));
+    answer = MakeOrTakeFolder(context, path.substr(0, end));
     if (!answer.IsOk()) break;
   }
   return answer;
@@ -153,6 +174,8 @@ ItemResults::ItemResults(const Output& output, std::string command)
     : output_(output), command_(std::move(command)), items_(std::make_unique<ordered_json>(ordered_json::array())) {}
 
 ItemResults::~ItemResults() = default;
+
+bool ItemResults::MayGoOn() const { return mayGoOn_ && !IsInterrupted(); }
 
 void ItemResults::Add(const std::string& path, const Answer& answer, const std::string& local,
                       std::optional<uint64_t> size) {
@@ -173,6 +196,7 @@ void ItemResults::Add(const std::string& path, const Answer& answer, const std::
 }
 
 int ItemResults::Finish() const {
+  if (IsInterrupted()) output_.Error(command_ + ": interrupted; what came after was not begun");
   if (output_.isJson) output_.Json(*items_);
   return hasFailed_ ? kFailure : kSuccess;
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/session.h"
 
@@ -29,10 +30,15 @@ Found FindItem(Session& session, const std::string& path);
 // Ok when the path names a folder.
 Answer CheckFolder(Session& session, const std::string& path);
 
-// Makes the folder, or takes one that is there already. Its parent must exist.
-Answer MakeOrTakeFolder(Session& session, const std::string& path);
+// Why a volume cannot hold a new item of this name, or "".
+std::string CheckNewName(std::string_view name);
+
+// Makes a folder. Its parent must exist.
+Answer MakeFolder(const Context& context, const std::string& path);
+// As above, or takes a folder that is there already.
+Answer MakeOrTakeFolder(const Context& context, const std::string& path);
 // As above for every folder on the way.
-Answer MakeFolderAndParents(Session& session, const std::string& path);
+Answer MakeFolderAndParents(const Context& context, const std::string& path);
 
 // Collects the results of a command's items: failures are printed at once, JSON at the end.
 class ItemResults {
@@ -43,9 +49,9 @@ class ItemResults {
   // path: on the device, or empty when the item is local only; local: a local path, or empty.
   void Add(const std::string& path, const Answer& answer, const std::string& local = {},
            std::optional<uint64_t> size = std::nullopt);
-  // False once an item has failed for a reason that lies with the device or the way to it: the others would fail as
-  // well, perhaps after a long wait each.
-  bool MayGoOn() const { return mayGoOn_; }
+  // False once an item has failed for a reason that lies with the device or the way to it, since the others would fail
+  // as well, perhaps after a long wait each; and after an interrupt.
+  bool MayGoOn() const;
   // The command's exit code.
   int Finish() const;
 

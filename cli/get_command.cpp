@@ -1,12 +1,15 @@
 // The "get" command. The device's names decide where local files come to lie, so each passes IsSafeLocalName, and no
 // symbolic link inside the target is followed.
+#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <set>
 
 #include "cli/commands.h"
 #include "cli/file_commands.h"
+#include "cli/interrupts.h"
 #include "cli/local_name.h"
 #include "cli/local_text.h"
 #include "cli/progress_bar.h"
@@ -23,54 +26,105 @@ struct GetOptions {
   std::string target;
 };
 
-// Copies one file into a folder that is there. size: what the listing says, none when there is no row of it.
-Answer FetchFile(const Context& context, const std::string& path, const fs::path& localFolder,
-                 std::optional<uint32_t> size) {
-  const fs::path local = localFolder / SplitDevicePath(path).name;
+// The time that the device's clock showed when the item was changed, as the local time of this machine.
+void CopyTime(const ListingEntry& entry, const fs::path& local) {
+  std::tm time = {};
+  time.tm_year = entry.year - 1900;
+  time.tm_mon = entry.month - 1;
+  time.tm_mday = entry.day;
+  time.tm_hour = entry.hour;
+  time.tm_min = entry.minute;
+  time.tm_sec = entry.second;
+  time.tm_isdst = -1;
+  const std::time_t seconds = std::mktime(&time);
+  std::error_code error;  // a time that cannot be kept is no reason to lose the file
+  if (entry.month == 0 || entry.day == 0 || seconds == -1) return;
+  const auto sinceEpoch = std::chrono::sys_seconds(std::chrono::seconds(seconds));
+  fs::last_write_time(local, std::chrono::file_clock::from_sys(sinceEpoch), error);
+}
+
+// Why a file cannot come to lie at `local`, or "". A link is not followed, and a local file is replaced only if it may
+// be written.
+std::string CheckLocalTarget(const fs::path& local) {
+  std::error_code error;
+  const fs::file_status status = fs::symlink_status(local, error);
+  if (!fs::exists(status)) return {};
+  if (fs::is_symlink(status)) return "skipped: the local name is a symbolic link";
+  if (fs::is_directory(status)) return "skipped: a local folder has this name";
+  if (!fs::is_regular_file(status)) return "skipped: the local name is no regular file";
+  return (status.permissions() & fs::perms::owner_write) != fs::perms::none ? ""
+                                                                            : "skipped: the local file is read-only";
+}
+
+// Copies one file into a folder that is there, under the path's last name.
+Answer FetchFile(const Context& context, const std::string& path, const std::string& localFolder,
+                 const std::optional<ListingEntry>& entry) {
+  const fs::path local = fs::path(localFolder) / SplitDevicePath(path).name;
   Answer answer;
   {
-    const ProgressBar bar(DisplayPath(path), size.value_or(0), context.session.Progress());
-    answer = context.session.ReadFile(path, LocalText(localFolder));
+    const ProgressBar bar(DisplayPath(path), entry ? entry->size : 0, context.session.Progress());
+    answer = context.session.ReadFile(path, localFolder);
   }
   if (!answer.IsOk()) return answer;
+  if (IsInterrupted()) return Problem("interrupted; nothing was kept");
   std::error_code error;
   const uint64_t localSize = fs::file_size(local, error);
   if (error) return Problem("the local file is not there: " + error.message());
-  if (size && localSize != *size) {
+  if (entry && localSize != entry->size) {
     return Problem("the local file has " + std::to_string(localSize) + " bytes, the device lists " +
-                   std::to_string(*size));
+                   std::to_string(entry->size));
   }
   return answer;
 }
 
+// Each file comes into a private folder first and is renamed to its place when it is whole, so that no part of a file
+// ever stands there or replaces a good copy.
 class Getter {
  public:
-  Getter(const Context& context, bool isRecursive)
-      : context_(context), isRecursive_(isRecursive), results_(context.output, "get") {}
+  // root: the local folder that everything goes into, and the private folder with it.
+  Getter(const Context& context, bool isRecursive, fs::path root)
+      : context_(context), isRecursive_(isRecursive), root_(std::move(root)), results_(context.output, "get") {}
 
-  void Item(const std::string& path, const fs::path& target) {
+  // newName: below the root, or "" for the name that the path spells.
+  void Item(const std::string& path, const std::string& newName) {
     if (!results_.MayGoOn()) return;
     const Found found = FindItem(context_.session, path);
-    const std::string name = SplitDevicePath(path).name;
+    const std::string name = newName.empty() ? SplitDevicePath(path).name : newName;
     if (!found.answer.IsOk()) return results_.Add(path, found.answer);
     if (found.isFolder && !isRecursive_) return results_.Add(path, Problem("a folder; give -r to copy it"));
     if (!name.empty() && !IsSafeLocalName(name)) return results_.Add(path, Problem("no name for a local file"));
-    if (!found.isFolder) return File(path, target, found.entry ? std::optional(found.entry->size) : std::nullopt);
+    if (!found.isFolder) return File(path, root_ / name, found.entry);
     if (found.entry) seenFolders_.insert(found.entry->firstCluster);
-    return name.empty() ? Contents(path, target) : Folder(path, target / name);
+    return name.empty() ? Contents(path, root_) : Folder(path, root_ / name);
   }
 
   int Finish() const { return results_.Finish(); }
 
  private:
-  void File(const std::string& path, const fs::path& localFolder, std::optional<uint32_t> size) {
-    const fs::path local = localFolder / SplitDevicePath(path).name;
-    const Answer answer = FetchFile(context_, path, localFolder, size);
-    results_.Add(path, answer, LocalText(local), size);
+  void File(const std::string& path, const fs::path& local, const std::optional<ListingEntry>& entry) {
+    const Answer answer = Fetch(path, local, entry);
+    results_.Add(path, answer, LocalText(local), entry ? std::optional(entry->size) : std::nullopt);
     if (answer.IsOk()) {
-      const std::string amount = size ? ", " + SizeText(*size) : "";
+      const std::string amount = entry ? ", " + SizeText(entry->size) : "";
       context_.output.Note(DisplayPath(path) + " -> " + Escape(LocalText(local)) + amount);
     }
+  }
+
+  Answer Fetch(const std::string& path, const fs::path& local, const std::optional<ListingEntry>& entry) {
+    if (const std::string problem = CheckLocalTarget(local); !problem.empty()) return Problem(problem);
+    if (!staging_) staging_.emplace(root_);
+    if (staging_->Path().empty()) {
+      return Problem("cannot write into " + Escape(LocalText(root_)) + ": " + staging_->Error());
+    }
+    const fs::path staged = staging_->Use(SplitDevicePath(path).name);
+    const Answer answer = FetchFile(context_, path, staging_->Path(), entry);
+    if (!answer.IsOk()) return answer;
+    if (entry) CopyTime(*entry, staged);
+    std::error_code error;
+    const fs::file_status replaced = fs::symlink_status(local, error);
+    if (fs::is_regular_file(replaced)) fs::permissions(staged, replaced.permissions(), error);
+    fs::rename(staged, local, error);
+    return error ? Problem("cannot write " + Escape(LocalText(local)) + ": " + error.message()) : answer;
   }
 
   void Folder(const std::string& path, const fs::path& local) {
@@ -99,23 +153,19 @@ class Getter {
     const std::string path = JoinDevicePath(folderPath, name);
     if (!IsSafeLocalName(name)) return results_.Add(path, Problem("skipped: no name for a local file"));
     if (!names.insert(name).second) return results_.Add(path, Problem("skipped: the name stands twice in its folder"));
-    if (IsFolder(entry)) {
-      // A sound volume reaches a folder once; one that leads back into itself would never end.
-      const bool isNew = entry.firstCluster != 0 && seenFolders_.insert(entry.firstCluster).second;
-      return isNew ? Folder(path, localFolder / name)
-                   : results_.Add(path, Problem("skipped: a folder that was copied already"));
-    }
-    std::error_code error;
-    if (fs::is_symlink(localFolder / name, error)) {
-      return results_.Add(path, Problem("skipped: the local name is a symbolic link"), LocalText(localFolder / name));
-    }
-    File(path, localFolder, entry.size);
+    if (!IsFolder(entry)) return File(path, localFolder / name, entry);
+    // A sound volume reaches a folder once; one that leads back into itself would never end.
+    const bool isNew = entry.firstCluster != 0 && seenFolders_.insert(entry.firstCluster).second;
+    return isNew ? Folder(path, localFolder / name)
+                 : results_.Add(path, Problem("skipped: a folder that was copied already"));
   }
 
   const Context& context_;
   const bool isRecursive_;
+  const fs::path root_;
   ItemResults results_;
   std::set<uint32_t> seenFolders_;  // first clusters
+  std::optional<TemporaryFolder> staging_;
 };
 
 Answer CopyToOutput(const std::string& localPath) {
@@ -137,12 +187,26 @@ int GetToOutput(const Context& context, const std::string& path) {
   if (found.isFolder) return context.output.Failed(operation, Problem("a folder cannot go to standard output"));
   const std::string name = SplitDevicePath(path).name;
   if (!IsSafeLocalName(name)) return context.output.Failed(operation, Problem("no name for a local file"));
-  const TemporaryFolder folder(name);
-  if (folder.Path().empty()) return context.output.Failed(operation, Problem("cannot make a temporary folder"));
-  Answer answer =
-      FetchFile(context, path, folder.Path(), found.entry ? std::optional(found.entry->size) : std::nullopt);
-  if (answer.IsOk()) answer = CopyToOutput(folder.FilePath());
+  TemporaryFolder folder;
+  if (folder.Path().empty()) {
+    return context.output.Failed(operation, Problem("cannot make a temporary folder: " + folder.Error()));
+  }
+  const fs::path local = folder.Use(name);
+  Answer answer = FetchFile(context, path, folder.Path(), found.entry);
+  if (answer.IsOk()) answer = CopyToOutput(LocalText(local));
   return answer.IsOk() ? kSuccess : context.output.Failed(operation, answer);
+}
+
+// Takes the target apart: a folder that is there, or, for one item, a new name in one. The problem, or "".
+std::string FindTarget(const std::string& target, size_t itemCount, fs::path& root, std::string& newName) {
+  std::error_code error;
+  root = target;
+  if (fs::is_directory(root, error)) return {};
+  if (itemCount > 1) return Escape(target) + " is no local folder; the last argument names the folder to copy into";
+  if (!root.has_filename()) return Escape(target) + " is no local folder";
+  newName = LocalText(root.filename());
+  root = root.has_parent_path() ? root.parent_path() : fs::path(".");
+  return fs::is_directory(root, error) ? std::string() : "there is no local folder " + Escape(LocalText(root));
 }
 
 int RunGet(const Context& context, std::vector<std::string> paths, GetOptions options) {
@@ -154,16 +218,19 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
     paths.pop_back();
   }
   if (options.target.empty()) options.target = ".";
+  fs::path root;
+  std::string newName;
   if (options.target == "-") {
     if (paths.size() > 1 || options.isRecursive) return refuse("only one file can go to standard output");
     if (context.output.isJson) return refuse("a file and JSON cannot both go to standard output");
-  } else if (std::error_code error; !fs::is_directory(options.target, error)) {
-    return refuse(Escape(options.target) + " is no local folder; the last argument names the folder to copy into");
+  } else if (const auto problem = FindTarget(options.target, paths.size(), root, newName); !problem.empty()) {
+    return refuse(problem);
   }
-  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  const VolumeTurn turn(context.writer);
+  if (turn.Code() != kSuccess) return turn.Code();
   if (options.target == "-") return GetToOutput(context, context.session.Resolve(paths.front()));
-  Getter getter(context, options.isRecursive);
-  for (const std::string& path : paths) getter.Item(context.session.Resolve(path), options.target);
+  Getter getter(context, options.isRecursive, root);
+  for (const std::string& path : paths) getter.Item(context.session.Resolve(path), newName);
   return getter.Finish();
 }
 
@@ -173,11 +240,12 @@ void DescribeGet(CLI::App& parser, Context& context, Action& action) {
   auto options = std::make_shared<GetOptions>();
   CLI::Option* const paths = parser.add_option(
       "PATH",
-      "What to copy; the last of several is the local folder to copy into (. when there is one only, - for "
-      "standard output). Local files of the same name are overwritten");
+      "What to copy; the last of several is the local folder to copy into (. when there is one only, - for standard "
+      "output), or a new name for one item. Local files of the same name are replaced");
   paths->expected(1, -1)->required()->allow_extra_args();
   parser.add_flag("-r,--recursive", options->isRecursive, "Copy folders with all that is in them");
-  parser.add_option("-o,--output", options->target, "The local folder, or -; every PATH is then one to copy")
+  parser
+      .add_option("-o,--output", options->target, "The local folder, a new name, or -; every PATH is then one to copy")
       ->type_name("FOLDER");
   parser.callback([=, &context, &action] {
     action = [=, &context, arguments = paths->reduced_results()] { return RunGet(context, arguments, *options); };

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
+#include "cli/interrupts.h"
 #include "cli/shell.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
@@ -20,6 +21,7 @@ struct GlobalOptions {
   bool hasNoPassword = false;
   bool isJson = false;
   bool isKeptGoing = false;
+  bool doesNotWait = false;
   std::vector<std::string> commands;
 };
 
@@ -56,6 +58,7 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("-c,--command", options.commands, "Run this command; may be given several times")
       ->type_name("COMMAND")
       ->allow_extra_args(false);
+  app.add_flag("--no-wait", options.doesNotWait, "Fail at once when another run works on the device's volume");
   app.add_flag("--keep-going", options.isKeptGoing, "Do not stop at the first command of -c or a script that fails");
 }
 
@@ -79,7 +82,7 @@ int RunCommands(const std::vector<std::string>& commands, Context& context) {
   for (const std::string& command : commands) {
     const int commandCode = RunLine(command, context);
     if (code == kSuccess) code = commandCode;
-    if ((commandCode != kSuccess && !context.isKeptGoing) || context.isLeaving) break;
+    if ((commandCode != kSuccess && !context.isKeptGoing) || context.isLeaving || IsInterrupted()) break;
   }
   return code;
 }
@@ -88,7 +91,8 @@ int Run(std::vector<std::string> arguments) {
   GlobalOptions options;
   Output output;
   Session session(output);
-  Context context{session, output};
+  VolumeWriter writer(session, output);
+  Context context{session, output, writer};
   CLI::App app("Finds media adapters, reads and writes their settings and the files behind them.", "media-adapter");
   app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_VERSION);
   app.footer(kFooter);
@@ -106,6 +110,7 @@ int Run(std::vector<std::string> arguments) {
   options.session.isPasswordFixed = !options.passwordFile.empty() || options.hasNoPassword;
   output.isJson = options.isJson;
   context.isKeptGoing = options.isKeptGoing;
+  writer.doesWait = !options.doesNotWait;
   if (const Answer answer = session.Open(options.session); !answer.IsOk()) {
     const bool isText = answer.status == MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
     return output.Failed("--interface " + Escape(options.session.interfaceAddress), answer, isText ? kUsage : kFailure);
@@ -122,7 +127,9 @@ int Run(std::vector<std::string> arguments) {
 int main(int argc, char** argv) try {
   PrepareStreams();
   const int code = Run({argv + 1, argv + argc});
-  if (Output::Flush()) return code;
+  const bool isWritten = Output::Flush();
+  EndIfInterrupted();
+  if (isWritten) return code;
   std::cerr << "media-adapter: cannot write to standard output\n";
   return code == kSuccess ? kFailure : code;
 } catch (const std::exception& error) {

@@ -16,8 +16,9 @@ using nlohmann::ordered_json;
 void Print(std::FILE* stream, std::string_view text) { std::fwrite(text.data(), 1, text.size(), stream); }
 
 std::string Describe(const Answer& answer) {
-  if (!answer.status) return answer.message;
-  return answer.message + " (status " + std::to_string(*answer.status) + ")";
+  if (!answer.status) return answer.message + (answer.detail.empty() ? "" : ": " + answer.detail);
+  return answer.message + " (status " + std::to_string(*answer.status) + ")" +
+         (answer.detail.empty() ? "" : ": " + answer.detail);
 }
 
 std::string_view Hint(const Answer& answer) {
@@ -54,9 +55,11 @@ void PrintAligned(std::span<const Column> columns, std::span<const Row> rows) {
 Answer Problem(std::string message) { return {std::nullopt, std::move(message)}; }
 
 ordered_json AnswerJson(const Answer& answer) {
-  return {{"ok", answer.IsOk()},
-          {"status", answer.status ? ordered_json(*answer.status) : ordered_json()},
-          {"message", answer.message}};
+  ordered_json json = {{"ok", answer.IsOk()},
+                       {"status", answer.status ? ordered_json(*answer.status) : ordered_json()},
+                       {"message", answer.message}};
+  if (!answer.detail.empty()) json["detail"] = answer.detail;
+  return json;
 }
 
 void Output::Table(std::span<const Column> columns, std::span<const Row> rows) const {

@@ -23,6 +23,7 @@ inline constexpr int kUsage = 2;    // the command or its input is wrong; nothin
 struct Answer {
   std::optional<uint32_t> status;
   std::string message;
+  std::string detail{};  // what the status means here and what can be done, or ""
 
   bool IsOk() const { return status == 0u; }
 };
@@ -66,7 +67,7 @@ class Output {
   mutable bool isFleetingShown_ = false;
 };
 
-// {"ok": ..., "status": ..., "message": ...}
+// {"ok": ..., "status": ..., "message": ...}, and "detail" when there is one.
 nlohmann::ordered_json AnswerJson(const Answer& answer);
 
 }  // namespace media_adapter::cli

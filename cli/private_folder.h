@@ -1,11 +1,12 @@
-// A folder of the tool's own in the system's folder for temporary files.
+// A folder of the tool's own, inside another one.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace media_adapter::cli {
 
-// Makes a new folder that nobody but this user can look into. Its path, or "" when there is none to be had.
-std::string MakePrivateFolder();
+// Makes a new folder in `parent` that nobody but this user can look into. Its path, or "" with `error`.
+std::string MakePrivateFolder(const std::filesystem::path& parent, std::error_code& error);
 
 }  // namespace media_adapter::cli

@@ -129,6 +129,11 @@ Answer Session::Run(const Call& call) {
     const auto* const record = call(options_.password.c_str(), *index_);
     if (std::chrono::steady_clock::now() - start > kLongCall) WaitForRunningRequest();
     Answer answer = {record->status, MessageOf(record->message)};
+    if (answer.status == MEDIA_ADAPTER_NO_RESPONSE) {
+      const auto tried = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+      answer.detail = "asked " + DescribeDevice() + " again and again for " + std::to_string(tried.count()) +
+                      " s; is it switched on?";
+    }
     if (answer.status != MEDIA_ADAPTER_INVALID_PASSWORD || !AskPasswordAgain(attempt)) return answer;
   }
 }

@@ -5,6 +5,7 @@
 
 #include "cli/completion.h"
 #include "cli/device_choice.h"
+#include "cli/interrupts.h"
 #include "cli/line_editor.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
@@ -12,6 +13,9 @@
 
 namespace media_adapter::cli {
 namespace {
+
+constexpr const char* kNotice =
+    "\nmedia-adapter: back to the prompt when the running request ends; Ctrl-C again leaves\n";
 
 std::string Prompt(const Context& context) {
   const DeviceEntry* const device = context.session.Device();
@@ -38,7 +42,7 @@ int RunScript(Context& context) {
     context.output.place = "line " + std::to_string(number) + ": ";
     const int lineCode = RunLine(line, context);
     if (code == kSuccess) code = lineCode;
-    if (lineCode != kSuccess && !context.isKeptGoing) break;
+    if ((lineCode != kSuccess && !context.isKeptGoing) || IsInterrupted()) break;
   }
   return code;
 }
@@ -58,7 +62,9 @@ int RunShell(Context& context) {
     }
     // The end of the line ends a quotation, which completion leaves open behind a folder.
     if (const char quote = FindLastWord(*line).quote; quote != 0) *line += quote;
+    const InterruptWatch watch(kNotice);
     RunLine(*line, context);
+    ForgetInterrupt();
   }
   return kSuccess;
 }

@@ -14,24 +14,34 @@ std::string filePath;
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder(const std::string& fileName) : path_(MakePrivateFolder()) {
-  if (path_.empty()) return;
-  filePath = path_ + "/" + fileName;
-  fileToRemove = filePath.c_str();
-  folderToRemove = path_.c_str();
+TemporaryFolder::TemporaryFolder() : TemporaryFolder(std::filesystem::path()) {}
+
+TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
+  path_ = MakePrivateFolder(parent.empty() ? std::filesystem::temp_directory_path(error_) : parent, error_);
+  if (!path_.empty()) folderToRemove = path_.c_str();
 }
 
 TemporaryFolder::~TemporaryFolder() {
   Remove();
+  fileToRemove = nullptr;
   folderToRemove = nullptr;
 }
 
-std::string TemporaryFolder::FilePath() const { return filePath; }
+std::filesystem::path TemporaryFolder::Use(const std::string& fileName) {
+  if (fileToRemove != nullptr) unlink(fileToRemove);
+  fileToRemove = nullptr;
+  filePath = path_ + "/" + fileName;
+  fileToRemove = filePath.c_str();
+  return filePath;
+}
 
+// Twice, should the library be about to create the file.
 void TemporaryFolder::Remove() {
   if (folderToRemove == nullptr) return;
-  unlink(fileToRemove);
-  rmdir(folderToRemove);
+  for (int i = 0; i < 2; ++i) {
+    if (fileToRemove != nullptr) unlink(fileToRemove);
+    if (rmdir(folderToRemove) == 0) return;
+  }
 }
 
 }  // namespace media_adapter::cli

@@ -1,7 +1,8 @@
-// A folder for one file on its way to standard output. It goes, with the file, when the object does, and when a signal
-// ends the process.
+// A private folder for one file at a time that is on its way: to its place, to standard output, or to the device under
+// another name. It goes, with the file, when the object does, and when a signal ends the process.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "cli/interrupts.h"
@@ -11,19 +12,24 @@ namespace media_adapter::cli {
 // One at a time.
 class TemporaryFolder {
  public:
-  // fileName: of the one file that will be put in.
-  explicit TemporaryFolder(const std::string& fileName);
+  // Inside `parent`, or inside the system's folder for temporary files.
+  TemporaryFolder();
+  explicit TemporaryFolder(const std::filesystem::path& parent);
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  // Empty when it could not be made.
+  // Empty when it could not be made; Error() says why.
   const std::string& Path() const { return path_; }
-  std::string FilePath() const;
+  std::string Error() const { return error_.message(); }
+
+  // The path of the one file that will be put in; the one before is removed.
+  std::filesystem::path Use(const std::string& fileName);
 
  private:
   static void Remove();
 
+  std::error_code error_;
   std::string path_;
   CleanupOnSignal cleanup_{Remove};
 };

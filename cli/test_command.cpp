@@ -75,7 +75,7 @@ void WatchCounters(const Output& output, const TestData& data, int seconds) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   const bool isLive = IsOutputTerminal() && IsErrorTerminal() && !output.isJson;
   std::optional<Counters> shown;
-  while (!watch.IsInterrupted() && (seconds <= 0 || std::chrono::steady_clock::now() < end)) {
+  while (!IsInterrupted() && (seconds <= 0 || std::chrono::steady_clock::now() < end)) {
     const Counters counters = ReadCounters(data);
     if (counters != shown) {
       if (isLive) {
@@ -88,6 +88,7 @@ void WatchCounters(const Output& output, const TestData& data, int seconds) {
     }
     std::this_thread::sleep_for(100ms);
   }
+  ForgetInterrupt();
   output.Fleeting("");
   if (const Counters counters = ReadCounters(data); isLive || counters != shown) PrintCounters(output, counters);
 }

@@ -68,9 +68,9 @@ TEST(DevicePath, TakesBothSeparatorsAndTheCurrentFolder) {
   EXPECT_EQ(SplitDevicePath("\\").name, "");
   EXPECT_EQ(DisplayPath("\\"), "/");
   EXPECT_EQ(DisplayPath("\\a\\x\x1b"), "/a/x\\x1b");
-  EXPECT_TRUE(SameDeviceName("Song.MP3  ", "song.mp3"));
-  EXPECT_FALSE(SameDeviceName(" song", "song"));
-  EXPECT_FALSE(SameDeviceName("\xc9", "\xe9")) << "only A to Z fold";
+  EXPECT_EQ(FoldDeviceName("\\Song.MP3  \\ A"), FoldDeviceName("\\song.mp3\\ a "));
+  EXPECT_NE(FoldDeviceName(" song"), FoldDeviceName("song"));
+  EXPECT_NE(FoldDeviceName("\xc9"), FoldDeviceName("\xe9")) << "only A to Z fold";
 }
 
 TEST(LocalName, LetsNothingLeaveItsFolder) {

@@ -2,14 +2,15 @@
 
 #include <stdlib.h>
 
-#include <filesystem>
+#include <cerrno>
 
 namespace media_adapter::cli {
 
-std::string MakePrivateFolder() {
-  std::error_code error;
-  std::string pattern = (std::filesystem::temp_directory_path(error) / "media-adapter-XXXXXX").string();
-  return error || mkdtemp(pattern.data()) == nullptr ? std::string() : pattern;
+std::string MakePrivateFolder(const std::filesystem::path& parent, std::error_code& error) {
+  std::string pattern = (parent / ".media-adapter-XXXXXX").string();
+  if (mkdtemp(pattern.data()) != nullptr) return pattern;
+  error.assign(errno, std::generic_category());
+  return {};
 }
 
 }  // namespace media_adapter::cli

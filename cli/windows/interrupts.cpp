@@ -5,45 +5,77 @@
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
+#include <cstring>
 
 namespace media_adapter::cli {
 namespace {
 
+constexpr UINT kInterruptedCode = 0xC000013A;  // as the system ends a process at Ctrl-C
+
 // At most a hidden prompt on top of a temporary folder.
 std::array<std::atomic<void (*)()>, 4> cleanups;
 std::atomic<size_t> cleanupCount;
-std::atomic<bool> interrupted;
+std::atomic<int> watchCount;
+std::atomic<bool> isNoted;
+std::atomic<const char*> firstNotice;
+std::atomic<const char*> partingWords;
+std::atomic<bool> isHandled;
+
+void Say(const char* text) {
+  DWORD written = 0;
+  if (text != nullptr) {
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &written, nullptr);
+  }
+}
 
 // What is not dealt with ends the process.
-BOOL WINAPI CleanUp(DWORD) {
+BOOL WINAPI OnEvent(DWORD event) {
+  const bool mayWait = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+  if (mayWait && watchCount > 0 && !isNoted.exchange(true)) {
+    Say(firstNotice);
+    return TRUE;
+  }
   for (size_t i = cleanupCount.exchange(0); i-- > 0;) cleanups[i].load()();
+  Say(partingWords);
   return FALSE;
 }
 
-BOOL WINAPI NoteInterrupt(DWORD event) {
-  if (event != CTRL_C_EVENT) return FALSE;
-  interrupted = true;
-  return TRUE;
+void HandleEvents() {
+  if (!isHandled.exchange(true)) SetConsoleCtrlHandler(OnEvent, TRUE);
 }
 
 }  // namespace
 
 CleanupOnSignal::CleanupOnSignal(void (*cleanup)()) {
   cleanups[cleanupCount] = cleanup;
-  if (cleanupCount.fetch_add(1) == 0) SetConsoleCtrlHandler(CleanUp, TRUE);
+  ++cleanupCount;
+  HandleEvents();
 }
 
-CleanupOnSignal::~CleanupOnSignal() {
-  if (cleanupCount.fetch_sub(1) == 1) SetConsoleCtrlHandler(CleanUp, FALSE);
+CleanupOnSignal::~CleanupOnSignal() { --cleanupCount; }
+
+InterruptWatch::InterruptWatch(const char* notice) : before_(firstNotice) {
+  if (before_ == nullptr) firstNotice = notice;
+  ++watchCount;
+  HandleEvents();
 }
 
-InterruptWatch::InterruptWatch() {
-  interrupted = false;
-  SetConsoleCtrlHandler(NoteInterrupt, TRUE);
+InterruptWatch::~InterruptWatch() {
+  --watchCount;
+  firstNotice = before_;
 }
 
-InterruptWatch::~InterruptWatch() { SetConsoleCtrlHandler(NoteInterrupt, FALSE); }
+bool IsInterrupted() { return isNoted; }
 
-bool InterruptWatch::IsInterrupted() const { return interrupted; }
+void ForgetInterrupt() { isNoted = false; }
+
+void EndIfInterrupted() {
+  if (isNoted) ExitProcess(kInterruptedCode);
+}
+
+PartingWords::PartingWords(std::string text) : text_(std::move(text)) { partingWords = text_.c_str(); }
+
+PartingWords::~PartingWords() { partingWords = nullptr; }
 
 }  // namespace media_adapter::cli
