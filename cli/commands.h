@@ -48,6 +48,9 @@ bool CheckLine(std::string_view line, Context& context);
 // out; otherwise `code` is the exit code.
 bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code);
 
+// Ok unless another device that answered the search has this address.
+Answer CheckNewAddress(const Session& session, std::span<const uint8_t, 4> address);
+
 // The descriptions in the table, one source file for each group.
 void DescribeSearch(CLI::App& parser, Context& context, Action& action);
 void DescribeDeviceCommand(CLI::App& parser, Context& context, Action& action);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/device_choice.h"
 #include "cli/element_value.h"
 #include "cli/settings_file.h"
 #include "cli/terminal.h"
@@ -28,6 +29,8 @@ void StoreField(ConfigurationData& image, const LoadedSetting& setting) {
   std::ranges::copy(setting.field, reinterpret_cast<uint8_t*>(&image) + setting.row->configOffset);
 }
 
+constexpr uint16_t kAddressElement = MEDIA_ADAPTER_ELEMENT(1, 0);
+
 uint16_t ElementId(const ElementRow& row) { return MEDIA_ADAPTER_ELEMENT(row.elementClass, row.index); }
 
 std::vector<const ElementRow*> ReadableRows() {
@@ -38,10 +41,56 @@ std::vector<const ElementRow*> ReadableRows() {
   return rows;
 }
 
-Answer ReadImage(Session& session, std::span<const ElementRow* const> rows, ConfigurationData& image) {
+// The settings that a device told, and no others: a reply may leave elements out, and their fields in the library's
+// image then hold what they held before, be it another device's.
+struct ToldSettings {
+  Answer answer;
+  ConfigurationData image = {};
+  std::vector<const ElementRow*> rows;
+
+  bool Has(const ElementRow* row) const { return std::ranges::find(rows, row) != rows.end(); }
+};
+
+bool IsElementRefused(const Answer& answer) {
+  return answer.status == MEDIA_ADAPTER_INVALID_ELEMENT_ID || answer.status == MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
+}
+
+// Asks for the settings on top of an image full of `filler`. A device that refuses one of them is asked for each by
+// itself; those that it refuses then are taken out of `rows`.
+Answer ReadImage(Session& session, uint8_t filler, std::vector<const ElementRow*>& rows, ConfigurationData& image) {
   std::vector<uint16_t> ids;
   for (const ElementRow* const row : rows) ids.push_back(ElementId(*row));
-  return session.GetConfiguration(ids, image);
+  session.FillImage(filler);
+  Answer answer = session.GetConfiguration(ids, image);
+  if (!IsElementRefused(answer)) return answer;
+  for (const uint16_t id : ids) {
+    const Answer single = session.GetConfiguration({&id, 1}, image);
+    if (!single.IsOk() && !IsElementRefused(single)) return single;
+    if (!single.IsOk()) std::erase_if(rows, [=](const ElementRow* row) { return ElementId(*row) == id; });
+  }
+  return {MEDIA_ADAPTER_OK, {}};
+}
+
+// A byte that holds the filler under two different fillers was not told.
+ToldSettings ReadTold(Session& session, std::vector<const ElementRow*> rows) {
+  constexpr uint8_t kFillers[] = {0x55, 0xAA};
+  ToldSettings told;
+  ConfigurationData first = {};
+  told.answer = ReadImage(session, kFillers[0], rows, first);
+  if (told.answer.IsOk()) told.answer = ReadImage(session, kFillers[1], rows, told.image);
+  if (!told.answer.IsOk()) return told;
+  for (const ElementRow* const row : rows) {
+    auto* const field = reinterpret_cast<uint8_t*>(&told.image) + row->configOffset;
+    const std::span<const uint8_t> before = ImageField(first, *row);
+    bool isTold = false;
+    for (size_t i = 0; i < row->maxSize; ++i) {
+      const bool isLeft = before[i] == kFillers[0] && field[i] == kFillers[1];
+      if (isLeft) field[i] = 0;
+      isTold = isTold || !isLeft;
+    }
+    if (isTold) told.rows.push_back(row);
+  }
+  return told;
 }
 
 int RunGet(const Context& context, std::span<const std::string> names) {
@@ -56,17 +105,17 @@ int RunGet(const Context& context, std::span<const std::string> names) {
   }
   if (names.empty()) rows = ReadableRows();
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
-  ConfigurationData image = {};
-  if (const Answer answer = ReadImage(context.session, rows, image); !answer.IsOk()) {
-    return context.output.Failed("config get", answer);
-  }
+  const ToldSettings told = ReadTold(context.session, rows);
+  if (!told.answer.IsOk()) return context.output.Failed("config get", told.answer);
   std::vector<Row> lines;
   ordered_json list = ordered_json::array();
   for (const ElementRow* const row : rows) {
-    const std::span<const uint8_t> field = ImageField(image, *row);
+    const std::span<const uint8_t> field = ImageField(told.image, *row);
     const std::string form(FormName(row->form));
-    lines.push_back({ElementName(*row), form, FormatValue(*row, field)});
-    list.push_back({{"element", ElementName(*row)}, {"form", form}, {"value", JsonValue(*row, field)}});
+    const bool isTold = told.Has(row);
+    lines.push_back({ElementName(*row), isTold ? form : "not told", isTold ? FormatValue(*row, field) : ""});
+    list.push_back(
+        {{"element", ElementName(*row)}, {"form", form}, {"value", isTold ? JsonValue(*row, field) : ordered_json()}});
   }
   const Column columns[] = {{"ELEMENT"}, {"FORM"}, {"VALUE"}};
   if (context.output.isJson) {
@@ -74,21 +123,29 @@ int RunGet(const Context& context, std::span<const std::string> names) {
   } else {
     context.output.Table(columns, lines);
   }
-  return kSuccess;
+  if (names.empty() || told.rows.size() == rows.size()) return kSuccess;
+  for (const ElementRow* const row : rows) {
+    if (!told.Has(row)) context.output.Error("config get " + ElementName(*row) + ": the device does not tell it");
+  }
+  return kFailure;
 }
 
-// Sends the settings, on top of what the device says of the others, so that the library's image stays true.
-int Send(const Context& context, const char* operation, std::span<const LoadedSetting> settings) {
+int Send(const Context& context, const char* operation, std::span<const LoadedSetting> settings, bool isForced) {
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
   ConfigurationData image = {};
-  Answer answer = ReadImage(context.session, ReadableRows(), image);
-  if (!answer.IsOk()) return context.output.Failed(std::string(operation) + ", reading", answer);
   std::vector<uint16_t> ids;
   for (const LoadedSetting& setting : settings) {
     StoreField(image, setting);
     ids.push_back(ElementId(*setting.row));
   }
-  answer = context.session.SetConfiguration(ids, image);
+  const bool hasAddress = std::ranges::find(ids, kAddressElement) != ids.end();
+  if (hasAddress && !isForced) {
+    const Answer answer = CheckNewAddress(context.session, image.element1_0);
+    if (!answer.IsOk()) return context.output.Failed(operation, answer);
+  }
+  const Answer answer = context.session.SetConfiguration(ids, image);
+  // A device that moved may have answered from its new address, which is not listened to.
+  if (hasAddress && (answer.IsOk() || answer.status == MEDIA_ADAPTER_NO_RESPONSE)) context.session.ForgetSearch();
   if (!answer.IsOk()) return context.output.Failed(operation, answer);
   context.output.Note(std::to_string(ids.size()) + (ids.size() == 1 ? " setting sent" : " settings sent"));
   if (context.output.isJson) context.output.Json(AnswerJson(answer));
@@ -134,7 +191,7 @@ std::string ReadArgument(const std::string& argument, std::vector<LoadedSetting>
   return parsed.problem;
 }
 
-int RunSet(const Context& context, std::span<const std::string> arguments) {
+int RunSet(const Context& context, std::span<const std::string> arguments, bool isForced) {
   std::vector<LoadedSetting> settings;
   for (const std::string& argument : arguments) {
     if (const std::string problem = ReadArgument(argument, settings); !problem.empty()) {
@@ -143,16 +200,18 @@ int RunSet(const Context& context, std::span<const std::string> arguments) {
       return context.output.Failed("config set " + element, Problem(problem), kUsage);
     }
   }
-  return Send(context, "config set", settings);
+  return Send(context, "config set", settings, isForced);
 }
 
 int RunSave(const Context& context, const std::string& path) {
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
-  ConfigurationData image = {};
-  if (const Answer answer = ReadImage(context.session, ReadableRows(), image); !answer.IsOk()) {
-    return context.output.Failed("config save", answer);
+  const std::vector<const ElementRow*> rows = ReadableRows();
+  const ToldSettings told = ReadTold(context.session, rows);
+  if (!told.answer.IsOk()) return context.output.Failed("config save", told.answer);
+  const std::string text = WriteSettings(told.rows, ImageBytes(told.image));
+  for (const ElementRow* const row : rows) {
+    if (!told.Has(row)) context.output.Note("not saved, since the device does not tell it: " + ElementName(*row));
   }
-  const std::string text = WriteSettings(ImageBytes(image));
   if (path == "-") {
     context.output.Line(std::string_view(text).substr(0, text.size() - 1));
     return kSuccess;
@@ -166,7 +225,7 @@ int RunSave(const Context& context, const std::string& path) {
   return kSuccess;
 }
 
-int RunLoad(const Context& context, const std::string& path) {
+int RunLoad(const Context& context, const std::string& path, bool isForced) {
   const std::string operation = "config load " + Escape(path);
   const std::optional<std::string> text = ReadFile(path);
   if (!text) return context.output.Failed(operation, Problem("cannot read the file"), kUsage);
@@ -175,25 +234,42 @@ int RunLoad(const Context& context, const std::string& path) {
     for (const std::string& problem : loaded.problems) context.output.ItemFailed(operation, Problem(problem));
     return context.output.Failed(operation, Problem("nothing was sent"), kUsage);
   }
-  return Send(context, "config load", loaded.settings);
+  return Send(context, operation.c_str(), loaded.settings, isForced);
 }
 
-void DescribeFile(CLI::App& parser, const char* help, int (*run)(const Context&, const std::string&), Context& context,
-                  Action& action) {
+// An argument that is given to `run` as it stands.
+template <typename Run>
+void DescribeFile(CLI::App& parser, const char* help, const Run& run, Context& context, Action& action) {
   auto file = std::make_shared<std::string>();
   parser.add_option("FILE", *file, help)->required();
   parser.callback([=, &context, &action] { action = [=, &context] { return run(context, *file); }; });
 }
 
-void DescribeElements(CLI::App& parser, CLI::Option& elements, int (*run)(const Context&, std::span<const std::string>),
-                      Context& context, Action& action) {
+template <typename Run>
+void DescribeElements(CLI::App& parser, CLI::Option& elements, const Run& run, Context& context, Action& action) {
   elements.allow_extra_args();
   parser.callback([=, &elements, &context, &action] {
     action = [=, &context, arguments = elements.reduced_results()] { return run(context, arguments); };
   });
 }
 
+std::shared_ptr<bool> AddForce(CLI::App& parser) {
+  auto isForced = std::make_shared<bool>(false);
+  parser.add_flag("--force", *isForced, "Set an address (1.0) that another device has, too");
+  return isForced;
+}
+
 }  // namespace
+
+Answer CheckNewAddress(const Session& session, std::span<const uint8_t, 4> address) {
+  for (const DeviceEntry& device : session.Devices()) {
+    if (&device != session.Device() && std::ranges::equal(device.ipAddress, address)) {
+      return Problem("the device " + DeviceName(device) + " (" + MacText(device) + ") has the address " +
+                     AddressText(device) + " already; --force sets it all the same");
+    }
+  }
+  return {MEDIA_ADAPTER_OK, {}};
+}
 
 void DescribeConfig(CLI::App& parser, Context& context, Action& action) {
   parser.require_subcommand(1);
@@ -210,12 +286,18 @@ void DescribeConfig(CLI::App& parser, Context& context, Action& action) {
   CLI::App* const set = add("set", "Change settings");
   CLI::Option* const given =
       set->add_option("SETTING", "ELEMENT=VALUE; for a secret ELEMENT=@FILE, or ELEMENT to be asked");
-  DescribeElements(*set, *given->expected(1, -1)->required(), RunSet, context, action);
+  const auto runSet = [isForced = AddForce(*set)](const Context& c, std::span<const std::string> arguments) {
+    return RunSet(c, arguments, *isForced);
+  };
+  DescribeElements(*set, *given->expected(1, -1)->required(), runSet, context, action);
 
   DescribeFile(*add("save", "Save all settings but the secrets"), "A JSON file, - for standard output", RunSave,
                context, action);
-  DescribeFile(*add("load", "Send the settings of a saved file"), "A file that \"config save\" wrote", RunLoad, context,
-               action);
+  CLI::App* const load = add("load", "Send the settings of a saved file");
+  const auto runLoad = [isForced = AddForce(*load)](const Context& c, const std::string& file) {
+    return RunLoad(c, file, *isForced);
+  };
+  DescribeFile(*load, "A file that \"config save\" wrote", runLoad, context, action);
 }
 
 }  // namespace media_adapter::cli

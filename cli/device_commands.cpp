@@ -94,6 +94,7 @@ int Confirm(const Context& context, const char* operation, const std::string& wh
 struct IpOptions {
   std::string address, value2, value3, mode;
   bool isConfirmed = false;
+  bool isForced = false;
 };
 
 int RunIp(const Context& context, const IpOptions& options) {
@@ -117,6 +118,8 @@ int RunIp(const Context& context, const IpOptions& options) {
   }
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
   const std::string device = context.session.DescribeDevice();
+  const Answer free = CheckNewAddress(context.session, configuration.value1);
+  if (!options.isForced && !free.IsOk()) return context.output.Failed("ip " + options.address, free);
   if (!options.isConfirmed) {
     const std::string question = "Device " + device + " will have\n  address      " + options.address +
                                  "\n  element 1.1  " + options.value2 + "\n  element 1.2  " + options.value3 +
@@ -124,7 +127,7 @@ int RunIp(const Context& context, const IpOptions& options) {
     if (const int code = Confirm(context, "ip", question); code != kSuccess) return code;
   }
   const Answer answer = context.session.SetIpConfiguration(configuration);
-  if (answer.IsOk()) context.session.ForgetSearch();
+  if (answer.IsOk() || answer.status == MEDIA_ADAPTER_NO_RESPONSE) context.session.ForgetSearch();
   return FinishRequest(context, "ip", answer, "set; the next command searches for the device's new address");
 }
 
@@ -197,6 +200,7 @@ void DescribeIp(CLI::App& parser, Context& context, Action& action) {
   parser.add_option("VALUE3", options->value3, "Element 1.2, an IPv4 address")->required();
   parser.add_option("MODE", options->mode, "Element 1.4: 1 or 2")->required();
   parser.add_flag("-y,--yes", options->isConfirmed, "Do not ask");
+  parser.add_flag("--force", options->isForced, "Set an address that another device has, too");
   parser.callback([=, &context, &action] { action = [=, &context] { return RunIp(context, *options); }; });
 }
 

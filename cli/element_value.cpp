@@ -206,7 +206,11 @@ ParsedValue ParseValue(const ElementRow& row, std::string_view text) {
 }
 
 ParsedValue ParseSecret(const ElementRow& row, std::string_view bytes) {
-  if (bytes.size() != row.maxSize && bytes.ends_with('\n')) bytes.remove_suffix(1);
+  const std::string_view text = bytes.substr(0, bytes.find_last_not_of("\r\n") + 1);
+  const bool isText = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+  if (isText || bytes.size() != row.maxSize) {
+    if (bytes.ends_with('\n')) bytes.remove_suffix(bytes.ends_with("\r\n") ? 2 : 1);
+  }
   if (bytes.size() > row.maxSize) return {{}, "must be " + DescribeValues(row)};
   Bytes field(bytes.begin(), bytes.end());
   field.resize(row.maxSize);

@@ -43,8 +43,8 @@ struct ParsedValue {
 // The field for `text`, checked against the row. Never takes a secret.
 ParsedValue ParseValue(const ElementRow& row, std::string_view text);
 
-// The field of a secret element from the bytes of a file or a prompt, zero-filled. One line end after a secret that is
-// shorter than the field does not count.
+// The field of a secret element from the bytes of a file or a prompt, zero-filled. A line end behind the secret does
+// not count, unless bytes that are no text fill the field with it.
 ParsedValue ParseSecret(const ElementRow& row, std::string_view bytes);
 
 }  // namespace media_adapter::cli

@@ -138,6 +138,15 @@ Answer Session::Run(const Call& call) {
   }
 }
 
+// The library takes the image over before it looks at the elements to send; a list longer than its field is one that it
+// refuses without sending anything.
+void Session::FillImage(uint8_t filler) {
+  ConfigurationData image;
+  std::memset(&image, filler, sizeof image);
+  constexpr uint16_t kList = MEDIA_ADAPTER_ELEMENT(10, 0);
+  SetConfiguration({&kList, 1}, image);
+}
+
 Answer Session::GetConfiguration(std::span<const uint16_t> elements, ConfigurationData& image) {
   const ConfigurationResult* result = nullptr;
   Answer answer = Run([&](const char* password, uint32_t index) {

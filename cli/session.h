@@ -61,6 +61,8 @@ class Session {
   std::string Resolve(std::string_view argument) const { return ResolveDevicePath(folder, argument); }
   std::string folder{kRootPath};
 
+  // Fills the library's image of the settings with one byte. Sends nothing.
+  void FillImage(uint8_t filler);
   Answer GetConfiguration(std::span<const uint16_t> elements, ConfigurationData& image);
   Answer SetConfiguration(std::span<const uint16_t> elements, const ConfigurationData& image);
   Answer SetIpConfiguration(const IpConfiguration& configuration);

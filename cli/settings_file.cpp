@@ -1,5 +1,6 @@
 #include "cli/settings_file.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -23,7 +24,9 @@ std::optional<std::string> TextOf(const ElementRow& row, const ordered_json& val
   if (!value.is_array()) return std::nullopt;
   std::string text;
   for (const ordered_json& entry : value) {
-    if (!entry.is_string()) return std::nullopt;
+    // Joined, such entries would be none, or two.
+    if (!entry.is_string() || entry.get<std::string>().empty()) return std::nullopt;
+    if (entry.get<std::string>().find(',') != std::string::npos) return std::nullopt;
     text.append(text.empty() ? "" : ",").append(entry.get<std::string>());
   }
   return text;
@@ -35,6 +38,8 @@ void ReadSetting(const std::string& name, const ordered_json& value, LoadedSetti
   if (row == nullptr) return complain("no such element");
   if (row->form == ElementForm::Secret) return complain("is secret and never taken from a settings file");
   if (!row->isWritten) return complain("cannot be written");
+  const auto isSame = [=](const LoadedSetting& setting) { return setting.row == row; };
+  if (std::ranges::any_of(loaded.settings, isSame)) return complain("is " + ElementName(*row) + ", which stands twice");
   const std::optional<std::string> text = TextOf(*row, value);
   ParsedValue parsed;
   if (text) parsed = ParseValue(*row, *text);
@@ -43,6 +48,10 @@ void ReadSetting(const std::string& name, const ordered_json& value, LoadedSetti
     return complain((isArray ? "must be an array: " : "must be ") + DescribeValues(*row));
   }
   loaded.settings.push_back({row, std::move(parsed.field)});
+}
+
+std::string LineOf(std::string_view file, size_t position) {
+  return "line " + std::to_string(1 + std::ranges::count(file.substr(0, position), '\n')) + ": ";
 }
 
 // Parses the file and notes every name that stands twice: JSON would let the last one win in silence.
@@ -59,9 +68,14 @@ ordered_json Parse(std::string_view file, std::vector<std::string>& problems) {
   try {
     return ordered_json::parse(file, check);
   } catch (const ordered_json::parse_error& error) {
-    problems.push_back("no valid JSON, byte " + std::to_string(error.byte));
-    return {};
+    problems.push_back(LineOf(file, error.byte) + "no valid JSON");
+  } catch (const ordered_json::out_of_range& error) {  // its message ends in the number, in quotes
+    const std::string_view message = error.what();
+    const std::string_view number =
+        message.substr(message.find('\'') + 1, message.rfind('\'') - message.find('\'') - 1);
+    problems.push_back(LineOf(file, file.find(number)) + "the number " + Escape(number) + " is too large");
   }
+  return {};
 }
 
 }  // namespace
@@ -79,11 +93,11 @@ ordered_json JsonValue(const ElementRow& row, std::span<const uint8_t> field) {
 
 bool IsInSettingsFile(const ElementRow& row) { return row.isRead && row.isWritten; }
 
-std::string WriteSettings(std::span<const uint8_t> image) {
+std::string WriteSettings(std::span<const ElementRow* const> rows, std::span<const uint8_t> image) {
   ordered_json settings = ordered_json::object();
-  for (const ElementRow& row : ElementTable()) {
-    if (IsInSettingsFile(row)) {
-      settings[ElementName(row)] = JsonValue(row, image.subspan(row.configOffset, row.maxSize));
+  for (const ElementRow* const row : rows) {
+    if (IsInSettingsFile(*row)) {
+      settings[ElementName(*row)] = JsonValue(*row, image.subspan(row->configOffset, row->maxSize));
     }
   }
   return ordered_json{{"format", kFormat}, {"settings", std::move(settings)}}.dump(2) + "\n";

@@ -30,8 +30,8 @@ nlohmann::ordered_json JsonValue(const ElementRow& row, std::span<const uint8_t>
 // True for the elements that a settings file holds.
 bool IsInSettingsFile(const ElementRow& row);
 
-// image: a ConfigurationData record.
-std::string WriteSettings(std::span<const uint8_t> image);
+// The file with those of `rows` that it may hold. image: a ConfigurationData record.
+std::string WriteSettings(std::span<const ElementRow* const> rows, std::span<const uint8_t> image);
 
 struct LoadedSetting {
   const ElementRow* row = nullptr;

@@ -100,7 +100,9 @@ DeviceModel::DeviceModel(DeviceIdentity identity, std::unique_ptr<Storage> stora
     : identity_(std::move(identity)),
       storage_(std::move(storage)),
       behaviour_(behaviour),
-      settings_(identity_.name, identity_.address) {}
+      settings_(identity_.name, identity_.address) {
+  settings_.SetGaps(behaviour_.unknownElements, behaviour_.untoldElements);
+}
 
 std::vector<Outgoing> DeviceModel::OnDatagram(std::span<const uint8_t> datagram, const platform::Endpoint& sender,
                                               Time now) {

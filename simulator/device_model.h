@@ -38,6 +38,8 @@ struct Behaviour {
   std::optional<uint32_t> writesBeforeDeath{};    // the device falls silent when it has taken so many writes
   std::optional<uint32_t> writesBeforeRefusal{};  // the writes after so many are answered with status 8,
   uint32_t refusals = 1;                          // so many of them
+  std::vector<uint16_t> unknownElements{};        // class * 256 + index: asked for or written, they are answered 2
+  std::vector<uint16_t> untoldElements{};         // left out of replies
   uint32_t reportedSectorSize = kSectorSize;      // what RFAConnect reports
   std::chrono::milliseconds repeatInterval{200};  // unacknowledged stream packets are repeated this often,
   uint32_t repeatLimit = 50;                      // at most this many times without any acknowledgement

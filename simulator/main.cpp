@@ -42,6 +42,7 @@ struct Options {
   std::string deviceFile;
   std::string passwordFile;
   int64_t delay = 0;  // ms
+  std::vector<std::string> unknownElements, untoldElements;
   Behaviour behaviour;
   ServerOptions server;
 };
@@ -89,6 +90,13 @@ void Declare(CLI::App& app, Options& options) {
                  "Each device answers the write after N others with status 8 and does not do it")
       ->type_name("N");
   app.add_option("--refusals", options.behaviour.refusals, "So many such answers, 1 by default")->type_name("N");
+  app.add_option("--unknown-element", options.unknownElements,
+                 "Each device answers status 2 when this element, such as 8.1, is asked for or set; repeatable")
+      ->type_name("ELEMENT")
+      ->allow_extra_args(false);
+  app.add_option("--untold-element", options.untoldElements, "Each device leaves this element out of its replies")
+      ->type_name("ELEMENT")
+      ->allow_extra_args(false);
   app.add_option("--seed", options.server.faults.seed, "Seed of the faults; the same seed, the same faults")
       ->type_name("N")
       ->capture_default_str();
@@ -101,6 +109,20 @@ void Declare(CLI::App& app, Options& options) {
   app.add_flag("--any-interface", options.server.allowsAnyInterface,
                "Allow addresses outside 127.0.0.0/8, and hear hosts outside it");
   app.footer(kExamples);
+}
+
+// "8.1" as class * 256 + index. False with `error`.
+bool ParseElements(const std::vector<std::string>& texts, std::vector<uint16_t>& elements, std::string& error) {
+  for (const std::string& text : texts) {
+    unsigned elementClass = 0, index = 0;
+    char end = 0;
+    if (std::sscanf(text.c_str(), "%u.%u%c", &elementClass, &index, &end) != 2 || elementClass > 255 || index > 255) {
+      error = "\"" + text + "\" is no element, like 8.1";
+      return false;
+    }
+    elements.push_back(static_cast<uint16_t>(elementClass << 8 | index));
+  }
+  return true;
 }
 
 // The devices that the options ask for; none with `error` when they are wrong.
@@ -177,7 +199,10 @@ int RunTool(int argc, char** argv) {
   options.server.faults.delay = std::chrono::milliseconds(options.delay);
   std::string error;
   auto devices = CollectDevices(options, error);
-  if (!devices) return Complain(error, kUsage);
+  if (!devices || !ParseElements(options.unknownElements, options.behaviour.unknownElements, error) ||
+      !ParseElements(options.untoldElements, options.behaviour.untoldElements, error)) {
+    return Complain(error, kUsage);
+  }
   return Play(options, std::move(*devices));
 }
 

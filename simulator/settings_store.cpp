@@ -72,6 +72,16 @@ std::span<uint8_t> DeviceSettingsStore::Field(uint8_t elementClass, uint8_t inde
   return Image().subspan(row->configOffset, row->maxSize);
 }
 
+void DeviceSettingsStore::SetGaps(std::vector<uint16_t> unknown, std::vector<uint16_t> untold) {
+  unknown_ = std::move(unknown);
+  untold_ = std::move(untold);
+}
+
+const ElementRow* DeviceSettingsStore::Known(uint8_t elementClass, uint8_t index) const {
+  const bool isUnknown = std::ranges::find(unknown_, elementClass << 8 | index) != unknown_.end();
+  return isUnknown ? nullptr : FindElement(elementClass, index);
+}
+
 platform::Ipv4Address DeviceSettingsStore::Address() const {
   platform::Ipv4Address address;
   std::copy_n(image_.begin() + FindElement(kAddressClass, kAddressIndex)->configOffset, address.size(),
@@ -100,9 +110,9 @@ void DeviceSettingsStore::AppendSearchElements(Datagram& reply) const {
 DeviceStatus DeviceSettingsStore::AppendElements(std::span<const uint8_t> ids, Datagram& reply) const {
   if (ids.size() % 2 != 0) return DeviceStatus::ProtocolError;
   for (; !ids.empty(); ids = ids.subspan(2)) {
-    const ElementRow* row = FindElement(ids[0], ids[1]);
+    const ElementRow* row = Known(ids[0], ids[1]);
     if (row == nullptr || row->form == ElementForm::Secret) return DeviceStatus::InvalidElement;
-    AppendElement(*row, reply);
+    if (std::ranges::find(untold_, ids[0] << 8 | ids[1]) == untold_.end()) AppendElement(*row, reply);
     if (reply.size() > wire::kMaxDatagramSize) return DeviceStatus::TooLong;
   }
   return DeviceStatus::Success;
@@ -112,7 +122,7 @@ DeviceStatus DeviceSettingsStore::Apply(std::span<const uint8_t> body, std::stri
   Item item;
   ItemReader checked(body);
   while (checked.Next(item)) {
-    const DeviceStatus status = CheckWrite(FindElement(item.elementClass, item.index), item.value, password);
+    const DeviceStatus status = CheckWrite(Known(item.elementClass, item.index), item.value, password);
     if (status != DeviceStatus::Success) return status;
   }
   if (!checked.IsAtEnd()) return DeviceStatus::ProtocolError;

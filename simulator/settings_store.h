@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "platform/datagram_socket.h"
 #include "simulator/datagrams.h"
@@ -29,6 +30,9 @@ class DeviceSettingsStore {
   // The field of one element, over its whole width; empty when the image has none. Secrets are in clear.
   std::span<uint8_t> Field(uint8_t elementClass, uint8_t index);
 
+  // Elements, class * 256 + index, that the device does not know, and those that it leaves out of its replies.
+  void SetGaps(std::vector<uint16_t> unknown, std::vector<uint16_t> untold);
+
   // The address that element (1,0) holds.
   platform::Ipv4Address Address() const;
 
@@ -44,9 +48,11 @@ class DeviceSettingsStore {
 
  private:
   void AppendElement(const ElementRow& row, Datagram& reply) const;
+  const ElementRow* Known(uint8_t elementClass, uint8_t index) const;
   void Store(const ElementRow& row, std::span<const uint8_t> value, std::string_view password);
 
   std::array<uint8_t, kImageSize> image_{};
+  std::vector<uint16_t> unknown_, untold_;
 };
 
 }  // namespace media_adapter::simulator

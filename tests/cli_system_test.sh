@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # media-adapter as a person runs it, against simulated devices on the loopback network.
 # usage: cli_system_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-# Needs mkfs.fat, mtools and script. A run of the tool takes six seconds for its search, so the runs go side by side.
+# Needs mkfs.fat, mtools, jq and script. A run of the tool takes six seconds for its search, so the runs go side by side.
 # shellcheck source=tests/support/cli.sh
 . "$(dirname "$0")/support/cli.sh" "$1" "$2"
 
 make_volumes() {
-  for image in main locked slow hostile asked; do
+  for image in main locked slow hostile asked gaps; do
     truncate -s 32M $image.img
     mkfs.fat -F 16 -f 1 $image.img >/dev/null || exit 1
   done
@@ -94,6 +94,8 @@ test_settings() {
   expect_text config.err "--password-file"
   head -c 52 /dev/urandom >key
   echo '{"format": 1, "settings": {"8.1": 13, "8.4": 255, "9.3": "x"}}' >bad.json
+  echo '{"format": 1, "settings": {"8.1": 1e999}}' >large.json
+  echo '{"format": 1, "settings": {"1.0": "127.0.0.79"}}' >move.json
   on cli-locked --password-file password --keep-going >config.out 2>config.err <<'END'
 config set "0.0=Caf\xe9 \\ bar" 8.1=11 10.0=02005e000001,02005e000002 9.3=@key
 config save one.json
@@ -103,10 +105,15 @@ config get 0.0 8.1 10.0 9.6
 config set 8.1=12 8.4=255
 config set 9.3=clear
 config load bad.json
+config load large.json
 config get 8.1
+ip 127.0.0.71 255.0.0.0 127.0.0.1 1 --yes
+config set 1.0=127.0.0.71
 test --seconds 2 15.0=1
 ip 127.0.0.74 255.0.0.0 127.0.0.1 1 --yes
 search cli-locked
+config get 1.0
+config load move.json
 config get 1.0
 END
   cmp one.json two.json || fail "save, load, save gives another file"
@@ -119,6 +126,31 @@ END
   grep -qxE $'[1-9][0-9]*\t[0-9]+\t[0-9]+' config.out || fail "no counters: $(cat config.out)"
   expect_text config.out $'cli-locked\t127.0.0.74\t'
   expect_text config.out $'1.0\taddress\t127.0.0.74'
+  expect_text config.out $'1.0\taddress\t127.0.0.79'
+  expect_text config.err "config load large.json: line 1: the number 1e999 is too large"
+  [ "$(grep -c 'cli-main (02:.*) has the address 127.0.0.71 already' config.err)" = 2 ] || fail "moved onto another device"
+}
+
+# A device that lacks one element and never tells two: what it does not tell is neither shown nor saved, even when
+# another device has just told it.
+test_gaps() {
+  expect_code 1 "gaps" "$tool" --interface 127.0.0.1 --password-file password --keep-going >gaps.out 2>gaps.err <<'END'
+device cli-asked
+config set 8.0=network 8.2=1 2.4=text
+config get 8.0
+device cli-gaps
+config get
+config get 8.0 8.1
+config get 8.2
+config set 8.2=1
+config set 8.1=7
+config save gaps.json
+END
+  [ "$(grep -c $'^8.0\tnot told\t$' gaps.out)" = 2 ] || fail "8.0 was told: $(cat gaps.out)"
+  expect_text gaps.out $'8.2\tnot told\t'
+  expect_text gaps.err "config get 8.0: the device does not tell it"
+  expect_text gaps.err "line 8: config set: Invalid element ID (status 2)"
+  jq -e '.settings | has("8.0") or has("8.2") or has("2.0") or ."8.1" != 7 | not' gaps.json >/dev/null || fail "gaps.json: $(cat gaps.json)"
 }
 
 test_hostile_volume() {
@@ -168,7 +200,9 @@ start_simulator fast.log --device "$(device 127.0.0.71 cli-main main.img)" \
   --device "$(device 127.0.0.75 cli-asked asked.img secret)"
 start_simulator slow.log --device "$(device 127.0.0.76 cli-slow slow.img)" --delay 5
 test_files
-test_refusals & test_usage & test_settings & test_hostile_volume & test_terminal & test_prompt &
+start_simulator gaps.log --device "$(device 127.0.0.70 cli-gaps gaps.img secret)" --unknown-element 8.2 --untold-element 8.0 \
+  --untold-element 2.0
+test_refusals & test_gaps & test_usage & test_settings & test_hostile_volume & test_terminal & test_prompt &
 wait_for_runs
 expect_not_on_volume main.img /after
 expect_not_on_volume main.img /slip

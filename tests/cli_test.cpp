@@ -129,8 +129,17 @@ TEST(ElementValue, TakesWhatTheTableAllowsInEachForm) {
   const ElementRow& secret = *FindElementByName("10.2");
   const std::vector<uint8_t> key = ParseSecret(secret, "key\n").field;
   EXPECT_EQ(std::string(key.begin(), key.end()), "key" + std::string(21, '\0'));
-  EXPECT_EQ(ParseSecret(secret, std::string(23, 'k') + "\n").field.back(), '\n') << "a full field keeps its last byte";
+  EXPECT_EQ(ParseSecret(secret, "key\r\n").field, key);
+  EXPECT_EQ(ParseSecret(secret, std::string(23, 'k') + "\n").field.back(), 0);
+  EXPECT_EQ(ParseSecret(secret, std::string(24, 'k') + "\r\n").field.back(), 'k');
+  EXPECT_EQ(ParseSecret(secret, std::string(23, '\x80') + "\n").field.back(), '\n') << "bytes that fill the field";
   EXPECT_FALSE(ParseSecret(secret, std::string(25, 'k')).problem.empty());
+}
+
+std::vector<const ElementRow*> AllRows() {
+  std::vector<const ElementRow*> rows;
+  for (const ElementRow& row : ElementTable()) rows.push_back(&row);
+  return rows;
 }
 
 // An image in which every element of a settings file has a valid value.
@@ -149,9 +158,10 @@ std::vector<uint8_t> RandomImage(std::mt19937& random) {
 
 TEST(SettingsFile, SaveLoadSaveGivesTheSameFileAndTheSameValues) {
   std::mt19937 random(2);
+  const std::vector<const ElementRow*> rows = AllRows();
   for (int i = 0; i < 50; ++i) {
     const std::vector<uint8_t> image = RandomImage(random);
-    const std::string file = WriteSettings(image);
+    const std::string file = WriteSettings(rows, image);
     const LoadedSettings loaded = ReadSettings(file);
     ASSERT_TRUE(loaded.problems.empty()) << loaded.problems.front();
     std::vector<uint8_t> again(image.size());
@@ -160,12 +170,12 @@ TEST(SettingsFile, SaveLoadSaveGivesTheSameFileAndTheSameValues) {
       ASSERT_TRUE(std::ranges::equal(saved, ValueInField(*row, field))) << ElementName(*row);
       std::ranges::copy(field, again.begin() + row->configOffset);
     }
-    ASSERT_EQ(WriteSettings(again), file);
+    ASSERT_EQ(WriteSettings(rows, again), file);
   }
 }
 
 TEST(SettingsFile, NamesEveryProblemAndLeavesSecretsOut) {
-  EXPECT_EQ(WriteSettings(std::vector<uint8_t>(952, 1)).find("\"9.3\""), std::string::npos);
+  EXPECT_EQ(WriteSettings(AllRows(), std::vector<uint8_t>(952, 1)).find("\"9.3\""), std::string::npos);
   const auto problems = [](const std::string& settings) {
     const LoadedSettings loaded = ReadSettings(R"({"format": 1, "settings": )" + settings + "}");
     std::string all;
@@ -176,7 +186,12 @@ TEST(SettingsFile, NamesEveryProblemAndLeavesSecretsOut) {
   EXPECT_EQ(problems(R"({"8.1": 15, "8.4": "300", "0.0": 5, "10.0": "", "10.0": [1]})"), "10.0: ");
   EXPECT_EQ(problems(R"({"8.1": 15, "8.4": "300", "0.0": 5, "10.0": [1], "1.0": "1.2.3", "8.3": 0.5, "8.2": -1})"),
             "8.1: 8.4: 0.0: 10.0: 1.0: 8.3: 8.2: ");
+  EXPECT_EQ(problems(R"({"10.0": [""], "8.1": 1, "08.1": 2})"), "10.0: 08.1: ");
+  EXPECT_EQ(problems(R"({"10.0": ["02005e000001,02005e000002"]})"), "10.0: ");
   EXPECT_EQ(problems(R"({"9.3": "x", "0.2": "x", "9.4": 1, "\u001b": 1})"), "9.3: 0.2: 9.4: \\x1b: ");
+  EXPECT_EQ(ReadSettings("{\n\"format\": 1,\n\"settings\": {\"8.1\": 1e999}}").problems,
+            std::vector<std::string>{"line 3: the number 1e999 is too large"});
+  EXPECT_EQ(ReadSettings("{\n\"format\" 1}").problems, std::vector<std::string>{"line 2: no valid JSON"});
   for (const char* file : {"", "{", "[]", "{}", R"({"format": 2, "settings": {}})", R"({"format": 1})",
                            R"({"format": 1, "settings": []})"}) {
     EXPECT_FALSE(ReadSettings(file).problems.empty()) << file;
