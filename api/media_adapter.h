@@ -4,7 +4,14 @@
  *
  * Fifteen plain, blocking functions (C11 and C++20, C linkage). Any thread may call any of them; calls are serialised
  * inside the library. Loading the library starts its one worker thread, unloading it stops it; there is nothing to
- * initialise and nothing to free.
+ * initialise and nothing to free. Unloading and the end of the process end a call that is inside, with
+ * MEDIA_ADAPTER_NO_RESPONSE, and take up to 1.1 seconds when the worker hangs in the host's file system. A worker that
+ * cannot be ended even by force (an uninterruptible wait of the system) stays behind: a process may end over it, but
+ * should not unload the library.
+ *
+ * Forked children have the library's memory, but no worker: in them every call returns MEDIA_ADAPTER_NO_RESPONSE (a
+ * search: no devices) at once, and unloading and exit do nothing. The parent goes on undisturbed. A child that wants to
+ * use the library unloads it and loads it anew, or executes a program.
  *
  * Results. Every function but API_SetIpInterface and API_Terminate returns the address of a record inside the library.
  * The address is the same on every call and stays valid until the library is unloaded. The contents belong to the last
@@ -12,8 +19,13 @@
  * what you need before another thread can call.
  *
  * Statuses. A result's `status` is one of the MEDIA_ADAPTER_... values below or a status of the device that this list
- * does not know, as the device gave it; `message` is its English text. A call that the worker does not finish within 60 seconds returns
- * MEDIA_ADAPTER_NO_RESPONSE; the request may still complete later, and writes its own status into the record then.
+ * does not know, as the device gave it; `message` is its English text. A call that the worker does not finish within 60
+ * seconds returns MEDIA_ADAPTER_NO_RESPONSE; the request may still complete later, and writes its own status into the
+ * record then.
+ *
+ * Memory. Without memory for a request nothing is sent and it returns MEDIA_ADAPTER_NO_RESPONSE, a search no devices;
+ * when memory runs out in the middle of it, MEDIA_ADAPTER_NOT_ENOUGH_MEMORY (API_SetIpInterface:
+ * MEDIA_ADAPTER_SOCKET_FAILED), and what was written by then stays. No C++ exception leaves a function.
  *
  * Checks. A request to a device is checked before anything is sent, in this order: device index (255), password longer
  * than 16 characters (254), paths null, empty or longer than 259 characters (243). A null password is the empty one.
@@ -24,8 +36,11 @@
  * what it may leave. A damaged volume costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that
  * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own clusters.
  *
- * Texts are NUL-terminated single-byte strings. Device paths start at the root and separate names with a backslash:
- * "\\music\\song.mp3" in C; "\\" is the root. Letter case does not matter in device paths, for A to Z.
+ * Texts are NUL-terminated single-byte strings. They are read when the call's turn has come, and not after it has
+ * returned; threads may pass the same text, also one that loses its trailing separator. Device paths start at the root
+ * and separate names with a backslash: "\\music\\song.mp3" in C; "\\" is the root. Letter case does not matter in
+ * device paths, for A to Z. A byte of a name on the volume is the character of the same number, U+00XX, whatever the bytes
+ * mean to the host.
  */
 #ifndef MEDIA_ADAPTER_H
 #define MEDIA_ADAPTER_H

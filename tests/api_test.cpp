@@ -236,6 +236,20 @@ TEST_F(ApiTest, TheLastCallerHasTimeForItsReturn) {
   }
 }
 
+TEST(StartUp, CallsBeforeAndAfterTheLibrarysTimeGiveUpAtOnce) {
+  SimWorld world;
+  for (int i = 0; i < 2; ++i) {
+    const Time start = world.Now();
+    EXPECT_EQ(API_RFAConnect(0, "", 0)->status, 253U);
+    EXPECT_EQ(API_Search("")->deviceCount, 0U);
+    EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 253U);
+    EXPECT_EQ(world.Now(), start);
+    StartLibrary();
+    EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
+    StopLibrary();
+  }
+}
+
 TEST_F(ApiTest, ThreadsMayCallAtOnce) {
   AddDevice(VolumeBuilder({}).Build());
   Search();

@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "platform/clock.h"
-#include "platform/raw_file.h"
 #include "platform/local_files.h"
+#include "platform/raw_file.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
 #include "protocol/little_endian.h"
