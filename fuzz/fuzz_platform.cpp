@@ -15,6 +15,7 @@
 #include "platform/file_stream.h"
 #include "platform/local_files.h"
 #include "platform/notices.h"
+#include "platform/process.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
 #include "protocol/channel.h"
@@ -162,6 +163,7 @@ void Sleep(std::chrono::milliseconds duration) { network.now += duration; }
 MacAddress FirstAdapterAddress() { return {}; }
 void ShowError(const char*) {}
 void TraceLine(const char*) {}
+uint32_t ProcessId() { return 1; }
 uint32_t LastSystemError() { return 0; }
 
 struct Event::Impl {};
