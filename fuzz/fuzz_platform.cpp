@@ -242,9 +242,10 @@ std::FILE* OpenRegularFile(const std::string& path, FileUse use) {
   };
   calls.seek = [](void* cookie, off64_t* offset, int whence) {
     auto& file = *static_cast<OpenFile*>(cookie);
-    file.position = static_cast<size_t>(*offset) + (whence == SEEK_END ? file.bytes.size() : 0);
+    const size_t from = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? file.position : file.bytes.size();
+    file.position = from + static_cast<size_t>(*offset);
     *offset = static_cast<off64_t>(file.position);
-    return whence == SEEK_CUR ? -1 : 0;
+    return 0;
   };
   calls.close = [](void* cookie) {
     delete static_cast<OpenFile*>(cookie);
@@ -255,9 +256,9 @@ std::FILE* OpenRegularFile(const std::string& path, FileUse use) {
 
 std::optional<uint64_t> StreamSize(std::FILE* stream) {
   if (fseeko(stream, 0, SEEK_END) != 0) return std::nullopt;
-  const auto size = static_cast<uint64_t>(ftello(stream));
+  const off_t size = ftello(stream);
   std::rewind(stream);
-  return size;
+  return size < 0 ? std::nullopt : std::optional(static_cast<uint64_t>(size));
 }
 
 bool SeekStream(std::FILE* stream, uint64_t offset) {
