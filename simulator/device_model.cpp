@@ -302,4 +302,9 @@ std::optional<Time> DeviceModel::NextTime() const {
   return report ? std::min(*report, stream_->NextTime()) : stream_->NextTime();
 }
 
+void DeviceModel::Restart() {
+  stream_.reset();
+  isConnected_ = false;
+}
+
 }  // namespace media_adapter::simulator

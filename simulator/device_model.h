@@ -57,6 +57,9 @@ class DeviceModel {
   // When OnTime wants to be called next; none when the device waits for datagrams only.
   std::optional<Time> NextTime() const;
 
+  // As after a loss of power: no connection, no transfer.
+  void Restart();
+
   // Why the last datagram was dropped, in a few words; null when it was not.
   const char* DropReason() const { return dropReason_; }
 

@@ -165,7 +165,7 @@ bool SimWorld::HappenNext() {
 
 void SimWorld::AbortDeadlocked() const {
   std::fprintf(stderr, "Deadlock at %.6f s: %zu threads wait and nothing is to come. Datagrams so far: %zu\n",
-               std::chrono::duration<double>(now_).count(), sleepers_.size(), log_.size());
+               std::chrono::duration<double>(now_).count(), sleepers_.size(), transmitted_);
   std::abort();
 }
 
@@ -201,8 +201,8 @@ void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outg
 }
 
 void SimWorld::Transmit(const LoggedDatagram& datagram) {
-  const size_t ordinal = log_.size();
-  log_.push_back(datagram);
+  const size_t ordinal = transmitted_++;
+  if (keepsLog) log_.push_back(datagram);
   Fate its = fate ? fate(datagram, ordinal) : Fate{};
   const auto happens = [&](double probability) {
     return probability > 0 && std::uniform_real_distribution<>(0, 1)(generator_) < probability;
@@ -210,7 +210,7 @@ void SimWorld::Transmit(const LoggedDatagram& datagram) {
   if (happens(random.loss)) its.copies = 0;
   if (happens(random.duplication)) its.copies *= 2;
   if (happens(random.reordering)) its.delay += latency * std::uniform_int_distribution<>(1, 30)(generator_) / 10;
-  log_[ordinal].copies = its.copies;
+  if (keepsLog) log_[ordinal].copies = its.copies;
 
   const Time when = now_ + latency + its.delay;
   const Endpoint sender = its.sender.value_or(datagram.sender);

@@ -90,6 +90,7 @@ class SimWorld {
   void Inject(const Endpoint& sender, Datagram bytes, Time delay = {});
   // Every datagram that was sent, in order; the place in it is the ordinal that `fate` sees.
   const std::vector<LoggedDatagram>& Log() const { return log_; }
+  bool keepsLog = true;  // not to change once something was sent
   std::function<Fate(const LoggedDatagram&, size_t ordinal)> fate;
   RandomFaults random;
   Time latency = std::chrono::microseconds(200);
@@ -198,6 +199,7 @@ class SimWorld {
   std::intptr_t nextHandle_ = 1;
   uint16_t nextPort_ = 50000;
   std::vector<LoggedDatagram> log_;
+  size_t transmitted_ = 0;
 };
 
 }  // namespace media_adapter::sim

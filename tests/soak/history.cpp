@@ -1,0 +1,359 @@
+// The user's side of a history: what is done next, what it is to leave, and how it is asked of the library. The judging
+// is in judge.cpp.
+#include "tests/soak/history.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "api/media_adapter.h"
+#include "protocol/little_endian.h"
+#include "worker/library.h"
+
+namespace media_adapter::soak {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr const char* kPassword = "secret";
+constexpr const char* kKinds[] = {"put", "get", "delete", "mkdir", "list", "format"};
+constexpr size_t kMaxPath = 259;
+constexpr size_t kMaxRequests = 50000;  // of one step
+
+// Few different ones, so that they meet again. What is cut to its first 13 characters is still unlike the others.
+constexpr const char* kNames[] = {"PLAIN#.TXT",      "lower#.txt",
+                                  "BASE#.low",       "MiXed#.Txt",
+                                  "noext#",          "two # words.document",
+                                  " leading#",       "a.b.c.#",
+                                  "..two#",          "+,;=[]#.x",
+                                  ".profile#",       "thirteenchr#x",
+                                  "#fourteen chars", "twenty # sixth characters",
+                                  "\345e#",          "\345 long name #",
+                                  "#(~!$%&'@^`{}-_)"};
+
+bool NeedsLongName(const std::string& name) {
+  const auto isMixed = [](const std::string& text) {
+    return std::ranges::any_of(text, [](char c) { return c >= 'a' && c <= 'z'; }) &&
+           std::ranges::any_of(text, [](char c) { return c >= 'A' && c <= 'Z'; });
+  };
+  const size_t dot = std::min(name.find('.'), name.size());
+  const std::string base = name.substr(0, dot), extension = name.substr(std::min(dot + 1, name.size()));
+  return name.find_first_of("+,;=[] ") != std::string::npos || extension.find('.') != std::string::npos ||
+         base.size() > 8 || extension.size() > 3 || isMixed(base) || isMixed(extension);
+}
+
+}  // namespace
+
+std::string Key(std::string path) {
+  for (char& c : path) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  return path;
+}
+std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('\\')); }
+std::string NameIn(const std::string& path) { return path.substr(path.rfind('\\') + 1); }
+
+std::vector<Shape> MakeShapes() {
+  std::vector<Shape> shapes;
+  for (const sim::VolumeShape& shape :
+       {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
+        sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
+        sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
+    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
+  }
+  return shapes;
+}
+
+History::History(uint64_t seed, const Shape& shape) : random_(seed), world_(seed), shape_(shape.shape) {
+  world_.keepsLog = false;
+  auto disk = std::make_unique<Disk>(shape.image);
+  disk_ = disk.get();
+  const simulator::DeviceIdentity identity{{127, 0, 0, 11}, {2, 0, 0, 0, 0, 11}, "device", kPassword};
+  auto& device = world_.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));
+  volume_.emplace(*disk_, shape_.partitionStart);
+  faults_.emplace(world_, device, random_);
+  Fill();
+  fat_ = volume_->Fat();
+  lost_.resize(fat_.size());
+  Item& root = items_[""];
+  if (volume_->is32) root.folder.chain = {2};
+  root.folder = volume_->ReadFolder(root.folder.chain);
+  StartLibrary();
+  Require(API_SetIpInterface("127.0.0.1") == 0 && API_Search("")->deviceCount == 1, "the device is not found");
+}
+
+History::~History() { StopLibrary(); }
+
+// Marks clusters as bad: on some volumes many of the first ones, so that chains go from one FAT sector to another; on
+// some nearly all.
+void History::Fill() {
+  const size_t kind = random_.Below(6);
+  if (kind < 3) return;
+  const uint32_t scattered = 6 * volume_->entriesPerSector;
+  const uint32_t end = kind == 5 ? volume_->lastCluster + 1 : scattered;
+  const size_t isFreeOneIn = random_.Of(std::array<size_t, 3>{8, 30, 100});
+  for (uint32_t c = volume_->is32 ? 3 : 2; c < end; ++c) {
+    if (c < scattered && random_.OneIn(isFreeOneIn)) continue;
+    auto& sector = disk_->At(volume_->fat + c / volume_->entriesPerSector);
+    const size_t at = c % volume_->entriesPerSector;
+    volume_->is32 ? WriteU32(sector, at * 4, 0x0FFFFFF7) : WriteU16(sector, at * 2, 0xFFF7);
+  }
+}
+
+void History::Run(bool isJudged) {
+  for (size_t steps = 8 + random_.Below(12); steps > 0; --steps) {
+    if (random_.OneIn(3)) faults_->Change();
+    Do(Choose());
+    CleanUp();
+  }
+  faults_->Stop();
+  ReadAll();
+  if (isJudged) JudgeEnd();
+}
+
+// What a careful user does after a failure, under the same faults or without.
+void History::CleanUp() {
+  const auto findBroken = [&] {
+    return std::ranges::find_if(items_, [](const auto& item) { return item.second.isBroken && !item.second.isFolder; });
+  };
+  for (auto broken = findBroken(); isHalfCleared_ || broken != items_.end(); broken = findBroken()) {
+    if (random_.OneIn(2)) faults_->Stop();
+    Do(isHalfCleared_ ? Step{.kind = Kind::Format, .path = {}}
+                      : Step{.kind = Kind::Delete, .path = broken->second.path});
+  }
+}
+
+void History::ReadAll() {
+  for (const auto& [key, item] : items_) {
+    if (!item.isBroken && !item.isFrozen) Do({.kind = item.isFolder ? Kind::List : Kind::Get, .path = item.path});
+  }
+}
+
+// ---- Choosing
+
+std::string History::Name() {
+  std::string name = random_.OneIn(12) ? "#" + std::string(254, 'w') : random_.Of(kNames);
+  name.replace(name.find('#'), 1, 1, static_cast<char>('0' + random_.Below(5)));
+  return random_.OneIn(4) ? Key(name) : name;
+}
+
+// Something that is there, or a new name in a folder, or rarely in what is no folder.
+std::string History::ChoosePath(Kind kind) {
+  const auto any = [&]() -> const Item& {
+    return std::next(items_.begin(), static_cast<ptrdiff_t>(random_.Below(items_.size())))->second;
+  };
+  const bool isRead = kind == Kind::Get || kind == Kind::Delete;
+  if (kind == Kind::List || (isRead ? !random_.OneIn(8) : random_.OneIn(3))) return any().path;
+  std::string folder = random_.OneIn(40) ? "\\nowhere" : "";
+  if (random_.OneIn(2)) {
+    const Item& item = any();
+    if (item.isFolder || random_.OneIn(5)) folder = item.path;
+  }
+  return folder + "\\" + Name();
+}
+
+History::Step History::Choose() {
+  constexpr Kind kMany[] = {Kind::Put,    Kind::Put,        Kind::Put,        Kind::Put,  Kind::Put,   Kind::Get,
+                            Kind::Delete, Kind::MakeFolder, Kind::MakeFolder, Kind::List, Kind::Delete};
+  const auto size = static_cast<size_t>(ClusterSize());
+  for (size_t tries = 0; tries < 100; ++tries) {
+    Step step{.kind = random_.OneIn(60) ? Kind::Format : random_.Of(kMany), .path = {}};
+    if (step.kind == Kind::Format) return step;
+    step.path = ChoosePath(step.kind);
+    if (step.kind == Kind::Put) {
+      if (random_.OneIn(3)) step.path = FolderOf(step.path) + "\\" + Key(NameIn(step.path));
+      const size_t sizes[] = {0, 1, 511, 512, 513, size - 1, size, size + 1, 3 * size + 7, random_.Below(30000)};
+      const size_t limit = random_.OneIn(30) ? 100000 : 33000;
+      step.content = sim::Pattern(std::min(random_.Of(sizes), limit), static_cast<uint32_t>(random_.Below(1000)));
+      step.attributes = static_cast<uint8_t>(0x20 + (NameIn(step.path)[0] == '.' ? 2 : 0) + (random_.OneIn(5) ? 1 : 0));
+      step.modified = random_.OneIn(20) ? 1000 : 1000000001 + static_cast<int64_t>(random_.Below(1000000000));
+    }
+    if (IsSensible(step)) return step;
+  }
+  return {.kind = Kind::Format, .path = {}};
+}
+
+bool History::IsSensible(const Step& step) {
+  if (NameIn(step.path).empty()) return step.kind == Kind::List && !items_[""].isFrozen;
+  const Item* item = Find(step.path);
+  const Item* folder = Find(FolderOf(step.path));
+  if (avoided_.contains(Key(step.path)) || (folder != nullptr && folder->isBroken)) return false;
+  if (step.kind == Kind::List) return item->isFolder && !item->isBroken && !item->isFrozen;
+  if (step.kind == Kind::Get && item != nullptr) return !item->isFolder;
+  // Only what is found before a frozen folder's end is looked for in it.
+  const bool isFrozen = folder != nullptr ? folder->isFrozen : items_[""].isFrozen;
+  return !isFrozen || (item != nullptr && step.kind != Kind::MakeFolder);
+}
+
+// ---- Planning
+
+History::Item* History::Find(const std::string& path) {
+  const auto item = items_.find(Key(path));
+  return item == items_.end() ? nullptr : &item->second;
+}
+
+History::Plan History::PlanFor(const Step& step) {
+  Plan plan{.fat = fat_};
+  if (step.kind == Kind::Format) {
+    PlanFormat(plan);
+  } else if (step.kind == Kind::List) {
+    plan.item = Find(step.path);
+  } else {
+    plan.status = PlanItem(step, plan);
+  }
+  return plan;
+}
+
+uint32_t History::PlanItem(const Step& step, Plan& plan) {
+  const bool isPut = step.kind == Kind::Put, isMaking = step.kind == Kind::MakeFolder;
+  if (!isPut && step.path.size() > kMaxPath) return MEDIA_ADAPTER_INVALID_PATH_LENGTH;
+  plan.name = NameIn(step.path);
+  if (isMaking) {
+    plan.name.erase(0, plan.name.find_first_not_of(' '));
+    if (plan.name.find('\345') != std::string::npos) return MEDIA_ADAPTER_INVALID_PATH;
+  }
+  plan.folder = Find(FolderOf(step.path));
+  if (plan.folder == nullptr || !plan.folder->isFolder) return MEDIA_ADAPTER_INVALID_PATH;
+  if (step.path.size() > kMaxPath) return MEDIA_ADAPTER_INVALID_PATH_LENGTH;
+  plan.item = Find(FolderOf(step.path) + "\\" + plan.name);
+  if (!isPut && !isMaking && plan.item == nullptr) return MEDIA_ADAPTER_INVALID_PATH;
+  if (plan.item == nullptr) {
+    const size_t count = 1 + (NeedsLongName(plan.name) ? (plan.name.size() + 12) / 13 : 0);
+    const uint32_t status = PlanPlaces(plan, count);
+    return status != 0 ? status : PlanContent(plan, isMaking ? 1 : step.content.size());
+  }
+  if (step.kind == Kind::Get) return 0;
+  if (isMaking) return MEDIA_ADAPTER_NAME_IN_USE;
+  if (plan.item->isFolder) {
+    return isPut ? MEDIA_ADAPTER_CANNOT_OVERWRITE_DIRECTORY : MEDIA_ADAPTER_CANNOT_DELETE_DIRECTORY;
+  }
+  plan.places = plan.item->entry.places;
+  if (isPut) plan.places = {plan.places.back()};
+  PlanFreeing(plan);
+  return isPut ? PlanContent(plan, step.content.size()) : 0;
+}
+
+std::optional<uint32_t> History::FreeCluster(const Clusters& fat) const {
+  const auto free = std::find(fat.begin() + 2, fat.begin() + volume_->lastCluster + 1, 0U);
+  if (free == fat.begin() + volume_->lastCluster + 1) return std::nullopt;
+  return static_cast<uint32_t>(free - fat.begin());
+}
+
+// The first run of so many free slots that does not begin behind a long-name slot; the folder grows until there is one.
+uint32_t History::PlanPlaces(Plan& plan, size_t count) const {
+  const auto& slots = plan.folder->folder.slots;
+  bool isBehindLongName = false;
+  for (size_t i = 0; plan.places.size() < count; ++i) {
+    if (i == slots.size() + plan.growth.size() * ClusterSize() / 32) {
+      const auto fresh = FreeCluster(plan.fat);
+      const Clusters& chain = plan.folder->folder.chain;
+      if (!fresh || chain.empty()) plan.places.clear();
+      if (chain.empty()) return MEDIA_ADAPTER_NO_FREE_DIRECTORY_ENTRIES;
+      if (!fresh) return MEDIA_ADAPTER_NOT_ENOUGH_MEMORY;
+      plan.fat[plan.growth.empty() ? chain.back() : plan.growth.back()] = *fresh;
+      plan.fat[*fresh] = kEnd;
+      plan.growth.push_back(*fresh);
+    }
+    const bool isFree = i >= slots.size() || IsFree(slots[i]);
+    if (isFree && !isBehindLongName) {
+      plan.places.push_back(i);
+    } else {
+      plan.places.clear();
+    }
+    isBehindLongName = !isFree && IsLongName(slots[i]);
+  }
+  return 0;
+}
+
+// The first free clusters, in a chain.
+uint32_t History::PlanContent(Plan& plan, size_t bytes) const {
+  Clusters fat = plan.fat;
+  for (size_t count = (bytes + ClusterSize() - 1) / ClusterSize(); count > 0; --count) {
+    const auto cluster = FreeCluster(fat);
+    if (!cluster) {
+      plan.places.clear();
+      plan.content.clear();
+      return MEDIA_ADAPTER_NOT_ENOUGH_MEMORY;
+    }
+    if (!plan.content.empty()) fat[plan.content.back()] = *cluster;
+    fat[*cluster] = kEnd;
+    plan.content.push_back(*cluster);
+  }
+  plan.fat = std::move(fat);
+  return 0;
+}
+
+void History::PlanFreeing(Plan& plan) const {
+  const Slot& slot = plan.item->entry.slot;
+  if (ReadU32(slot, 28) != 0) plan.freed = volume_->Chain(fat_, volume_->ClusterOf(slot));
+  for (const uint32_t c : plan.freed) plan.fat[c] = 0;
+}
+
+// Clears the FAT sectors with entries of the device's clusters, and one more where they end with a sector.
+void History::PlanFormat(Plan& plan) const {
+  const uint32_t entries = (disk_->SectorCount() - 1 - volume_->data) / volume_->sectorsPerCluster + 2;
+  const size_t cleared = size_t{entries / volume_->entriesPerSector + 1} * volume_->entriesPerSector;
+  Require(cleared <= plan.fat.size(), "the FAT of this shape is too short to be cleared");
+  std::fill(plan.fat.begin() + 2, plan.fat.begin() + static_cast<ptrdiff_t>(cleared), 0U);
+  if (volume_->is32) plan.fat[2] = kEnd;
+}
+
+// ---- Doing
+
+void History::Do(const Step& step) {
+  world_.localTime.second = static_cast<uint8_t>(random_.Below(60));
+  const Plan plan = PlanFor(step);
+  story += std::string(kKinds[static_cast<size_t>(step.kind)]) + " " + step.path + " (" +
+           std::to_string(step.content.size()) + " bytes, " + faults_->Text() + "): ";
+  disk_->written.clear();
+  faults_->BeginStep();
+  const sim::Time start = world_.Now();
+  const uint32_t status = Call(step);
+  WaitForWorker(start);
+  story += std::to_string(status) + ", planned " + std::to_string(plan.status) + "\n";
+  totals.steps += 1;
+  totals.failures += status != plan.status ? 1 : 0;
+  totals.datagrams += faults_->Requests();
+  Judge(step, plan, status);
+}
+
+uint32_t History::Call(const Step& step) {
+  const std::string& path = step.path;
+  std::string folder = FolderOf(path);
+  uint32_t progress = 0;
+  switch (step.kind) {
+    case Kind::Put:
+      MakeLocal(NameIn(path), step);
+      if (folder.empty() || random_.OneIn(2)) folder += "\\";
+      return API_RFAWriteData(("u/" + NameIn(path)).c_str(), folder.data(), 0, kPassword, 0)->status;
+    case Kind::Delete:
+      return API_RFADelete(path.c_str(), 0, kPassword, 0)->status;
+    case Kind::MakeFolder:
+      return API_RFACreateDirectory(path.c_str(), 0, kPassword, 0)->status;
+    case Kind::Format:
+      return API_RFAFormat(0, kPassword, 0)->status;
+    default:
+      folder = "d";
+      return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), 0, kPassword, 0, &progress)->status;
+  }
+}
+
+void History::MakeLocal(const std::string& name, const Step& step) {
+  const std::string path = "u/" + name;
+  std::filesystem::remove(path);
+  sim::WriteWholeFile(path, step.content);
+  const std::chrono::sys_seconds time{std::chrono::seconds(step.modified)};
+  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
+  if ((step.attributes & 1) != 0) std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+}
+
+// A call ends after 60 s, what it started may go on. Nothing is silent for longer than its longest timer.
+void History::WaitForWorker(sim::Time start) {
+  Require(world_.Now() - start <= 60s + 1ms, "the call took more than 60 s");
+  if (world_.Now() - start < 60s) return;
+  for (size_t before = 0; before != faults_->Requests();) {
+    Require(faults_->Requests() < kMaxRequests, "the request does not end");
+    before = faults_->Requests();
+    world_.Advance(25s);
+  }
+}
+
+}  // namespace media_adapter::soak
