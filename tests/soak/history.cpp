@@ -72,7 +72,6 @@ History::History(uint64_t seed, const Shape& shape) : random_(seed), world_(seed
   faults_.emplace(world_, device, random_);
   Fill();
   fat_ = volume_->Fat();
-  lost_.resize(fat_.size());
   Item& root = items_[""];
   if (volume_->is32) root.folder.chain = {2};
   root.folder = volume_->ReadFolder(root.folder.chain);

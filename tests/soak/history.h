@@ -98,10 +98,11 @@ class History {
   void JudgeRead(const Step& step, const Plan& plan);
   void JudgeListing(const Item& folder) const;
   void JudgeFormat(const Plan& plan, const Clusters& fat, uint32_t status);
-  void JudgeChange(const Step& step, const Plan& plan, const Clusters& fat, bool mustBeDone);
+  void JudgeChange(const Step& step, const Plan& plan, Clusters fat, bool mustBeDone);
   Folder SoundPart(const Step& step, const Plan& plan, const Clusters& fat, bool& isFrozen) const;
   bool IsPlanned(const Step& step, const Plan& plan, size_t place, const Folder& now) const;
   bool IsPlannedShort(const Step& step, const Plan& plan, const Slot& slot) const;
+  bool HasDots(const Folder& folder, const Item& parent) const;
   bool HasContent(const Step& step, const Plan& plan) const;
   void Keep(const Step& step, const Plan& plan, bool isThere, bool isWhole, bool isIntact);
   void Look();
@@ -109,8 +110,11 @@ class History {
   void Claim(const Clusters& chain, std::vector<bool>& owned, const std::string& path) const;
   void JudgeEnd();
   sim::VolumeImage WithoutRemains();
-  void Require(bool isTrue, const std::string& what) const {
-    if (!isTrue) throw std::runtime_error(what);
+  static void Require(bool isTrue, const char* what, const std::string& about = {}) {
+    if (!isTrue) throw std::runtime_error(what + (about.empty() ? about : ": " + about));
+  }
+  static void Require(bool isTrue, const char* what, size_t number) {
+    if (!isTrue) Require(false, what, std::to_string(number));
   }
 
   Random random_;
@@ -122,7 +126,7 @@ class History {
   std::map<std::string, Item> items_;  // by the path in lower case
   std::set<std::string> avoided_;      // such paths whose entries a failure left under another name
   Clusters fat_;
-  std::vector<bool> lost_;  // clusters that failures left in use
+  std::set<uint32_t> lost_;  // clusters that failures left in use
   bool isHalfCleared_ = false;
 };
 

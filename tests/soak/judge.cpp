@@ -51,23 +51,21 @@ Slot LongNameSlot(const std::string& name, size_t ordinal, size_t last, uint8_t 
   return slot;
 }
 
-std::string NumberOf(size_t number) { return std::to_string(number); }
-
 }  // namespace
 
 void History::Judge(const Step& step, const Plan& plan, uint32_t status) {
   Require(status == plan.status || faults_->Explain(status), "this status has no reason");
   const std::set<uint32_t> allowed = SectorsOf(step, plan);
   for (const uint32_t sector : disk_->written) {
-    Require(allowed.contains(sector), "sector " + NumberOf(sector) + " was written");
+    Require(allowed.contains(sector), "a sector that is none of the step's was written", sector);
   }
-  const Clusters fat = JudgeFat(plan);
+  Clusters fat = JudgeFat(plan);
   if (step.kind == Kind::Format) {
     JudgeFormat(plan, fat, status);
   } else if (step.kind == Kind::Get || step.kind == Kind::List) {
     if (status == 0) JudgeRead(step, plan);
   } else {
-    JudgeChange(step, plan, fat, status == 0 || (status == plan.status && !faults_->AreOn()));
+    JudgeChange(step, plan, std::move(fat), status == 0 || (status == plan.status && !faults_->AreOn()));
   }
   if (!isHalfCleared_) Look();
 }
@@ -97,7 +95,7 @@ std::set<uint32_t> History::SectorsOf(const Step& step, const Plan& plan) const 
   return sectors;
 }
 
-// Each entry is as it was, as planned, or free where the plan frees it.
+// Each entry is as it was, as planned, or as it is in between: freed, or the end of a folder that grows on.
 Clusters History::JudgeFat(const Plan& plan) const {
   Clusters fat = fat_;
   for (const uint32_t sector : std::set(disk_->written.begin(), disk_->written.end())) {
@@ -105,9 +103,10 @@ Clusters History::JudgeFat(const Plan& plan) const {
     volume_->ReadFatSector(sector - volume_->fat, fat);
     const uint32_t first = (sector - volume_->fat) * volume_->entriesPerSector;
     for (uint32_t c = first; c < first + volume_->entriesPerSector; ++c) {
-      const bool isFreed = fat[c] == 0 && std::ranges::find(plan.freed, c) != plan.freed.end();
-      Require(fat[c] == fat_[c] || fat[c] == plan.fat[c] || isFreed,
-              "FAT entry " + NumberOf(c) + " became " + NumberOf(fat[c]));
+      if (fat[c] == fat_[c] || fat[c] == plan.fat[c]) continue;
+      const Clusters& between = fat[c] == 0 ? plan.freed : plan.growth;
+      Require((fat[c] == 0 || fat[c] == kEnd) && std::ranges::find(between, c) != between.end(),
+              "a FAT entry was changed", c);
     }
   }
   return fat;
@@ -122,8 +121,7 @@ void History::JudgeRead(const Step& step, const Plan& plan) {
 
 void History::JudgeListing(const Item& folder) const {
   const ReadDataResult& result = *API_RFAReadData("", nullptr, 0, "", 0);  // 243, and the record as it was
-  Require(result.entryCount == folder.folder.entries.size(),
-          "the listing has " + NumberOf(result.entryCount) + " rows");
+  Require(result.entryCount == folder.folder.entries.size(), "rows of the listing", result.entryCount);
   for (size_t i = 0; i < result.entryCount; ++i) {
     const ListingEntry& row = result.entries[i];
     const Entry& entry = folder.folder.entries[i];
@@ -136,7 +134,7 @@ void History::JudgeListing(const Item& folder) const {
     Require(row.number == i + 1 && row.name == entry.name && row.attributes == entry.slot[11] &&
                 row.size == ReadU32(entry.slot, 28) && row.firstCluster == volume_->ClusterOf(entry.slot) &&
                 DateOf(at) == ReadU16(entry.slot, 24) && TimeOf(at) == ReadU16(entry.slot, 22),
-            "the listing's row of " + entry.name);
+            "the listing's row", entry.name);
   }
 }
 
@@ -149,7 +147,7 @@ void History::JudgeFormat(const Plan& plan, const Clusters& fat, uint32_t status
   bool isClear = true;
   for (size_t i = 0; i < now.slots.size(); ++i) {
     isClear = isClear && now.slots[i] == kZero;
-    Require(now.slots[i] == kZero || now.slots[i] == root.folder.slots[i], "root slot " + NumberOf(i) + " was changed");
+    Require(now.slots[i] == kZero || now.slots[i] == root.folder.slots[i], "a root slot was changed", i);
   }
   Require(status != 0 || (isClear && fat == plan.fat), "the volume was not cleared");
   isHalfCleared_ = status != 0 && (isHalfCleared_ || !disk_->written.empty());
@@ -157,11 +155,11 @@ void History::JudgeFormat(const Plan& plan, const Clusters& fat, uint32_t status
   if (status != 0) return;
   items_.clear();
   avoided_.clear();
-  lost_.assign(lost_.size(), false);
+  lost_.clear();
   items_[""].folder = now;
 }
 
-void History::JudgeChange(const Step& step, const Plan& plan, const Clusters& fat, bool mustBeDone) {
+void History::JudgeChange(const Step& step, const Plan& plan, Clusters fat, bool mustBeDone) {
   if (plan.folder == nullptr || !plan.folder->isFolder) return;  // and nothing was written
   Item& folder = *plan.folder;
   bool isFrozen = folder.isFrozen;
@@ -173,7 +171,7 @@ void History::JudgeChange(const Step& step, const Plan& plan, const Clusters& fa
     const bool isPlace = std::ranges::find(plan.places, i) != plan.places.end();
     const bool isPlanned = isPlace && IsPlanned(step, plan, i, now);
     planned += isPlanned ? 1 : 0;
-    Require(isPlanned || now.slots[i] == before, "slot " + NumberOf(i) + " of " + folder.path + " was changed");
+    Require(isPlanned || now.slots[i] == before, "a slot was changed", i);
     isUntouched = isUntouched && now.slots[i] == before;
   }
   // The short entry's sector is written first.
@@ -185,9 +183,9 @@ void History::JudgeChange(const Step& step, const Plan& plan, const Clusters& fa
   Require(!mustBeDone || (plan.status == 0 ? isWhole : isDone), "this is not what the step is to leave");
 
   for (const Clusters* clusters : {&plan.growth, &plan.content, &plan.freed}) {
-    for (const uint32_t c : *clusters) lost_[c] = !isWhole && fat[c] != 0;
+    if (!isWhole) lost_.insert(clusters->begin(), clusters->end());
   }
-  fat_ = fat;
+  fat_ = std::move(fat);
   folder.folder = now;
   folder.isFrozen = isFrozen;
   Keep(step, plan, isThere, isWhole, isUntouched);
@@ -248,6 +246,16 @@ bool History::IsPlannedShort(const Step& step, const Plan& plan, const Slot& slo
   return slot == planned && !IsFree(slot);
 }
 
+bool History::HasDots(const Folder& folder, const Item& parent) const {
+  const uint32_t up = parent.path.empty() ? 0 : parent.folder.chain.front();
+  const auto isDot = [&](size_t place, const char* name, uint32_t cluster) {
+    const Entry& entry = folder.entries[place];
+    return entry.name == name && entry.places.back() == place && entry.slot[11] == 0x10 &&
+           ReadU32(entry.slot, 28) == 0 && volume_->ClusterOf(entry.slot) == cluster;
+  };
+  return folder.entries.size() >= 2 && isDot(0, ".", folder.chain.front()) && isDot(1, "..", up);
+}
+
 bool History::HasContent(const Step& step, const Plan& plan) const {
   if (step.kind == Kind::Put) {
     return volume_->Content(plan.content, static_cast<uint32_t>(step.content.size())) == step.content;
@@ -278,7 +286,7 @@ void History::Keep(const Step& step, const Plan& plan, bool isThere, bool isWhol
   const size_t place = plan.item != nullptr ? plan.item->entry.places.back() : plan.places.back();
   const auto entry = std::ranges::find(folder.folder.entries, place, [](const Entry& e) { return e.places.back(); });
   Require(entry != folder.folder.entries.end(), "the entry is not there");
-  Require(!isWhole || plan.item != nullptr || entry->name == plan.name, "the name became " + entry->name);
+  Require(!isWhole || plan.item != nullptr || entry->name == plan.name, "the name became", entry->name);
   Item item{.path = folder.path + "\\" + entry->name, .isFolder = entry->IsFolder(), .isBroken = !isWhole};
   if (item.isFolder && entry->name != plan.name) avoided_.insert(Key(folder.path + "\\" + plan.name));
   if (item.isFolder && isWhole) item.folder = volume_->ReadFolder(plan.content);
@@ -302,50 +310,44 @@ void History::Look() {
     const Clusters chain = volume_->Chain(fat_, volume_->ClusterOf(item.entry.slot));
     Require(chain.size() == (item.content.size() + ClusterSize() - 1) / ClusterSize() &&
                 item.content.size() == ReadU32(item.entry.slot, 28) && (chain.empty() || fat_[chain.back()] == kEnd),
-            "the length of " + item.path);
+            "the length of", item.path);
     Claim(chain, owned, item.path);
   }
   Require(entries == items_.size(), "an item is missing");
+  std::erase_if(lost_, [&](uint32_t c) { return owned[c] || fat_[c] == 0; });
   for (uint32_t c = 2; c < fat_.size(); ++c) {
-    lost_[c] = lost_[c] && !owned[c] && fat_[c] != 0;
-    Require(owned[c] || lost_[c] || fat_[c] == 0 || fat_[c] == kBad, "cluster " + NumberOf(c) + " is lost");
+    const bool isNobodys = fat_[c] != 0 && fat_[c] != kBad && !owned[c] && !lost_.contains(c);
+    Require(!isNobodys, "a cluster is lost", c);
   }
 }
 
 void History::LookInto(Item& folder, std::vector<bool>& owned) {
   const Folder& now = folder.folder = volume_->ReadFolder(folder.folder.chain);
   const auto chain = volume_->Chain(fat_, folder.folder.chain.empty() ? 0 : folder.folder.chain.front());
-  Require(folder.isFrozen || chain == folder.folder.chain, "the chain of " + folder.path);
-  Require(folder.isFrozen || chain.empty() || fat_[chain.back()] == kEnd, "the end of " + folder.path);
+  Require(folder.isFrozen || chain == folder.folder.chain, "the chain of", folder.path);
+  Require(folder.isFrozen || chain.empty() || fat_[chain.back()] == kEnd, "the end of", folder.path);
   Claim(now.chain, owned, folder.path);
+  Require(folder.path.empty() || HasDots(now, items_.at(Key(FolderOf(folder.path)))), "the dots of", folder.path);
   std::set<std::string> names;
   std::set<size_t> places = folder.orphans;
   for (const Entry& entry : now.entries) {
     places.insert(entry.places.begin(), entry.places.end());
-    Require(names.emplace(entry.slot.begin(), entry.slot.begin() + 11).second, "two short names in " + folder.path);
+    Require(names.emplace(entry.slot.begin(), entry.slot.begin() + 11).second, "a short name twice in", folder.path);
     const size_t place = entry.places.back();
-    if (!folder.path.empty() && place < 2) {
-      const Item& parent = items_.at(Key(FolderOf(folder.path)));
-      const uint32_t up = parent.path.empty() ? 0 : parent.folder.chain.front();
-      Require(entry.name == (place == 0 ? "." : "..") && entry.IsFolder() && ReadU32(entry.slot, 28) == 0 &&
-                  volume_->ClusterOf(entry.slot) == (place == 0 ? now.chain.front() : up),
-              entry.name + " of " + folder.path);
-      continue;
-    }
+    if (!folder.path.empty() && place < 2) continue;
     const Item* item = Find(folder.path + "\\" + entry.name);
     Require(item != nullptr && item->entry.places == entry.places && item->entry.slot == entry.slot &&
                 item->isFolder == entry.IsFolder(),
-            "the entry of " + folder.path + "\\" + entry.name);
+            "the entry", entry.name);
   }
   for (size_t i = 0; i < now.slots.size(); ++i) {
-    Require(!IsLongName(now.slots[i]) || places.contains(i),
-            "slot " + NumberOf(i) + " of " + folder.path + " is nobody's");
+    Require(!IsLongName(now.slots[i]) || places.contains(i), "a long-name slot is nobody's", i);
   }
 }
 
 void History::Claim(const Clusters& chain, std::vector<bool>& owned, const std::string& path) const {
   for (const uint32_t c : chain) {
-    Require(!owned[c], "cluster " + NumberOf(c) + " of " + path + " belongs to two");
+    Require(!owned[c], "a cluster belongs to another, too", path);
     owned[c] = true;
   }
 }
@@ -369,9 +371,7 @@ VolumeImage History::WithoutRemains() {
     if (!item.isBroken) continue;
     for (const size_t place : item.entry.places) release(items_.at(Key(FolderOf(item.path))).folder.chain, place);
   }
-  for (uint32_t c = 2; c < lost_.size(); ++c) {
-    if (lost_[c]) setLink(c, 0);
-  }
+  for (const uint32_t c : lost_) setLink(c, 0);
   for (uint32_t i = 0; volume_->fats == 2 && i < volume_->fatSectors; ++i) {
     image.At(volume_->fat + volume_->fatSectors + i) = image.At(volume_->fat + i);
   }
@@ -388,14 +388,14 @@ std::string Foreign(std::string path) {
 
 void History::JudgeEnd() {
   VolumeImage image = WithoutRemains();
-  for (const auto& complaint : sim::FsckComplaints(image, shape_.partitionStart)) Require(false, "fsck: " + complaint);
+  for (const auto& complaint : sim::FsckComplaints(image, shape_.partitionStart)) Require(false, "fsck.fat", complaint);
   const auto tree = sim::ReadTree(image, shape_.partitionStart);
   size_t count = 0;
   for (const auto& [key, item] : items_) {
     if (item.isBroken || key.empty()) continue;
     ++count;
     const auto found = tree.find(Foreign(item.path));
-    Require(found != tree.end() && found->second.isFolder == item.isFolder, "mtools do not find " + item.path);
+    Require(found != tree.end() && found->second.isFolder == item.isFolder, "mtools do not find", item.path);
     if (item.isFolder) continue;
     std::string attributes;
     for (size_t i = 0; i < 4; ++i) attributes.append((item.entry.slot[11] & "\x20\x04\x02\x01"[i]) != 0, "ASHR"[i]);
@@ -403,9 +403,9 @@ void History::JudgeEnd() {
     const auto at = LocalTimeOf(modified.time_since_epoch().count());
     Require(found->second.content == item.content && found->second.attributes == attributes &&
                 DateOf(at) == ReadU16(item.entry.slot, 24) && TimeOf(at) == ReadU16(item.entry.slot, 22),
-            "mtools read otherwise: " + item.path);
+            "mtools read otherwise", item.path);
   }
-  Require(count == tree.size(), "mtools find " + NumberOf(tree.size()) + " items");
+  Require(count == tree.size(), "items that mtools find", tree.size());
   totals.judged += 1;
 }
 
