@@ -84,10 +84,10 @@ History::~History() { StopLibrary(); }
 // Marks clusters as bad: on some volumes many of the first ones, so that chains go from one FAT sector to another; on
 // some nearly all.
 void History::Fill() {
-  const size_t kind = random_.Below(6);
-  if (kind < 3) return;
+  const size_t kind = random_.Below(4);
+  if (kind == 0) return;
   const uint32_t scattered = 6 * volume_->entriesPerSector;
-  const uint32_t end = kind == 5 ? volume_->lastCluster + 1 : scattered;
+  const uint32_t end = kind == 3 ? volume_->lastCluster + 1 : scattered;
   const size_t isFreeOneIn = random_.Of(std::array<size_t, 3>{8, 30, 100});
   for (uint32_t c = volume_->is32 ? 3 : 2; c < end; ++c) {
     if (c < scattered && random_.OneIn(isFreeOneIn)) continue;
@@ -98,7 +98,7 @@ void History::Fill() {
 }
 
 void History::Run(bool isJudged) {
-  for (size_t steps = 8 + random_.Below(12); steps > 0; --steps) {
+  for (size_t steps = 20 + random_.Below(40); steps > 0; --steps) {
     if (random_.OneIn(3)) faults_->Change();
     Do(Choose());
     CleanUp();
@@ -129,8 +129,8 @@ void History::ReadAll() {
 // ---- Choosing
 
 std::string History::Name() {
-  std::string name = random_.OneIn(12) ? "#" + std::string(254, 'w') : random_.Of(kNames);
-  name.replace(name.find('#'), 1, 1, static_cast<char>('0' + random_.Below(5)));
+  std::string name = random_.OneIn(8) ? "#" + std::string(254, 'w') : random_.Of(kNames);
+  name.replace(name.find('#'), 1, 1, static_cast<char>('0' + random_.Below(4)));
   return random_.OneIn(4) ? Key(name) : name;
 }
 
@@ -150,11 +150,11 @@ std::string History::ChoosePath(Kind kind) {
 }
 
 History::Step History::Choose() {
-  constexpr Kind kMany[] = {Kind::Put,    Kind::Put,        Kind::Put,        Kind::Put,  Kind::Put,   Kind::Get,
-                            Kind::Delete, Kind::MakeFolder, Kind::MakeFolder, Kind::List, Kind::Delete};
+  constexpr Kind kMany[] = {Kind::Put, Kind::Put,    Kind::Put,    Kind::Put,        Kind::Put, Kind::Put,
+                            Kind::Get, Kind::Delete, Kind::Delete, Kind::MakeFolder, Kind::List};
   const auto size = static_cast<size_t>(ClusterSize());
   for (size_t tries = 0; tries < 100; ++tries) {
-    Step step{.kind = random_.OneIn(60) ? Kind::Format : random_.Of(kMany), .path = {}};
+    Step step{.kind = random_.OneIn(150) ? Kind::Format : random_.Of(kMany), .path = {}};
     if (step.kind == Kind::Format) return step;
     step.path = ChoosePath(step.kind);
     if (step.kind == Kind::Put) {
@@ -167,7 +167,7 @@ History::Step History::Choose() {
     }
     if (IsSensible(step)) return step;
   }
-  return {.kind = Kind::Format, .path = {}};
+  return {.kind = Kind::Format, .path = {}};  // everything is frozen
 }
 
 bool History::IsSensible(const Step& step) {

@@ -50,6 +50,7 @@ class History {
     Entry entry = {};
     Folder folder = {};             // what a folder holds
     std::set<size_t> orphans = {};  // its long-name slots that a failed delete left
+    bool hasRemains = false;        // those, something broken, or slots that were reserved before it
     bool isFrozen = false;          // growing it failed: behind its chain stands what once was there
   };
   struct Step {

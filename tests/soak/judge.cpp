@@ -330,6 +330,7 @@ void History::LookInto(Item& folder, std::vector<bool>& owned) {
   Require(folder.path.empty() || HasDots(now, items_.at(Key(FolderOf(folder.path)))), "the dots of", folder.path);
   std::set<std::string> names;
   std::set<size_t> places = folder.orphans;
+  folder.hasRemains = !folder.orphans.empty();
   for (const Entry& entry : now.entries) {
     places.insert(entry.places.begin(), entry.places.end());
     Require(names.emplace(entry.slot.begin(), entry.slot.begin() + 11).second, "a short name twice in", folder.path);
@@ -339,9 +340,12 @@ void History::LookInto(Item& folder, std::vector<bool>& owned) {
     Require(item != nullptr && item->entry.places == entry.places && item->entry.slot == entry.slot &&
                 item->isFolder == entry.IsFolder(),
             "the entry", entry.name);
+    folder.hasRemains = folder.hasRemains || item->isBroken;
   }
   for (size_t i = 0; i < now.slots.size(); ++i) {
     Require(!IsLongName(now.slots[i]) || places.contains(i), "a long-name slot is nobody's", i);
+    const bool isGap = now.slots[i][0] == 0 && !places.empty() && i < *places.rbegin();
+    Require(!isGap || folder.hasRemains, "to others the folder ends at a slot before its last", i);
   }
 }
 
@@ -366,7 +370,10 @@ VolumeImage History::WithoutRemains() {
     volume_->is32 ? WriteU32(sector, at * 4, value) : WriteU16(sector, at * 2, static_cast<uint16_t>(value));
   };
   for (const auto& [key, item] : items_) {
-    for (const size_t place : item.orphans) release(item.folder.chain, place);
+    for (size_t place = 0; item.hasRemains && place < item.folder.slots.size(); ++place) {
+      const bool isRemains = item.folder.slots[place][0] == 0 || item.orphans.contains(place);
+      if (isRemains) release(item.folder.chain, place);
+    }
     if (item.isFrozen) setLink(item.folder.chain.back(), kEnd);
     if (!item.isBroken) continue;
     for (const size_t place : item.entry.places) release(items_.at(Key(FolderOf(item.path))).folder.chain, place);
