@@ -104,6 +104,7 @@ int Main(const Options& options) {
   setenv("TZ", "UTC", 1);
   setenv("LC_ALL", "C.UTF-8", 1);
   tzset();
+  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);  // a disk would be most of the time
   const auto shapes = MakeShapes();
   void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return 1;
