@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <regex>
 
 #include "api/media_adapter.h"
-#include "protocol/little_endian.h"
 #include "worker/library.h"
 
 namespace media_adapter::soak {
@@ -20,80 +20,61 @@ constexpr const char* kKinds[] = {"put", "get", "delete", "mkdir", "list", "form
 constexpr size_t kMaxPath = 259;
 constexpr size_t kMaxRequests = 50000;  // of one step
 
-// Few different ones, so that they meet again. What is cut to its first 13 characters is still unlike the others.
-constexpr const char* kNames[] = {"PLAIN#.TXT",      "lower#.txt",
-                                  "BASE#.low",       "MiXed#.Txt",
-                                  "noext#",          "two # words.document",
-                                  " leading#",       "a.b.c.#",
-                                  "..two#",          "+,;=[]#.x",
-                                  ".profile#",       "thirteenchr#x",
-                                  "#fourteen chars", "twenty # sixth characters",
-                                  "\345e#",          "\345 long name #",
-                                  "#(~!$%&'@^`{}-_)"};
+// Few different ones, so that they meet again. What a failure cuts to its first 13 characters is unlike all others.
+std::string AnyName(Random& random) {
+  static const std::regex separator("\\|");
+  static const std::string all =
+      "PLAIN#.TXT|lower#.txt|BASE#.low|MiXed#.Txt|noext#|two # words.document| leading#|a.b.c.#|..two#|+,;=[]#.x|"
+      ".profile#|thirteenchr#x|#fourteen chars|twenty # sixth characters|\345e#|\345 long name #|#(~!$%&'@^`{}-_)";
+  static const std::vector<std::string> names(std::sregex_token_iterator(all.begin(), all.end(), separator, -1), {});
+  std::string name = random.OneIn(8) ? "#" + std::string(254, 'w') : random.Of(names);
+  name.replace(name.find('#'), 1, 1, static_cast<char>('0' + random.Below(4)));
+  return random.OneIn(4) ? Key(name) : name;
+}
 
 bool NeedsLongName(const std::string& name) {
-  const auto isMixed = [](const std::string& text) {
-    return std::ranges::any_of(text, [](char c) { return c >= 'a' && c <= 'z'; }) &&
-           std::ranges::any_of(text, [](char c) { return c >= 'A' && c <= 'Z'; });
-  };
-  const size_t dot = std::min(name.find('.'), name.size());
-  const std::string base = name.substr(0, dot), extension = name.substr(std::min(dot + 1, name.size()));
-  return name.find_first_of("+,;=[] ") != std::string::npos || extension.find('.') != std::string::npos ||
-         base.size() > 8 || extension.size() > 3 || isMixed(base) || isMixed(extension);
+  static const std::regex plain(
+      "([^a-z.+,;=[\\] ]{1,8}|[^A-Z.+,;=[\\] ]{1,8})(\\.([^a-z.+,;=[\\] ]{1,3}|[^A-Z.+,;=[\\] ]{1,3}))?");
+  return !std::regex_match(name, plain);
+}
+
+void MakeLocal(const std::string& path, const Bytes& content, int64_t modified, bool isReadOnly) {
+  std::filesystem::remove(path);
+  sim::WriteWholeFile(path, content);
+  const std::chrono::sys_seconds time{std::chrono::seconds(modified)};
+  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
+  if (isReadOnly) std::filesystem::permissions(path, std::filesystem::perms::owner_read);
 }
 
 }  // namespace
 
-std::string Key(std::string path) {
-  for (char& c : path) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  return path;
-}
-std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('\\')); }
-std::string NameIn(const std::string& path) { return path.substr(path.rfind('\\') + 1); }
-
-std::vector<Shape> MakeShapes() {
-  std::vector<Shape> shapes;
-  for (const sim::VolumeShape& shape :
-       {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
-        sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
-        sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
-    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
-  }
-  return shapes;
-}
-
-History::History(uint64_t seed, const Shape& shape) : random_(seed), world_(seed), shape_(shape.shape) {
+History::History(uint64_t seed, const Shape& shape, Totals& totals)
+    : random_(seed), world_(seed), start_(shape.shape.partitionStart), totals_(totals) {
   world_.keepsLog = false;
   auto disk = std::make_unique<Disk>(shape.image);
   disk_ = disk.get();
   const simulator::DeviceIdentity identity{{127, 0, 0, 11}, {2, 0, 0, 0, 0, 11}, "device", kPassword};
   auto& device = world_.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));
-  volume_.emplace(*disk_, shape_.partitionStart);
+  volume_.emplace(*disk_, start_);
   faults_.emplace(world_, device, random_);
   Fill();
   fat_ = volume_->Fat();
-  Item& root = items_[""];
-  if (volume_->is32) root.folder.chain = {2};
-  root.folder = volume_->ReadFolder(root.folder.chain);
+  items_[""].folder = volume_->ReadFolder(volume_->is32 ? Clusters{2} : Clusters{});
   StartLibrary();
   Require(API_SetIpInterface("127.0.0.1") == 0 && API_Search("")->deviceCount == 1, "the device is not found");
 }
 
 History::~History() { StopLibrary(); }
 
-// Marks clusters as bad: on some volumes many of the first ones, so that chains go from one FAT sector to another; on
+// Marks clusters as bad: on most volumes many of the first ones, so that chains go from one FAT sector to another; on
 // some nearly all.
 void History::Fill() {
   const size_t kind = random_.Below(4);
-  if (kind == 0) return;
   const uint32_t scattered = 6 * volume_->entriesPerSector;
-  const uint32_t end = kind == 3 ? volume_->lastCluster + 1 : scattered;
+  const uint32_t end = kind == 0 ? 0 : kind == 3 ? volume_->lastCluster + 1 : scattered;
   const size_t isFreeOneIn = random_.Of(std::array<size_t, 3>{8, 30, 100});
   for (uint32_t c = volume_->is32 ? 3 : 2; c < end; ++c) {
-    if (c < scattered && random_.OneIn(isFreeOneIn)) continue;
-    auto& sector = disk_->At(volume_->fat + c / volume_->entriesPerSector);
-    const size_t at = c % volume_->entriesPerSector;
-    volume_->is32 ? WriteU32(sector, at * 4, 0x0FFFFFF7) : WriteU16(sector, at * 2, 0xFFF7);
+    if (c >= scattered || !random_.OneIn(isFreeOneIn)) volume_->SetLink(*disk_, c, kBad);
   }
 }
 
@@ -104,70 +85,58 @@ void History::Run(bool isJudged) {
     CleanUp();
   }
   faults_->Stop();
-  ReadAll();
+  for (const auto& [key, item] : items_) {
+    if (!item.isBroken && !item.isFrozen) Do({.kind = item.isFolder ? Kind::List : Kind::Get, .path = item.path});
+  }
   if (isJudged) JudgeEnd();
 }
 
 // What a careful user does after a failure, under the same faults or without.
 void History::CleanUp() {
-  const auto findBroken = [&] {
-    return std::ranges::find_if(items_, [](const auto& item) { return item.second.isBroken && !item.second.isFolder; });
-  };
-  for (auto broken = findBroken(); isHalfCleared_ || broken != items_.end(); broken = findBroken()) {
+  for (;;) {
+    const auto broken =
+        std::ranges::find_if(items_, [](const auto& item) { return item.second.isBroken && !item.second.isFolder; });
+    if (!isHalfCleared_ && broken == items_.end()) return;
     if (random_.OneIn(2)) faults_->Stop();
-    Do(isHalfCleared_ ? Step{.kind = Kind::Format, .path = {}}
-                      : Step{.kind = Kind::Delete, .path = broken->second.path});
-  }
-}
-
-void History::ReadAll() {
-  for (const auto& [key, item] : items_) {
-    if (!item.isBroken && !item.isFrozen) Do({.kind = item.isFolder ? Kind::List : Kind::Get, .path = item.path});
+    Do(isHalfCleared_ ? Step{.kind = Kind::Format} : Step{.kind = Kind::Delete, .path = broken->second.path});
   }
 }
 
 // ---- Choosing
-
-std::string History::Name() {
-  std::string name = random_.OneIn(8) ? "#" + std::string(254, 'w') : random_.Of(kNames);
-  name.replace(name.find('#'), 1, 1, static_cast<char>('0' + random_.Below(4)));
-  return random_.OneIn(4) ? Key(name) : name;
-}
 
 // Something that is there, or a new name in a folder, or rarely in what is no folder.
 std::string History::ChoosePath(Kind kind) {
   const auto any = [&]() -> const Item& {
     return std::next(items_.begin(), static_cast<ptrdiff_t>(random_.Below(items_.size())))->second;
   };
-  const bool isRead = kind == Kind::Get || kind == Kind::Delete;
-  if (kind == Kind::List || (isRead ? !random_.OneIn(8) : random_.OneIn(3))) return any().path;
+  const bool isForOld = kind == Kind::Get || kind == Kind::Delete;
+  if (kind == Kind::List || (isForOld ? !random_.OneIn(8) : random_.OneIn(3))) return any().path;
   std::string folder = random_.OneIn(40) ? "\\nowhere" : "";
   if (random_.OneIn(2)) {
     const Item& item = any();
     if (item.isFolder || random_.OneIn(5)) folder = item.path;
   }
-  return folder + "\\" + Name();
+  return folder + "\\" + AnyName(random_);
 }
 
 History::Step History::Choose() {
-  constexpr Kind kMany[] = {Kind::Put, Kind::Put,    Kind::Put,    Kind::Put,        Kind::Put, Kind::Put,
-                            Kind::Get, Kind::Delete, Kind::Delete, Kind::MakeFolder, Kind::List};
-  const auto size = static_cast<size_t>(ClusterSize());
-  for (size_t tries = 0; tries < 100; ++tries) {
-    Step step{.kind = random_.OneIn(150) ? Kind::Format : random_.Of(kMany), .path = {}};
-    if (step.kind == Kind::Format) return step;
+  using enum Kind;
+  constexpr Kind kMany[] = {Put, Put, Put, Put, Put, Put, Get, Get, Delete, Delete, MakeFolder, List};
+  const size_t cluster = volume_->ClusterSize();
+  for (size_t tries = 0; tries < 100 && !random_.OneIn(150); ++tries) {
+    Step step{.kind = random_.Of(kMany)};
     step.path = ChoosePath(step.kind);
-    if (step.kind == Kind::Put) {
+    if (step.kind == Put) {
       if (random_.OneIn(3)) step.path = FolderOf(step.path) + "\\" + Key(NameIn(step.path));
-      const size_t sizes[] = {0, 1, 511, 512, 513, size - 1, size, size + 1, 3 * size + 7, random_.Below(30000)};
-      const size_t limit = random_.OneIn(30) ? 100000 : 33000;
-      step.content = sim::Pattern(std::min(random_.Of(sizes), limit), static_cast<uint32_t>(random_.Below(1000)));
+      const size_t any = random_.Below(30000), most = random_.OneIn(30) ? 100000 : 33000;
+      const size_t sizes[] = {0, 1, 511, 512, 513, cluster - 1, cluster, cluster + 1, 3 * cluster + 7, any, any, any};
+      step.content = sim::Pattern(std::min(random_.Of(sizes), most), static_cast<uint32_t>(random_.Below(1000)));
       step.attributes = static_cast<uint8_t>(0x20 + (NameIn(step.path)[0] == '.' ? 2 : 0) + (random_.OneIn(5) ? 1 : 0));
       step.modified = random_.OneIn(20) ? 1000 : 1000000001 + static_cast<int64_t>(random_.Below(1000000000));
     }
     if (IsSensible(step)) return step;
   }
-  return {.kind = Kind::Format, .path = {}};  // everything is frozen
+  return {.kind = Format};
 }
 
 bool History::IsSensible(const Step& step) {
@@ -213,8 +182,8 @@ uint32_t History::PlanItem(const Step& step, Plan& plan) {
   if (plan.folder == nullptr || !plan.folder->isFolder) return MEDIA_ADAPTER_INVALID_PATH;
   if (step.path.size() > kMaxPath) return MEDIA_ADAPTER_INVALID_PATH_LENGTH;
   plan.item = Find(FolderOf(step.path) + "\\" + plan.name);
-  if (!isPut && !isMaking && plan.item == nullptr) return MEDIA_ADAPTER_INVALID_PATH;
   if (plan.item == nullptr) {
+    if (!isPut && !isMaking) return MEDIA_ADAPTER_INVALID_PATH;
     const size_t count = 1 + (NeedsLongName(plan.name) ? (plan.name.size() + 12) / 13 : 0);
     const uint32_t status = PlanPlaces(plan, count);
     return status != 0 ? status : PlanContent(plan, isMaking ? 1 : step.content.size());
@@ -224,29 +193,31 @@ uint32_t History::PlanItem(const Step& step, Plan& plan) {
   if (plan.item->isFolder) {
     return isPut ? MEDIA_ADAPTER_CANNOT_OVERWRITE_DIRECTORY : MEDIA_ADAPTER_CANNOT_DELETE_DIRECTORY;
   }
-  plan.places = plan.item->entry.places;
-  if (isPut) plan.places = {plan.places.back()};
-  PlanFreeing(plan);
+  const Entry& entry = plan.item->entry;
+  plan.places = isPut ? std::vector{entry.places.back()} : entry.places;
+  if (entry.Size() != 0) plan.freed = volume_->Chain(fat_, volume_->ClusterOf(entry.slot));
+  for (const uint32_t c : plan.freed) plan.fat[c] = 0;
   return isPut ? PlanContent(plan, step.content.size()) : 0;
 }
 
 std::optional<uint32_t> History::FreeCluster(const Clusters& fat) const {
-  const auto free = std::find(fat.begin() + 2, fat.begin() + volume_->lastCluster + 1, 0U);
-  if (free == fat.begin() + volume_->lastCluster + 1) return std::nullopt;
-  return static_cast<uint32_t>(free - fat.begin());
+  const auto end = fat.begin() + volume_->lastCluster + 1;
+  const auto free = std::find(fat.begin() + 2, end, 0U);
+  return free == end ? std::nullopt : std::optional(static_cast<uint32_t>(free - fat.begin()));
 }
 
 // The first run of so many free slots that does not begin behind a long-name slot; the folder grows until there is one.
 uint32_t History::PlanPlaces(Plan& plan, size_t count) const {
   const auto& slots = plan.folder->folder.slots;
+  const Clusters& chain = plan.folder->folder.chain;
   bool isBehindLongName = false;
   for (size_t i = 0; plan.places.size() < count; ++i) {
-    if (i == slots.size() + plan.growth.size() * ClusterSize() / 32) {
+    if (i == slots.size() + plan.growth.size() * volume_->ClusterSize() / sizeof(Slot)) {
       const auto fresh = FreeCluster(plan.fat);
-      const Clusters& chain = plan.folder->folder.chain;
-      if (!fresh || chain.empty()) plan.places.clear();
-      if (chain.empty()) return MEDIA_ADAPTER_NO_FREE_DIRECTORY_ENTRIES;
-      if (!fresh) return MEDIA_ADAPTER_NOT_ENOUGH_MEMORY;
+      if (chain.empty() || !fresh) {
+        plan.places.clear();
+        return chain.empty() ? MEDIA_ADAPTER_NO_FREE_DIRECTORY_ENTRIES : MEDIA_ADAPTER_NOT_ENOUGH_MEMORY;
+      }
       plan.fat[plan.growth.empty() ? chain.back() : plan.growth.back()] = *fresh;
       plan.fat[*fresh] = kEnd;
       plan.growth.push_back(*fresh);
@@ -265,7 +236,7 @@ uint32_t History::PlanPlaces(Plan& plan, size_t count) const {
 // The first free clusters, in a chain.
 uint32_t History::PlanContent(Plan& plan, size_t bytes) const {
   Clusters fat = plan.fat;
-  for (size_t count = (bytes + ClusterSize() - 1) / ClusterSize(); count > 0; --count) {
+  for (size_t size = 0; size < bytes; size += volume_->ClusterSize()) {
     const auto cluster = FreeCluster(fat);
     if (!cluster) {
       plan.places.clear();
@@ -280,12 +251,6 @@ uint32_t History::PlanContent(Plan& plan, size_t bytes) const {
   return 0;
 }
 
-void History::PlanFreeing(Plan& plan) const {
-  const Slot& slot = plan.item->entry.slot;
-  if (ReadU32(slot, 28) != 0) plan.freed = volume_->Chain(fat_, volume_->ClusterOf(slot));
-  for (const uint32_t c : plan.freed) plan.fat[c] = 0;
-}
-
 // Clears the FAT sectors with entries of the device's clusters, and one more where they end with a sector.
 void History::PlanFormat(Plan& plan) const {
   const uint32_t entries = (disk_->SectorCount() - 1 - volume_->data) / volume_->sectorsPerCluster + 2;
@@ -298,31 +263,32 @@ void History::PlanFormat(Plan& plan) const {
 // ---- Doing
 
 void History::Do(const Step& step) {
-  world_.localTime.second = static_cast<uint8_t>(random_.Below(60));
+  world_.localTime = {2024, 2, 29, 13, 14, static_cast<uint8_t>(random_.Below(60))};
+  now_ = 1709212440 + world_.localTime.second;
   const Plan plan = PlanFor(step);
-  story += std::string(kKinds[static_cast<size_t>(step.kind)]) + " " + step.path + " (" +
-           std::to_string(step.content.size()) + " bytes, " + faults_->Text() + "): ";
+  story_ += std::string(kKinds[static_cast<size_t>(step.kind)]) + " " + step.path + " (" +
+            std::to_string(step.content.size()) + " bytes; " + faults_->Text() + "): ";
   disk_->written.clear();
   faults_->BeginStep();
   const sim::Time start = world_.Now();
   const uint32_t status = Call(step);
   WaitForWorker(start);
-  story += std::to_string(status) + ", planned " + std::to_string(plan.status) + "\n";
-  totals.steps += 1;
-  totals.failures += status != plan.status ? 1 : 0;
-  totals.datagrams += faults_->Requests();
+  story_ += std::to_string(status) + ", planned " + std::to_string(plan.status) + "\n";
+  ++totals_.steps;
+  if (status != plan.status) ++totals_.failures;
   Judge(step, plan, status);
 }
 
 uint32_t History::Call(const Step& step) {
   const std::string& path = step.path;
+  const std::string local = "u/" + NameIn(path);
   std::string folder = FolderOf(path);
   uint32_t progress = 0;
   switch (step.kind) {
     case Kind::Put:
-      MakeLocal(NameIn(path), step);
+      MakeLocal(local, step.content, step.modified, (step.attributes & 1) != 0);
       if (folder.empty() || random_.OneIn(2)) folder += "\\";
-      return API_RFAWriteData(("u/" + NameIn(path)).c_str(), folder.data(), 0, kPassword, 0)->status;
+      return API_RFAWriteData(local.c_str(), folder.data(), 0, kPassword, 0)->status;
     case Kind::Delete:
       return API_RFADelete(path.c_str(), 0, kPassword, 0)->status;
     case Kind::MakeFolder:
@@ -333,15 +299,6 @@ uint32_t History::Call(const Step& step) {
       folder = "d";
       return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), 0, kPassword, 0, &progress)->status;
   }
-}
-
-void History::MakeLocal(const std::string& name, const Step& step) {
-  const std::string path = "u/" + name;
-  std::filesystem::remove(path);
-  sim::WriteWholeFile(path, step.content);
-  const std::chrono::sys_seconds time{std::chrono::seconds(step.modified)};
-  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
-  if ((step.attributes & 1) != 0) std::filesystem::permissions(path, std::filesystem::perms::owner_read);
 }
 
 // A call ends after 60 s, what it started may go on. Nothing is silent for longer than its longest timer.

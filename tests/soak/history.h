@@ -1,17 +1,17 @@
 // One random history: a volume, a device with it, the library, and a careful user who puts, gets and deletes files,
-// makes folders, lists and clears, under faults that come and go. After each step the volume is judged.
+// makes folders, lists and clears, under faults that come and go. Each step is judged.
 //
 // The oracle is a plain model: the items with their contents, and for each step a plan of what it is to leave - the
 // status, the FAT, the slots of its folder. Status 0 means that the plan has come true, exactly. After a failure each
 // FAT entry and each slot that the plan names is as before or as planned, what it frees may be free, and everything
 // else is as it was; only the item in hand may be broken. Like the user, the history deletes a file that a failed put
-// left before it writes anything else, leaves alone a folder that a failed step left half made, and repeats a clearing
-// until it succeeds. Names that do not find themselves are not used.
+// left before it writes anything else, leaves alone a folder that a failure left half made or half grown, and repeats a
+// clearing until it succeeds. Names that do not find themselves are not used.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <optional>
-#include <set>
 #include <stdexcept>
 
 #include "tests/soak/faults.h"
@@ -24,21 +24,22 @@ struct Shape {
   sim::VolumeShape shape;
   sim::VolumeImage image;
 };
-std::vector<Shape> MakeShapes();
 
 struct Totals {
-  uint64_t steps = 0, failures = 0, judged = 0, datagrams = 0;
+  std::atomic<uint64_t> steps, failures, judged;
 };
 
 class History {
  public:
-  History(uint64_t seed, const Shape& shape);
+  History(uint64_t seed, const Shape& shape, Totals& totals);
   ~History();
-  // Throws std::runtime_error with what was wrong. `isJudged`: fsck.fat and mtools judge the end.
-  void Run(bool isJudged);
+  History(const History&) = delete;
+  History& operator=(const History&) = delete;
 
-  Totals totals;
-  std::string story;  // the steps so far, a line each
+  // Throws std::runtime_error with what was wrong. `isJudged`: fsck.fat and mtools judge the end. Local files lie in
+  // the folders "u" and "d" of the current one.
+  void Run(bool isJudged);
+  const std::string& Story() const { return story_; }  // the steps so far, a line each
 
  private:
   enum class Kind : uint8_t { Put, Get, Delete, MakeFolder, List, Format };
@@ -55,7 +56,7 @@ class History {
   };
   struct Step {
     Kind kind;
-    std::string path;
+    std::string path = {};
     Bytes content = {};
     uint8_t attributes = 0x10;
     int64_t modified = 0;  // seconds since 1970; of a file to put
@@ -74,13 +75,10 @@ class History {
   void Fill();
   Step Choose();
   std::string ChoosePath(Kind kind);
-  std::string Name();
   bool IsSensible(const Step& step);
   void Do(const Step& step);
   void CleanUp();
-  void ReadAll();
   uint32_t Call(const Step& step);
-  static void MakeLocal(const std::string& name, const Step& step);
   void WaitForWorker(sim::Time start);
 
   Item* Find(const std::string& path);
@@ -88,39 +86,30 @@ class History {
   uint32_t PlanItem(const Step& step, Plan& plan);
   uint32_t PlanPlaces(Plan& plan, size_t count) const;
   uint32_t PlanContent(Plan& plan, size_t bytes) const;
-  void PlanFreeing(Plan& plan) const;
   void PlanFormat(Plan& plan) const;
   std::optional<uint32_t> FreeCluster(const Clusters& fat) const;
-  size_t ClusterSize() const { return size_t{volume_->sectorsPerCluster} * 512; }
 
   void Judge(const Step& step, const Plan& plan, uint32_t status);
   std::set<uint32_t> SectorsOf(const Step& step, const Plan& plan) const;
   Clusters JudgeFat(const Plan& plan) const;
-  void JudgeRead(const Step& step, const Plan& plan);
-  void JudgeListing(const Item& folder) const;
-  void JudgeFormat(const Plan& plan, const Clusters& fat, uint32_t status);
+  void JudgeRead(const Step& step, const Plan& plan) const;
+  void JudgeFormat(const Plan& plan, Clusters fat, uint32_t status);
   void JudgeChange(const Step& step, const Plan& plan, Clusters fat, bool mustBeDone);
   Folder SoundPart(const Step& step, const Plan& plan, const Clusters& fat, bool& isFrozen) const;
   bool IsPlanned(const Step& step, const Plan& plan, size_t place, const Folder& now) const;
   bool IsPlannedShort(const Step& step, const Plan& plan, const Slot& slot) const;
-  bool HasDots(const Folder& folder, const Item& parent) const;
   bool HasContent(const Step& step, const Plan& plan) const;
-  void Keep(const Step& step, const Plan& plan, bool isThere, bool isWhole, bool isIntact);
+  void KeepItem(const Step& step, const Plan& plan, bool isThere, bool isWhole, bool isUntouched);
   void Look();
-  void LookInto(Item& folder, std::vector<bool>& owned);
-  void Claim(const Clusters& chain, std::vector<bool>& owned, const std::string& path) const;
+  void LookInto(Item& folder);
+  bool HasDots(const Folder& folder, const Item& parent) const;
   void JudgeEnd();
-  sim::VolumeImage WithoutRemains();
-  static void Require(bool isTrue, const char* what, const std::string& about = {}) {
-    if (!isTrue) throw std::runtime_error(what + (about.empty() ? about : ": " + about));
-  }
-  static void Require(bool isTrue, const char* what, size_t number) {
-    if (!isTrue) Require(false, what, std::to_string(number));
-  }
+  sim::VolumeImage WithoutRemains() const;
 
   Random random_;
   sim::SimWorld world_;
-  sim::VolumeShape shape_;
+  uint32_t start_;  // of the volume
+  Totals& totals_;
   Disk* disk_ = nullptr;
   std::optional<Faults> faults_;
   std::optional<Volume> volume_;
@@ -129,10 +118,22 @@ class History {
   Clusters fat_;
   std::set<uint32_t> lost_;  // clusters that failures left in use
   bool isHalfCleared_ = false;
+  int64_t now_ = 0;  // of the host, seconds since 1970
+  std::string story_;
 };
 
-std::string Key(std::string path);
-std::string FolderOf(const std::string& path);
-std::string NameIn(const std::string& path);
+inline void Require(bool isTrue, const char* what, const std::string& about = {}) {
+  if (!isTrue) throw std::runtime_error(what + (about.empty() ? about : ": " + about));
+}
+inline void Require(bool isTrue, const char* what, size_t number) {
+  if (!isTrue) Require(false, what, std::to_string(number));
+}
+
+inline std::string Key(std::string path) {
+  for (char& c : path) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  return path;
+}
+inline std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('\\')); }
+inline std::string NameIn(const std::string& path) { return path.substr(path.rfind('\\') + 1); }
 
 }  // namespace media_adapter::soak

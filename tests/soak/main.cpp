@@ -2,21 +2,18 @@
 //
 //   soak [--seeds N] [--first S] [--jobs J]
 //
-// Runs the seeds S to S + N - 1 in J processes, prints the rate, and for a seed that fails what broke and how to run it
-// again; exits with 1 then. Each seed's world is made from the seed alone: the volume's shape, what is done, what goes
-// wrong, on a virtual clock. A process whose seed takes longer than two minutes of real time has hung.
+// Runs the seeds S to S + N - 1 in J processes and prints the rate; for a seed that fails, its steps, what broke and
+// how to run it again; exits with 1 then. A seed decides everything: the volume, what is done, what goes wrong; time is
+// virtual. A process whose seed takes two minutes of real time hangs.
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <new>
 #include <thread>
 
@@ -26,78 +23,65 @@ namespace media_adapter::soak {
 namespace {
 
 constexpr unsigned kLongestSeed = 120;  // seconds
-constexpr uint64_t kMaxJobs = 64;
+constexpr size_t kMaxJobs = 64;
 
 struct Options {
-  uint64_t seeds = 200, first = 1, jobs = std::max(1U, std::thread::hardware_concurrency());
+  uint64_t seeds = 200, first = 1;
+  size_t jobs = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, kMaxJobs);
+  // Strangers judge one history in so many.
+  uint64_t JudgedEvery() const { return seeds < 10 ? 1 : std::max<uint64_t>(10, seeds / 100); }
 };
 
 // What the processes share.
 struct Shared {
-  std::atomic<uint64_t> next, steps, failures, judged, datagrams;
+  std::atomic<uint64_t> next;
   std::atomic<bool> isOver;
+  Totals totals;
   std::atomic<uint64_t> seeds[kMaxJobs];  // at work
 };
 
-[[noreturn]] void Usage() {
-  std::fputs("Usage: soak [--seeds N] [--first S] [--jobs J]\n", stderr);
-  std::exit(2);
-}
-
-Options Parse(int count, char** arguments) {
-  Options options;
-  for (int i = 1; i < count; i += 2) {
-    const std::string name = arguments[i];
-    uint64_t* value = name == "--seeds" ? &options.seeds : name == "--first" ? &options.first : nullptr;
-    if (name == "--jobs") value = &options.jobs;
-    if (value == nullptr || i + 1 == count) Usage();
-    *value = std::strtoull(arguments[i + 1], nullptr, 10);
+std::vector<Shape> MakeShapes() {
+  std::vector<Shape> shapes;
+  for (const sim::VolumeShape& shape :
+       {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
+        sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
+        sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
+    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
   }
-  options.jobs = std::clamp<uint64_t>(options.jobs, 1, kMaxJobs);
-  return options;
+  return shapes;
 }
 
-bool RunSeed(uint64_t seed, const Shape& shape, bool isJudged, Shared& shared) {
-  History history(seed, shape);
+void PrintReplay(const char* what, uint64_t seed) {
+  std::printf("%s; again: soak --first %llu --seeds 1\n", what, static_cast<unsigned long long>(seed));
+  std::fflush(stdout);
+}
+
+bool RunSeed(uint64_t seed, const Shape& shape, bool isJudged, Totals& totals) {
+  History history(seed, shape, totals);
   try {
     history.Run(isJudged);
+    return true;
   } catch (const std::runtime_error& error) {
-    std::printf("%s=> %s\nFAILED on shape FAT%d/%u; again: soak --first %llu --seeds 1\n", history.story.c_str(),
-                error.what(), shape.shape.fatBits, shape.shape.sectorsPerCluster,
-                static_cast<unsigned long long>(seed));
-    std::fflush(stdout);
+    std::printf("FAT%d, %u sectors a cluster\n%s", shape.shape.fatBits, shape.shape.sectorsPerCluster,
+                history.Story().c_str());
+    PrintReplay(error.what(), seed);
     return false;
   }
-  shared.steps += history.totals.steps;
-  shared.failures += history.totals.failures;
-  shared.judged += history.totals.judged;
-  shared.datagrams += history.totals.datagrams;
-  return true;
 }
 
-// Strangers judge one history in so many.
-uint64_t JudgedEvery(const Options& options) {
-  return options.seeds < 10 ? 1 : std::max<uint64_t>(10, options.seeds / 100);
-}
-
-// In a process of its own: takes seeds until there are no more. Returns its exit code.
-int Work(uint64_t job, const Options& options, const std::vector<Shape>& shapes, Shared& shared) {
+// A process: takes seeds until there are no more, or one failed.
+void Work(const Options& options, const std::vector<Shape>& shapes, Shared& shared, std::atomic<uint64_t>& seed) {
   const sim::TempFolder folder;
   std::filesystem::current_path(folder.Path());
   for (const char* name : {"u", "d"}) std::filesystem::create_directory(name);
-  bool isGood = true;
-  while (isGood && !shared.isOver) {
-    const uint64_t n = shared.next++;
-    if (n >= options.seeds) break;
-    const uint64_t seed = shared.seeds[job] = options.first + n;
+  for (uint64_t n = shared.next++; n < options.seeds && !shared.isOver; n = shared.next++) {
+    seed = options.first + n;
     alarm(kLongestSeed);
-    isGood =
-        RunSeed(seed, shapes[seed % shapes.size()], seed % JudgedEvery(options) == 0 || options.seeds == 1, shared);
+    const bool isGood = RunSeed(seed, shapes[seed % shapes.size()], seed % options.JudgedEvery() == 0, shared.totals);
+    if (!isGood) shared.isOver = true;
   }
   alarm(0);
-  if (!isGood) shared.isOver = true;
   std::filesystem::current_path("/");
-  return isGood ? 0 : 1;
 }
 
 int Main(const Options& options) {
@@ -110,40 +94,41 @@ int Main(const Options& options) {
   if (memory == MAP_FAILED) return 1;
   Shared& shared = *new (memory) Shared{};
   const auto start = std::chrono::steady_clock::now();
-  std::fflush(stdout);
-  std::map<pid_t, uint64_t> jobs;
-  for (uint64_t job = 0; job < options.jobs; ++job) {
-    const pid_t child = fork();
-    if (child < 0) return 1;
-    if (child == 0) _exit(Work(job, options, shapes, shared));
-    jobs[child] = job;
-  }
-  bool isGood = true;
-  int status = 0;
-  for (pid_t child = wait(&status); child > 0; child = wait(&status)) {
-    const bool hasEnded = WIFEXITED(status) && WEXITSTATUS(status) <= 1;
-    if (!hasEnded) {
-      std::printf("FAILED: %s; again: soak --first %llu --seeds 1\n",
-                  WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM ? "hung" : "crashed",
-                  static_cast<unsigned long long>(shared.seeds[jobs[child]]));
+  std::map<pid_t, std::atomic<uint64_t>*> workers;
+  for (size_t job = 0; job < options.jobs; ++job) {
+    const pid_t worker = fork();
+    if (worker < 0) return 1;
+    if (worker == 0) {
+      Work(options, shapes, shared, shared.seeds[job]);
+      _exit(0);
     }
-    isGood = isGood && hasEnded && WEXITSTATUS(status) == 0;
-    if (!isGood) shared.isOver = true;
+    workers[worker] = &shared.seeds[job];
+  }
+  int status = 0;
+  for (pid_t worker = wait(&status); worker > 0; worker = wait(&status)) {
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) continue;
+    PrintReplay(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM ? "hangs" : "crashed", *workers[worker]);
+    shared.isOver = true;
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  const uint64_t run = std::min(shared.next.load(), options.seeds);
+  const auto seeds = static_cast<unsigned long long>(std::min(shared.next.load(), options.seeds));
+  const auto number = [](const std::atomic<uint64_t>& value) { return static_cast<unsigned long long>(value); };
   std::printf(
-      "%s: %llu seeds in %.1f s, %.1f a second; %llu steps, %llu of them failed by faults, %llu requests, %llu "
-      "volumes judged by fsck.fat and mtools\n",
-      isGood ? "clean" : "FAILED", static_cast<unsigned long long>(run), seconds, static_cast<double>(run) / seconds,
-      static_cast<unsigned long long>(shared.steps), static_cast<unsigned long long>(shared.failures),
-      static_cast<unsigned long long>(shared.datagrams), static_cast<unsigned long long>(shared.judged));
-  return isGood ? 0 : 1;
+      "%s: %llu seeds in %.0f s, %.1f a second; %llu steps, %llu failed by faults; %llu volumes judged by strangers\n",
+      shared.isOver ? "FAILED" : "clean", seeds, seconds, static_cast<double>(seeds) / seconds,
+      number(shared.totals.steps), number(shared.totals.failures), number(shared.totals.judged));
+  return shared.isOver ? 1 : 0;
 }
 
 }  // namespace
 }  // namespace media_adapter::soak
 
 int main(int count, char** arguments) {
-  return media_adapter::soak::Main(media_adapter::soak::Parse(count, arguments));
+  media_adapter::soak::Options options;
+  CLI::App app("Random histories of a volume under everything that goes wrong around it.");
+  app.add_option("--seeds", options.seeds, "how many to run");
+  app.add_option("--first", options.first, "the first one");
+  app.add_option("--jobs", options.jobs, "processes")->check(CLI::Range(size_t{1}, media_adapter::soak::kMaxJobs));
+  CLI11_PARSE(app, count, arguments);
+  return media_adapter::soak::Main(options);
 }

@@ -2,11 +2,10 @@
 // what the library left against it. Knows the format by itself, trusts the boot sector, and never writes.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <set>
 
+#include "protocol/little_endian.h"
 #include "tests/support/volume_builder.h"
 
 namespace media_adapter::soak {
@@ -17,13 +16,17 @@ using Clusters = std::vector<uint32_t>;
 
 inline constexpr uint32_t kEnd = 0xFFFFFFFF;  // an end of a chain, whichever mark stands for it
 inline constexpr uint32_t kBad = 0xFFFFFFF7;
+inline constexpr Slot kZero{};
 
 // The sectors of a device, with a note of those that are written.
 class Disk : public sim::VolumeImage {
  public:
   explicit Disk(const sim::VolumeImage& image) : VolumeImage(image) {}
-  bool Write(uint32_t sector, std::span<const uint8_t> data) override;
-  std::vector<uint32_t> written;  // in order, since it was cleared last
+  bool Write(uint32_t sector, std::span<const uint8_t> data) override {
+    for (uint32_t i = 0; i < data.size() / sim::kSectorSize; ++i) written.insert(sector + i);
+    return VolumeImage::Write(sector, data);
+  }
+  std::set<uint32_t> written;  // since it was cleared last
 };
 
 // A short entry with the long-name slots that belong to it.
@@ -31,7 +34,9 @@ struct Entry {
   std::string name;
   std::vector<size_t> places;  // its slots' indices in the folder; the short entry is the last
   Slot slot{};
+  bool operator==(const Entry&) const = default;
   bool IsFolder() const { return (slot[11] & 0x10) != 0; }
+  uint32_t Size() const { return ReadU32(slot, 28); }
 };
 
 struct Folder {
@@ -40,30 +45,133 @@ struct Folder {
   std::vector<Entry> entries;  // in order; "." and ".." among them
 };
 
-uint8_t ChecksumOf(const Slot& shortEntry);
-bool IsLongName(const Slot& slot);  // and in use
-bool IsFree(const Slot& slot);
+inline bool IsFree(const Slot& slot) { return slot[0] == 0 || slot[0] == 0xE5; }
+inline bool IsLongName(const Slot& slot) { return !IsFree(slot) && slot[11] == 0x0F; }
+inline size_t CharacterAt(size_t i) { return i < 5 ? 1 + 2 * i : i < 11 ? 4 + 2 * i : 6 + 2 * i; }  // i: 0 to 12
+
+inline uint8_t ChecksumOf(const Slot& shortEntry) {
+  uint8_t sum = 0;
+  for (size_t i = 0; i < 11; ++i) sum = static_cast<uint8_t>((sum << 7 | sum >> 1) + shortEntry[i]);
+  return sum;
+}
+
+inline std::string ShortNameIn(const Slot& slot) {
+  const auto part = [&](size_t first, size_t count, uint8_t lowerFlag) {
+    std::string text(slot.begin() + first, slot.begin() + first + count);
+    std::erase(text, ' ');
+    for (char& c : text) c = (slot[12] & lowerFlag) != 0 && c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    return text;
+  };
+  std::string base = part(0, 8, 8);
+  if (base[0] == 5) base[0] = '\xE5';
+  const std::string extension = part(8, 3, 16);
+  return extension.empty() ? base : base + "." + extension;
+}
 
 class Volume {
  public:
-  Volume(Disk& disk, uint32_t start);
-
-  Clusters Fat() const;  // every entry that the first FAT has room for; 0 is free
-  void ReadFatSector(uint32_t index, Clusters& fat) const;
-  // From `first` to the end, or to where it leaves the volume, meets a free cluster or is longer than the volume.
-  Clusters Chain(const Clusters& fat, uint32_t first) const;
-  Folder ReadFolder(const Clusters& chain) const;  // an empty chain: the fixed root
-  Bytes Content(const Clusters& chain, uint32_t size) const;
-  uint32_t ClusterOf(const Slot& entry) const;
-  uint32_t SectorOf(uint32_t cluster) const { return data + (cluster - 2) * sectorsPerCluster; }
-  uint32_t SectorOfSlot(const Clusters& chain, size_t slot) const;
+  Volume(Disk& disk, uint32_t start) : disk_(disk) {
+    const auto boot = Read(start);
+    is32 = ReadU16(boot, 22) == 0;
+    sectorsPerCluster = boot[13];
+    fats = boot[16];
+    fat = start + ReadU16(boot, 14);
+    fatSectors = is32 ? ReadU32(boot, 36) : ReadU16(boot, 22);
+    root = fat + fats * fatSectors;
+    data = root + ReadU16(boot, 17) / 16U;
+    const uint32_t total = ReadU16(boot, 19) != 0 ? ReadU16(boot, 19) : ReadU32(boot, 32);
+    lastCluster = (start + total - data) / sectorsPerCluster + 1;
+    entriesPerSector = is32 ? 128 : 256;
+  }
 
   bool is32;
-  uint32_t sectorsPerCluster, fat, fatSectors, fats, root, data, end;  // sectors of the device; end: behind the volume
-  uint32_t lastCluster, entriesPerSector;
+  uint32_t fats, fatSectors, sectorsPerCluster, lastCluster, entriesPerSector;
+  uint32_t fat, root, data;  // first sectors
+
+  size_t ClusterSize() const { return size_t{sectorsPerCluster} * sim::kSectorSize; }
+  uint32_t SectorOf(uint32_t cluster) const { return data + (cluster - 2) * sectorsPerCluster; }
+  uint32_t SectorOfSlot(const Clusters& chain, size_t slot) const {
+    const auto n = static_cast<uint32_t>(slot / 16);
+    return chain.empty() ? root + n : SectorOf(chain[n / sectorsPerCluster]) + n % sectorsPerCluster;
+  }
+
+  // Every entry that the first FAT has room for; 0 is free.
+  Clusters Fat() const {
+    Clusters entries(size_t{fatSectors} * entriesPerSector);
+    for (uint32_t i = 0; i < fatSectors; ++i) ReadFatSector(i, entries);
+    return entries;
+  }
+  void ReadFatSector(uint32_t index, Clusters& entries) const {
+    const auto bytes = Read(fat + index);
+    const uint32_t marks = is32 ? 0x0FFFFFF7 : 0xFFF7;
+    for (uint32_t i = 0; i < entriesPerSector; ++i) {
+      const uint32_t value = is32 ? ReadU32(bytes, i * 4) & 0x0FFFFFFF : ReadU16(bytes, i * 2);
+      const uint32_t c = index * entriesPerSector + i;
+      entries[c] = c < 2 || value < marks ? value : value == marks ? kBad : kEnd;
+    }
+  }
+  void SetLink(sim::VolumeImage& image, uint32_t c, uint32_t value) const {
+    auto& sector = image.At(fat + c / entriesPerSector);
+    const size_t at = c % entriesPerSector;
+    is32 ? WriteU32(sector, at * 4, value & 0x0FFFFFFF) : WriteU16(sector, at * 2, static_cast<uint16_t>(value));
+  }
+
+  uint32_t ClusterOf(const Slot& entry) const {
+    return ReadU16(entry, 26) + (is32 ? uint32_t{ReadU16(entry, 20)} << 16 : 0);
+  }
+  // From `first` to the end, or to where it leaves the volume, meets a free cluster or is longer than the volume.
+  Clusters Chain(const Clusters& entries, uint32_t first) const {
+    Clusters chain;
+    for (uint32_t c = first; c >= 2 && c <= lastCluster && entries[c] != 0 && chain.size() < lastCluster;
+         c = entries[c]) {
+      chain.push_back(c);
+    }
+    return chain;
+  }
+  Bytes Content(const Clusters& chain, size_t size) const {
+    Bytes content;
+    for (uint32_t n = 0; content.size() < size && n / sectorsPerCluster < chain.size(); ++n) {
+      const auto bytes = Read(SectorOf(chain[n / sectorsPerCluster]) + n % sectorsPerCluster);
+      content.insert(content.end(), bytes.begin(), bytes.end());
+    }
+    content.resize(std::min(content.size(), size));
+    return content;
+  }
+  Folder ReadFolder(const Clusters& chain) const {
+    Folder folder{.chain = chain, .slots = {}, .entries = {}};
+    auto& slots = folder.slots;
+    slots.resize(chain.empty() ? (data - root) * 16 : chain.size() * sectorsPerCluster * 16);
+    sim::VolumeImage::Sector sector{};
+    for (size_t i = 0; i < slots.size(); ++i) {
+      if (i % 16 == 0) sector = Read(SectorOfSlot(chain, i));
+      std::copy_n(sector.begin() + i % 16 * 32, 32, slots[i].begin());
+    }
+    for (size_t i = 0; i < slots.size(); ++i) {
+      if (!IsFree(slots[i]) && !IsLongName(slots[i])) folder.entries.push_back(EntryAt(slots, i));
+    }
+    return folder;
+  }
 
  private:
-  sim::VolumeImage::Sector Read(uint32_t sector) const;
+  sim::VolumeImage::Sector Read(uint32_t sector) const {
+    sim::VolumeImage::Sector bytes{};
+    disk_.Read(sector, bytes);
+    return bytes;
+  }
+  // With the long-name slots before it that count down to 1 with its checksum. The first of them may be missing.
+  static Entry EntryAt(const std::vector<Slot>& slots, size_t place) {
+    Entry entry{.name = {}, .places = {place}, .slot = slots[place]};
+    for (size_t i = place; i-- > 0;) {
+      const Slot& slot = slots[i];
+      if (!IsLongName(slot) || (slot[0] & 0x3F) != place - i || slot[13] != ChecksumOf(entry.slot)) break;
+      for (size_t k = 0; k < 13; ++k) entry.name += static_cast<char>(slot[CharacterAt(k)]);
+      entry.places.insert(entry.places.begin(), i);
+      if ((slot[0] & 0x40) != 0) break;
+    }
+    entry.name = entry.name.empty() ? ShortNameIn(entry.slot) : entry.name.substr(0, entry.name.find('\0'));
+    return entry;
+  }
+
   Disk& disk_;
 };
 
