@@ -12,10 +12,10 @@
 #include "platform/adapters.h"
 #include "platform/clock.h"
 #include "platform/event.h"
-#include "platform/file_stream.h"
 #include "platform/local_files.h"
 #include "platform/notices.h"
 #include "platform/process.h"
+#include "platform/raw_file.h"
 #include "platform/thread.h"
 #include "platform/waiter.h"
 #include "protocol/channel.h"
@@ -215,55 +215,33 @@ int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
   return static_cast<int>(letter.size);
 }
 
-// A stream over one of fuzz::localFiles.
-struct OpenFile {
-  std::vector<uint8_t>& bytes;
-  size_t position = 0;
-};
+// A file's handle is the place of its bytes in fuzz::localFiles.
+std::vector<uint8_t>& BytesOf(FileHandle file) { return *reinterpret_cast<std::vector<uint8_t>*>(file); }
 
-std::FILE* OpenRegularFile(const std::string& path, FileUse use) {
-  if (use == FileUse::Read && !fuzz::localFiles.contains(path)) return nullptr;
+FileHandle OpenRegularFile(const std::string& path, FileUse use) {
+  if (use == FileUse::Read && !fuzz::localFiles.contains(path)) return kNoFile;
   std::vector<uint8_t>& bytes = fuzz::localFiles[path];
   if (use == FileUse::Replace) bytes.clear();
-  cookie_io_functions_t calls{};
-  calls.read = [](void* cookie, char* out, size_t size) -> ssize_t {
-    auto& file = *static_cast<OpenFile*>(cookie);
-    const size_t count = file.position < file.bytes.size() ? std::min(size, file.bytes.size() - file.position) : 0;
-    std::copy_n(file.bytes.begin() + static_cast<std::ptrdiff_t>(file.position), count, out);
-    file.position += count;
-    return static_cast<ssize_t>(count);
-  };
-  calls.write = [](void* cookie, const char* data, size_t size) -> ssize_t {
-    auto& file = *static_cast<OpenFile*>(cookie);
-    if (file.bytes.size() < file.position + size) file.bytes.resize(file.position + size);
-    std::copy_n(data, size, file.bytes.begin() + static_cast<std::ptrdiff_t>(file.position));
-    file.position += size;
-    return static_cast<ssize_t>(size);
-  };
-  calls.seek = [](void* cookie, off64_t* offset, int whence) {
-    auto& file = *static_cast<OpenFile*>(cookie);
-    const size_t from = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? file.position : file.bytes.size();
-    file.position = from + static_cast<size_t>(*offset);
-    *offset = static_cast<off64_t>(file.position);
-    return 0;
-  };
-  calls.close = [](void* cookie) {
-    delete static_cast<OpenFile*>(cookie);
-    return 0;
-  };
-  return fopencookie(new OpenFile{bytes}, use == FileUse::Read ? "rb" : "wb", calls);
+  return reinterpret_cast<FileHandle>(&bytes);
 }
 
-std::optional<uint64_t> StreamSize(std::FILE* stream) {
-  if (fseeko(stream, 0, SEEK_END) != 0) return std::nullopt;
-  const off_t size = ftello(stream);
-  std::rewind(stream);
-  return size < 0 ? std::nullopt : std::optional(static_cast<uint64_t>(size));
+std::optional<uint64_t> FileSize(FileHandle file) { return BytesOf(file).size(); }
+
+int64_t ReadAt(FileHandle file, std::span<uint8_t> buffer, uint64_t offset) {
+  const auto rest = std::span(BytesOf(file)).subspan(std::min<size_t>(offset, BytesOf(file).size()));
+  const auto now = rest.first(std::min(rest.size(), buffer.size()));
+  CopyBytes(now, buffer);
+  return static_cast<int64_t>(now.size());
 }
 
-bool SeekStream(std::FILE* stream, uint64_t offset) {
-  return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
+int64_t WriteAt(FileHandle file, std::span<const uint8_t> bytes, uint64_t offset) {
+  std::vector<uint8_t>& stored = BytesOf(file);
+  stored.resize(std::max<size_t>(stored.size(), offset + bytes.size()));
+  CopyBytes(bytes, std::span(stored).subspan(offset));
+  return static_cast<int64_t>(bytes.size());
 }
+
+bool CloseFile(FileHandle) { return true; }
 
 Interruptible::Interruptible() { before_ = 0; }
 Interruptible::~Interruptible() = default;
