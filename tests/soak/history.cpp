@@ -1,5 +1,5 @@
 // The user's side of a history: what is done next, what it is to leave, and how it is asked of the library. The judging
-// is in judge.cpp.
+// is in judge.cpp and structure.cpp.
 #include "tests/soak/history.h"
 
 #include <algorithm>
@@ -283,27 +283,29 @@ uint32_t History::Call(const Step& step) {
   const std::string& path = step.path;
   const std::string local = "u/" + NameIn(path);
   std::string folder = FolderOf(path);
+  const auto tag = static_cast<uint32_t>(random_.Below(4));
   uint32_t progress = 0;
   switch (step.kind) {
     case Kind::Put:
       MakeLocal(local, step.content, step.modified, (step.attributes & 1) != 0);
       if (folder.empty() || random_.OneIn(2)) folder += "\\";
-      return API_RFAWriteData(local.c_str(), folder.data(), 0, kPassword, 0)->status;
+      return API_RFAWriteData(local.c_str(), folder.data(), tag, kPassword, 0)->status;
     case Kind::Delete:
-      return API_RFADelete(path.c_str(), 0, kPassword, 0)->status;
+      return API_RFADelete(path.c_str(), tag, kPassword, 0)->status;
     case Kind::MakeFolder:
-      return API_RFACreateDirectory(path.c_str(), 0, kPassword, 0)->status;
+      return API_RFACreateDirectory(path.c_str(), tag, kPassword, 0)->status;
     case Kind::Format:
-      return API_RFAFormat(0, kPassword, 0)->status;
+      return API_RFAFormat(tag, kPassword, 0)->status;
     default:
       folder = "d";
-      return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), 0, kPassword, 0, &progress)->status;
+      return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), tag, kPassword, 0, &progress)
+          ->status;
   }
 }
 
 // A call ends after 60 s, what it started may go on. Nothing is silent for longer than its longest timer.
 void History::WaitForWorker(sim::Time start) {
-  Require(world_.Now() - start <= 60s + 1ms, "the call took more than 60 s");
+  Require(world_.Now() - start <= 60s + 1ms && faults_->Requests() < kMaxRequests, "the call took too long");
   if (world_.Now() - start < 60s) return;
   for (size_t before = 0; before != faults_->Requests();) {
     Require(faults_->Requests() < kMaxRequests, "the request does not end");

@@ -102,7 +102,7 @@ class History {
   void KeepItem(const Step& step, const Plan& plan, bool isThere, bool isWhole, bool isUntouched);
   void Look();
   void LookInto(Item& folder);
-  bool HasDots(const Folder& folder, const Item& parent) const;
+  bool HasDots(const Folder& folder, const Item& parent, uint32_t created) const;
   void JudgeEnd();
   sim::VolumeImage WithoutRemains() const;
 

@@ -1,26 +1,10 @@
-// The judging of a history: each step's status, its writes and what it left, the volume's structure after it, and at
-// the end of some histories what strangers say.
-#include <algorithm>
-#include <ctime>
-
+// The judging of a step: its status, its writes, and what it left of its item. The volume as a whole is judged in
+// structure.cpp.
 #include "api/media_adapter.h"
 #include "tests/soak/history.h"
 
 namespace media_adapter::soak {
 namespace {
-
-// As an entry holds it.
-struct Moment {
-  uint16_t time, date;
-  explicit Moment(int64_t seconds) {
-    constexpr int64_t kFirst = 315532800;  // 1980
-    const std::time_t at = std::max(seconds, kFirst);
-    std::tm parts{};
-    gmtime_r(&at, &parts);
-    time = static_cast<uint16_t>(parts.tm_hour << 11 | parts.tm_min << 5 | parts.tm_sec / 2);
-    date = static_cast<uint16_t>((parts.tm_year - 80) << 9 | (parts.tm_mon + 1) << 5 | parts.tm_mday);
-  }
-};
 
 Slot LongNameSlot(const std::string& name, size_t ordinal, size_t last, uint8_t checksum) {
   Slot slot{};
@@ -39,14 +23,6 @@ bool AreZero(std::span<const Slot> slots) {
 }
 
 bool Has(const auto& places, size_t place) { return std::ranges::find(places, place) != places.end(); }
-
-// A path as mtools spells it: a long name in Latin-1, a short one in code page 850.
-std::string Foreign(std::string path) {
-  const bool isLong = NameIn(path).find(' ') != std::string::npos;
-  std::ranges::replace(path, '\\', '/');
-  const size_t at = path.find('\345');
-  return at == std::string::npos ? path : path.replace(at, 1, isLong ? "\xC3\xA5" : "\xC3\x95");
-}
 
 }  // namespace
 
@@ -116,8 +92,8 @@ void History::JudgeRead(const Step& step, const Plan& plan) const {
     const Slot& slot = entries[i].slot;
     Require(row.number == i + 1 && row.name == entries[i].name && row.attributes == slot[11] &&
                 row.size == entries[i].Size() && row.firstCluster == volume_->ClusterOf(slot) &&
-                (row.hour << 11 | row.minute << 5 | row.second / 2) == ReadU16(slot, 22) &&
-                ((row.year - 1980) << 9 | row.month << 5 | row.day) == ReadU16(slot, 24),
+                (row.hour << 11 | row.minute << 5 | row.second / 2) == ReadU16(slot, kLastWrite) &&
+                ((row.year - 1980) << 9 | row.month << 5 | row.day) == ReadU16(slot, kLastWrite + 2),
             "a row of the listing", entries[i].name);
   }
 }
@@ -209,12 +185,10 @@ bool History::IsPlannedShort(const Step& step, const Plan& plan, const Slot& slo
   Slot planned = isNew ? slot : plan.item->entry.slot;  // a new name is judged with the long one, and by Look
   planned[11] = step.attributes;
   if (isNew) planned[13] = 0;
-  if (isNew) WriteU16(planned, 14, now.time);
-  if (isNew) WriteU16(planned, 16, now.date);
+  if (isNew) WriteU32(planned, kCreation, now.Stamp());
   WriteU16(planned, 18, now.date);
   WriteU16(planned, 20, static_cast<uint16_t>(cluster >> 16));
-  WriteU16(planned, 22, written.time);
-  WriteU16(planned, 24, written.date);
+  WriteU32(planned, kLastWrite, written.Stamp());
   WriteU16(planned, 26, static_cast<uint16_t>(cluster));
   WriteU32(planned, 28, static_cast<uint32_t>(step.content.size()));
   return slot == planned && !IsFree(slot);
@@ -224,7 +198,7 @@ bool History::HasContent(const Step& step, const Plan& plan) const {
   if (step.kind == Kind::Put) return volume_->Content(plan.content, step.content.size()) == step.content;
   if (step.kind != Kind::MakeFolder) return true;
   const Folder made = volume_->ReadFolder(plan.content);
-  return HasDots(made, *plan.folder) && AreZero(std::span(made.slots).subspan(2));
+  return HasDots(made, *plan.folder, Moment(now_).Stamp()) && AreZero(std::span(made.slots).subspan(2));
 }
 
 // Takes over what the step left of its item.
@@ -254,112 +228,6 @@ void History::KeepItem(const Step& step, const Plan& plan, bool isThere, bool is
   if (!item.isFolder) item.content = step.content;
   item.entry = *entry;
   items_[Key(item.path)] = std::move(item);
-}
-
-// ---- The volume's structure
-
-void History::Look() {
-  std::vector<bool> owned(fat_.size());
-  size_t entries = 1;
-  for (auto& [key, item] : items_) {
-    if (item.isBroken) continue;
-    const bool isFolder = item.isFolder;
-    if (isFolder) LookInto(item);
-    if (isFolder) entries += item.folder.entries.size() - (key.empty() ? 0 : 2);
-    const uint32_t first = !isFolder                   ? volume_->ClusterOf(item.entry.slot)
-                           : item.folder.chain.empty() ? 0
-                                                       : item.folder.chain.front();
-    const Clusters chain = item.isFrozen ? item.folder.chain : volume_->Chain(fat_, first);
-    const size_t clusters = (item.content.size() + volume_->ClusterSize() - 1) / volume_->ClusterSize();
-    Require(isFolder ? chain == item.folder.chain : chain.size() == clusters, "the chain of", item.path);
-    Require(isFolder || item.entry.Size() == item.content.size(), "the size of", item.path);
-    Require(item.isFrozen || chain.empty() || fat_[chain.back()] == kEnd, "the end of", item.path);
-    for (const uint32_t c : chain) {
-      Require(!owned[c], "a cluster belongs to another, too", item.path);
-      owned[c] = true;
-    }
-  }
-  Require(entries == items_.size(), "an item is missing");
-  std::erase_if(lost_, [&](uint32_t c) { return owned[c] || fat_[c] == 0; });
-  for (uint32_t c = 2; c < fat_.size(); ++c) {
-    if (fat_[c] != 0 && fat_[c] != kBad && !owned[c]) Require(lost_.contains(c), "a cluster is lost", c);
-  }
-}
-
-void History::LookInto(Item& folder) {
-  const Folder& now = folder.folder = volume_->ReadFolder(folder.folder.chain);
-  const bool isRoot = folder.path.empty();
-  Require(isRoot || HasDots(now, items_.at(Key(FolderOf(folder.path)))), "the dots of", folder.path);
-  std::set<std::string> names;
-  std::set<size_t> places = folder.orphans;
-  folder.hasRemains = !folder.orphans.empty();
-  for (const Entry& entry : now.entries) {
-    places.insert(entry.places.begin(), entry.places.end());
-    Require(names.emplace(entry.slot.begin(), entry.slot.begin() + 11).second, "a short name twice in", folder.path);
-    if (!isRoot && entry.places.back() < 2) continue;
-    const Item* item = Find(folder.path + "\\" + entry.name);
-    Require(item != nullptr && item->entry == entry, "the entry", entry.name);
-    folder.hasRemains = folder.hasRemains || item->isBroken;
-  }
-  for (size_t i = 0; i < now.slots.size(); ++i) {
-    Require(!IsLongName(now.slots[i]) || places.contains(i), "a long-name slot is nobody's", i);
-    const bool isGap = now.slots[i][0] == 0 && !places.empty() && i < *places.rbegin();
-    Require(!isGap || folder.hasRemains, "to others the folder ends at a slot before its last", i);
-  }
-}
-
-bool History::HasDots(const Folder& folder, const Item& parent) const {
-  const uint32_t up = parent.path.empty() ? 0 : parent.folder.chain.front();
-  const auto isDot = [&](size_t place, const char* name, uint32_t cluster) {
-    const Entry& entry = folder.entries[place];
-    return entry.name == name && entry.places.back() == place && entry.slot[11] == 0x10 && entry.Size() == 0 &&
-           volume_->ClusterOf(entry.slot) == cluster;
-  };
-  return folder.entries.size() >= 2 && isDot(0, ".", folder.chain.front()) && isDot(1, "..", up);
-}
-
-// ---- The end
-
-// The volume without what the failures left, and with a second FAT like the first, which is never written.
-sim::VolumeImage History::WithoutRemains() const {
-  sim::VolumeImage image = *disk_;
-  const auto release = [&](const Folder& folder, size_t place) {
-    image.At(volume_->SectorOfSlot(folder.chain, place))[place % 16 * sizeof(Slot)] = 0xE5;
-  };
-  for (const auto& [key, item] : items_) {
-    for (size_t place = 0; item.hasRemains && place < item.folder.slots.size(); ++place) {
-      if (item.folder.slots[place][0] == 0 || item.orphans.contains(place)) release(item.folder, place);
-    }
-    if (item.isFrozen) volume_->SetLink(image, item.folder.chain.back(), kEnd);
-    if (!item.isBroken) continue;
-    for (const size_t place : item.entry.places) release(items_.at(Key(FolderOf(item.path))).folder, place);
-  }
-  for (const uint32_t c : lost_) volume_->SetLink(image, c, 0);
-  for (uint32_t i = volume_->fat; volume_->fats == 2 && i < volume_->fat + volume_->fatSectors; ++i) {
-    image.At(i + volume_->fatSectors) = image.At(i);
-  }
-  return image;
-}
-
-void History::JudgeEnd() {
-  sim::VolumeImage image = WithoutRemains();
-  for (const auto& complaint : sim::FsckComplaints(image, start_)) Require(false, "fsck.fat", complaint);
-  auto tree = sim::ReadTree(image, start_);
-  for (const auto& [key, item] : items_) {
-    if (item.isBroken || key.empty()) continue;
-    const auto found = tree.find(Foreign(item.path));
-    Require(found != tree.end() && found->second.isFolder == item.isFolder, "mtools do not find", item.path);
-    const Slot& slot = item.entry.slot;
-    std::string attributes;
-    for (size_t i = 0; i < 4; ++i) attributes.append((slot[11] & "\x20\x04\x02\x01"[i]) != 0, "ASHR"[i]);
-    const Moment modified(found->second.modified);
-    Require(item.isFolder || (found->second.content == item.content && found->second.attributes == attributes &&
-                              modified.time == ReadU16(slot, 22) && modified.date == ReadU16(slot, 24)),
-            "mtools read otherwise", item.path);
-    tree.erase(found);
-  }
-  Require(tree.empty(), "items that only mtools find", tree.size());
-  ++totals_.judged;
 }
 
 }  // namespace media_adapter::soak

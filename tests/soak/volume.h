@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <ctime>
 #include <set>
 
 #include "protocol/little_endian.h"
@@ -17,6 +18,22 @@ using Clusters = std::vector<uint32_t>;
 inline constexpr uint32_t kEnd = 0xFFFFFFFF;  // an end of a chain, whichever mark stands for it
 inline constexpr uint32_t kBad = 0xFFFFFFF7;
 inline constexpr Slot kZero{};
+
+inline constexpr size_t kCreation = 14, kLastWrite = 22;  // in a short entry: time and date
+
+// A time as an entry holds it.
+struct Moment {
+  uint16_t time, date;
+  uint32_t Stamp() const { return uint32_t{date} << 16 | time; }  // both, little-endian
+  explicit Moment(int64_t seconds) {
+    constexpr int64_t kFirst = 315532800;  // 1980
+    const std::time_t at = std::max(seconds, kFirst);
+    std::tm parts{};
+    gmtime_r(&at, &parts);
+    time = static_cast<uint16_t>(parts.tm_hour << 11 | parts.tm_min << 5 | parts.tm_sec / 2);
+    date = static_cast<uint16_t>((parts.tm_year - 80) << 9 | (parts.tm_mon + 1) << 5 | parts.tm_mday);
+  }
+};
 
 // The sectors of a device, with a note of those that are written.
 class Disk : public sim::VolumeImage {
