@@ -47,7 +47,7 @@ class Faults {
     world_.random = {.loss = random_.Of(kLoss), .duplication = random_.Of(kOthers), .reordering = random_.Of(kOthers)};
     for (size_t& rate : oneIn_) rate = random_.Of(kRates);
     oneIn_[kForeign] /= 4;
-    writesLeft_ = random_.OneIn(5) ? 1 + random_.Below(40) : 0;
+    writesLeft_ = random_.OneIn(3) ? 1 + random_.Below(40) : 0;
   }
   // The device lives again, without a connection.
   void Stop() {

@@ -113,8 +113,9 @@ std::string History::ChoosePath(Kind kind) {
   if (kind == Kind::List || (isForOld ? !random_.OneIn(8) : random_.OneIn(3))) return any().path;
   std::string folder = random_.OneIn(40) ? "\\nowhere" : "";
   if (random_.OneIn(2)) {
-    const Item& item = any();
-    if (item.isFolder || random_.OneIn(5)) folder = item.path;
+    const Item* item = &any();
+    for (size_t tries = 2 + random_.Below(20); tries > 0 && !item->isFolder; --tries) item = &any();
+    folder = item->path;
   }
   return folder + "\\" + AnyName(random_);
 }
