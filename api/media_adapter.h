@@ -34,13 +34,14 @@
  * from losing files. Its layout is remembered until another device is used: a medium that was changed or exchanged
  * elsewhere asks for a new start of the library. Nothing is rolled back after a failure on the way; each function says
  * what it may leave. A damaged volume costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that
- * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own clusters.
+ * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own
+ * clusters.
  *
  * Texts are NUL-terminated single-byte strings. They are read when the call's turn has come, and not after it has
  * returned; threads may pass the same text, also one that loses its trailing separator. Device paths start at the root
  * and separate names with a backslash: "\\music\\song.mp3" in C; "\\" is the root. Letter case does not matter in
- * device paths, for A to Z. A byte of a name on the volume is the character of the same number, U+00XX, whatever the bytes
- * mean to the host.
+ * device paths, for A to Z. A byte of a name on the volume is the character of the same number, U+00XX, whatever the
+ * bytes mean to the host.
  */
 #ifndef MEDIA_ADAPTER_H
 #define MEDIA_ADAPTER_H
@@ -383,8 +384,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFADelete(const char* devicePath, u
  *
  * Status: 0; 238, 239 (no room for the name); 240 (a directory has that name); 243; 244 (no such local file or device
  * folder, or a name that the volume cannot hold); 249 (volume full, or file too large); 245 to 255; or the device's.
- * Nothing is rolled back: a failed overwrite leaves the old entry with its space already free, for the next file to use.
- * Delete such a file before anything else is written.
+ * Nothing is rolled back: a failed overwrite leaves the old entry with its space already free, for the next file to
+ * use. Delete such a file before anything else is written.
  */
 MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath, char* deviceFolder,
                                                           uint32_t requestTag, const char* password,
@@ -394,8 +395,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath,
  * Removes everything from the device's volume: clears its first allocation table and its root directory. The volume's
  * layout and type stay.
  *
- * Status: 0; 251 (the volume holds no cluster), nothing written; 245 to 255; or the device's. After a failure the volume
- * is partly cleared: clear it again before anything else is done with it.
+ * Status: 0; 251 (the volume holds no cluster), nothing written; 245 to 255; or the device's. After a failure the
+ * volume is partly cleared: clear it again before anything else is done with it.
  */
 MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAFormat(uint32_t requestTag, const char* password, uint32_t deviceIndex);
 

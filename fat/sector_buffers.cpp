@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "fat/volume.h"
+
 namespace media_adapter {
 namespace {
 
@@ -66,6 +68,8 @@ StatusCode ReadSectors(uint32_t sector, uint32_t count) {
 StatusCode WriteSector(uint32_t sector) { return WriteSectorFrom(sector, WorkingSector()); }
 
 StatusCode WriteSectorFrom(uint32_t sector, std::span<const uint8_t> data) {
+  // What such a volume calls its root directory may be anything, its boot sector for one.
+  if (LastCluster() < kFirstCluster) return MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS;
   return RFAWriteData(sector, 1, data, sessionValues);
 }
 

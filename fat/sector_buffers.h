@@ -46,7 +46,8 @@ bool IsWalked(uint32_t cluster);
 StatusCode ReadSector(uint32_t sector);
 StatusCode ReadSectors(uint32_t sector, uint32_t count);
 
-// One sector from the working area, or `data` from elsewhere. Returns the exchange's status.
+// One sector from the working area, or `data` from elsewhere. Returns the exchange's status; 251 on a volume that holds
+// no cluster, which is never written to.
 StatusCode WriteSector(uint32_t sector);
 StatusCode WriteSectorFrom(uint32_t sector, std::span<const uint8_t> data);
 

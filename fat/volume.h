@@ -46,7 +46,7 @@ bool IsMounted(const platform::MacAddress& device);
 // Mounts the volume of the session's device, which has the hardware address `device`. Returns 0; 248 (signature), 246
 // (sectors per cluster), 247 (FAT12), 245 (FAT32 root), 251 (a layout past any sector number), or the status of a
 // failed read. After a failure nothing is mounted. A volume without a FAT, or smaller than what comes before its
-// clusters, mounts and holds none.
+// clusters, mounts and holds none: it is read, and never written to.
 StatusCode MountVolume(const platform::MacAddress& device);
 
 // The highest cluster that the volume, its FAT and the device all hold; below kFirstCluster when they hold none.

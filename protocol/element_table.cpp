@@ -77,20 +77,16 @@ constexpr ElementRow kTable[] = {
     {14, 4, Number, 4, 4, 948, kRead, kWritten, kNone, Range, 0, 3},
 };
 
-// What the checks below read is there in every value of a size that the row allows.
-constexpr bool HasRoomForItsCheck(const ElementRow& row) {
-  switch (row.check) {
-    case Range:
-      return row.minSize == row.maxSize && (row.minSize == 1 || row.minSize == 2 || row.minSize == 4);
-    case OneOf:
-      return row.minSize == 1 && row.maxSize == 1;
-    case ListCount:
-      return row.minSize >= kListCountSize;
-    default:
-      return true;
-  }
+// What the checks below read is there in every value of a size that its row allows.
+consteval bool HasEveryCheckItsBytes() {
+  return std::ranges::all_of(kTable, [](const ElementRow& row) {
+    const bool isFixed = row.minSize == row.maxSize;
+    if (row.check == Range) return isFixed && (row.minSize == 1 || row.minSize == 2 || row.minSize == 4);
+    if (row.check == OneOf) return isFixed && row.minSize == 1;
+    return row.check != ListCount || row.minSize >= kListCountSize;
+  });
 }
-static_assert(std::ranges::all_of(kTable, HasRoomForItsCheck));
+static_assert(HasEveryCheckItsBytes());
 
 uint32_t NumberOf(std::span<const uint8_t> value) {
   switch (value.size()) {

@@ -33,7 +33,7 @@ struct ExchangeRule {
   bool staleTickIgnored = false;  // a tick that was queued when the reply came does nothing
 };
 
-constexpr milliseconds operator""_ms(unsigned long long value) { return milliseconds(value); }
+consteval milliseconds operator""_ms(unsigned long long value) { return milliseconds(value); }
 
 constexpr std::array<ExchangeRule, 12> kRules = {{
     {},

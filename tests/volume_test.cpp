@@ -124,17 +124,20 @@ TEST_F(VolumeTest, AVolumeWithoutClustersHoldsNothing) {
               {"a FAT in the boot sector", 14, 0, 0},
               {"a size below what comes before the clusters", 19, 3, 251}};
   const std::string file = Downloads() / "FILE";
-  WriteWholeFile(file, Pattern(10));
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     VolumeImage image = Forge({.clusters = 10000});
     WriteU16(image.At(0), row.offset, row.value);
+    WriteWholeFile(file, Pattern(10));
     WriteU32(image.At(0), 36, 0);
     EXPECT_EQ(Mount(image), row.listed);
     Mark();
     std::string root = "\\";
     EXPECT_EQ(API_RFAWriteData(file.c_str(), root.data(), 0, kPassword, 0)->status, row.listed == 0 ? 249U : 251U);
     EXPECT_EQ(API_RFAFormat(0, kPassword, 0)->status, 251U);
+    WriteWholeFile(file, {});  // needs no cluster
+    root = "\\";
+    EXPECT_EQ(API_RFAWriteData(file.c_str(), root.data(), 0, kPassword, 0)->status, 251U);
     EXPECT_TRUE(Sent(Command::RFAWriteData).empty());
   }
 }
