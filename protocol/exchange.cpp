@@ -97,6 +97,27 @@ void AddressDevice(const DeviceEntry& entry) {
   std::ranges::copy(entry.macAddress, protocolState.targetMac.begin());
 }
 
+void OnTimer(uint32_t timerId) {
+  ProtocolState& state = protocolState;
+  if (timerId == 0 || timerId >= kRules.size()) return;
+  const auto operation = static_cast<Operation>(timerId);
+  const ExchangeRule& rule = RuleOf(operation);
+  if (rule.staleTickIgnored && state.replyReceived) return;
+  KillTimer(operation);
+  if (state.retryCount >= kMaxRetries) {
+    state.operationDone = true;
+    if (operation == Operation::Transfer) {
+      state.transferTimedOut = true;  // the file read closes the transfer itself
+    } else {
+      state.pendingOperation = Operation::None;
+    }
+    return;
+  }
+  ++state.retryCount;
+  SendBy(rule, "OnTimer");
+  ArmTimer(operation, rule.intervals[state.retryCount]);
+}
+
 }  // namespace
 
 StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
@@ -137,42 +158,26 @@ void SendToDevice(const char* label) { Send(label, protocolState.deviceAddress);
 
 void SendToAll(const char* label) { Send(label, platform::kBroadcastAddress); }
 
-void OnTimer(uint32_t timerId) {
-  ProtocolState& state = protocolState;
-  if (timerId == 0 || timerId >= kRules.size()) return;
-  const auto operation = static_cast<Operation>(timerId);
-  const ExchangeRule& rule = RuleOf(operation);
-  if (rule.staleTickIgnored && state.replyReceived) return;
-  KillTimer(operation);
-  if (state.retryCount >= kMaxRetries) {
-    state.operationDone = true;
-    if (operation == Operation::Transfer) {
-      state.transferTimedOut = true;  // the file read closes the transfer itself
-    } else {
-      state.pendingOperation = Operation::None;
-    }
-    return;
+void HandleMessage(const platform::Message& message) {
+  if (message.kind == platform::Message::Kind::Timer) {
+    OnTimer(message.timerId);
+  } else {
+    OnReceive();
   }
-  ++state.retryCount;
-  SendBy(rule, "OnTimer");
-  ArmTimer(operation, rule.intervals[state.retryCount]);
 }
 
 void KillTimer(Operation operation) { WorkerChannel().queue.KillTimer(static_cast<uint32_t>(operation)); }
 
 void PumpOneMessage() {
-  using platform::Message;
   using platform::MessageQueue;
-  Message message;
+  platform::Message message;
   if (WorkerChannel().queue.Take(message, MessageQueue::Accept::NoRequests) != MessageQueue::Taken::Message) {
     protocolState.quitting = true;
     protocolState.pendingOperation = Operation::None;
     protocolState.transferTimedOut = true;
     protocolState.operationDone = true;
-  } else if (message.kind == Message::Kind::Timer) {
-    OnTimer(message.timerId);
   } else {
-    OnReceive();
+    HandleMessage(message);
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "platform/message_queue.h"
 #include "protocol/protocol_state.h"
 #include "protocol/session.h"
 
@@ -28,8 +29,8 @@ void WaitForPacket();
 void SendToDevice(const char* label);
 void SendToAll(const char* label);
 
-// A timer's tick: resends the built request, or gives up.
-void OnTimer(uint32_t timerId);
+// A timer's tick, which resends the built request or gives up; or a datagram. Not a request.
+void HandleMessage(const platform::Message& message);
 
 void KillTimer(Operation operation);
 

@@ -1,6 +1,9 @@
 // Reading files: the receive window packet by packet, files of every size end to end, and the rules of the local file.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
 
 #include "protocol/md5.h"
 #include "tests/support/library_fixture.h"
@@ -238,6 +241,23 @@ TEST_F(ReadingTest, FilesOfEverySizeArriveWhole) {
   }
 }
 
+// While it lives, no local file grows beyond `room` bytes.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t room) {
+    signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{room, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
 class LargeFileTest : public ReadingTest, public ::testing::WithParamInterface<uint32_t> {};
 
 // More than packet numbers reach: the stream brings 5461 blocks, sector reads the rest.
@@ -273,16 +293,32 @@ TEST_P(LargeFileTest, ArrivesWhole) {
   EXPECT_EQ(Read("\\LARGE")->status, 253U);
   world.fate = nullptr;
 
-  // A chain that ends early: what it does not hold cannot be read, and is not made up. FAT entry of the last cluster
-  // but five.
+  // A local disk that is full, in the stream and behind it; a FAT that cannot be read.
+  for (const rlim_t room : {1'000'000U, 25'000'000U}) {
+    const FullDisk disk(room);
+    EXPECT_EQ(Read("\\LARGE")->status, 244U);
+    EXPECT_EQ(Downloaded("LARGE"), Slice(content, 0, room));
+  }
+  world.fate = [sector = 0U](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+    if (IsRequest(datagram, Command::RFAReadData)) sector = ReadU32(datagram.bytes, 48);
+    if (!IsReplyTo(datagram, Command::RFAReadData) || sector < 20 || sector > 260) return {};
+    return {.bytes = WithStatus(datagram.bytes, 8)};
+  };
+  EXPECT_EQ(Read("\\LARGE")->status, 8U);
+  world.fate = nullptr;
+
+  // A chain that ends early, or leads out of the volume: what it does not hold cannot be read, and is not made up. FAT
+  // entry of the last cluster but five.
   auto& volume = static_cast<VolumeImage&>(device.Disk());
   const size_t clusterSize = size_t{sectorsPerCluster} * 512;
   const auto broken = cluster + static_cast<uint32_t>(content.size() / clusterSize) - 5;
-  WriteU16(volume.At(ReadU16(volume.At(0), 14) + broken / 256), broken % 256 * 2, 0xFFFF);
-  EXPECT_EQ(Read("\\LARGE")->status, 251U);
-  const Bytes part = Downloaded("LARGE");
-  EXPECT_EQ(part.size(), content.size() / clusterSize * clusterSize - 4 * clusterSize);
-  EXPECT_TRUE(std::equal(part.begin(), part.end(), content.begin()));
+  for (const uint16_t link : {uint16_t{0xFFFF}, uint16_t{0xFFF0}}) {
+    WriteU16(volume.At(ReadU16(volume.At(0), 14) + broken / 256), broken % 256 * 2, link);
+    EXPECT_EQ(Read("\\LARGE")->status, 251U);
+    const Bytes part = Downloaded("LARGE");
+    EXPECT_EQ(part.size(), content.size() / clusterSize * clusterSize - 4 * clusterSize);
+    EXPECT_TRUE(std::equal(part.begin(), part.end(), content.begin()));
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(SectorsPerCluster, LargeFileTest, ::testing::Values(1U, 8U));

@@ -106,6 +106,23 @@ TEST_F(WritingTest, RefusalsChangeNothing) {
   }
 }
 
+// Neither the size that the file had nor what it has become is copied.
+TEST_F(WritingTest, AFileThatChangesMeanwhileIsNotCopied) {
+  Insert(Made({}));
+  for (const bool isRemoved : {true, false}) {
+    MakeLocal("CHANGING", Pattern(100000));
+    world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+      if (IsRequest(datagram, isRemoved ? Command::RFAReadData : Command::RFAWriteData)) {
+        isRemoved ? (void)std::filesystem::remove("u/CHANGING") : std::filesystem::resize_file("u/CHANGING", 99999);
+      }
+      return {};
+    };
+    EXPECT_EQ(PutLocal("CHANGING"), 244U);
+    EXPECT_EQ(Wrote(), !isRemoved);
+    EXPECT_TRUE(List("\\").empty());
+  }
+}
+
 TEST_F(WritingTest, AFullVolumeTakesNoMore) {
   VolumeImage image = Made({}, "/FULL|/OLD:600" + Numbered("/FULL/F", 1, 14));  // OLD: clusters 3 and 4
   image.SetSectorCount(image.SectorCount() + 1000);                             // the device goes on behind its volume

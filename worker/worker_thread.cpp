@@ -6,7 +6,6 @@
 #include "api/request_record.h"
 #include "protocol/channel.h"
 #include "protocol/exchange.h"
-#include "protocol/reception.h"
 #include "worker/device_socket_setup.h"
 #include "worker/handlers.h"
 
@@ -23,17 +22,6 @@ void RunPostedRequest(const std::shared_ptr<void>& posted) {
   CompleteRequest(record);
 }
 
-void Dispatch(const Message& message) {
-  switch (message.kind) {
-    case Message::Kind::Request:
-      return RunPostedRequest(message.request);
-    case Message::Kind::Timer:
-      return OnTimer(message.timerId);
-    case Message::Kind::Datagram:
-      return OnReceive();
-  }
-}
-
 }  // namespace
 
 void PostRequest(std::shared_ptr<RequestRecord> record) {
@@ -47,7 +35,11 @@ void WorkerMain() {
   SetWorkerReady(true);
   for (Message message;
        channel.queue.Take(message, MessageQueue::Accept::Everything) == MessageQueue::Taken::Message;) {
-    Dispatch(message);
+    if (message.kind == Message::Kind::Request) {
+      RunPostedRequest(message.request);
+    } else {
+      HandleMessage(message);
+    }
     message = {};  // a record lives no longer than its request
   }
   channel.deviceSocket.Close();

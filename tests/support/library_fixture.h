@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "api/media_adapter.h"
+#include "platform/load_hook.h"
 #include "protocol/little_endian.h"
 #include "protocol/wire.h"
 #include "tests/sim_platform/sim_world.h"
@@ -108,14 +109,14 @@ class LibraryTest : public ::testing::Test {
   void TearDown() override { Stop(); }
 
   void Start() {
-    ASSERT_TRUE(StartLibrary());
+    platform::OnLibraryLoaded();
     isStarted_ = true;
     ASSERT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
   }
 
   void Stop() {
     if (!std::exchange(isStarted_, false)) return;
-    StopLibrary();
+    platform::OnLibraryUnloaded();
     EXPECT_TRUE(world.errors.empty()) << world.errors.front();
     EXPECT_EQ(world.OpenSockets(), 0U);
   }
