@@ -7,6 +7,7 @@
 #include "cli/file_commands.h"
 #include "cli/local_text.h"
 #include "cli/text.h"
+#include "cli/volume_name.h"
 #include "cli/words.h"
 
 namespace media_adapter::cli {
@@ -29,13 +30,21 @@ std::vector<std::string> CommandNames() {
   return names;
 }
 
+// No quotation can hold such a name.
+bool HasBothQuotes(const std::string& name) {
+  return name.find('"') != std::string::npos && name.find('\'') != std::string::npos;
+}
+
 // Names of the folder that a word points into; folders end in "/".
 std::vector<std::string> DeviceNames(std::string_view folder, Context& context) {
   std::vector<std::string> names;
   if (context.session.Device() == nullptr) return names;
-  for (const ListingEntry& entry : context.session.List(context.session.Resolve(folder)).entries) {
-    if (!IsDotEntry(entry)) names.push_back(EntryName(entry) + (IsFolder(entry) ? "/" : ""));
+  const VolumeName typed = TypedPath(folder);
+  if (!typed.problem.empty()) return names;
+  for (const ListingEntry& entry : context.session.List(context.session.Resolve(typed.bytes)).entries) {
+    if (!IsDotEntry(entry)) names.push_back(ShowName(EntryName(entry)) + (IsFolder(entry) ? "/" : ""));
   }
+  std::erase_if(names, HasBothQuotes);
   return names;
 }
 
@@ -47,13 +56,9 @@ std::vector<std::string> LocalNames(std::string_view folder) {
     std::error_code unknown;
     names.push_back(LocalText(entry->path().filename()) + (entry->is_directory(unknown) ? "/" : ""));
   }
+  // A name that is shown otherwise than it is written would not be safe to show while it is edited.
+  std::erase_if(names, [](const std::string& name) { return HasBothQuotes(name) || Escape(name) != name; });
   return names;
-}
-
-// Names that can stand in a line and are safe to show while they are edited.
-bool CanBeTyped(const std::string& name) {
-  const bool hasBothQuotes = name.find('"') != std::string::npos && name.find('\'') != std::string::npos;
-  return Escape(name) == name && !hasBothQuotes;
 }
 
 std::string CommonPrefix(std::span<const std::string> names) {
@@ -75,7 +80,7 @@ std::string Quote(const std::string& text, char quote, bool isWhole) {
 
 Completion Offer(const LastWord& word, std::string_view folder, std::vector<std::string> names) {
   const std::string_view typed = std::string_view(word.text).substr(folder.size());
-  std::erase_if(names, [&](const std::string& n) { return !StartsWithIgnoringCase(n, typed) || !CanBeTyped(n); });
+  std::erase_if(names, [&](const std::string& n) { return !StartsWithIgnoringCase(n, typed); });
   Completion completion = {.start = word.start, .replacement = {}, .candidates = {}};
   if (names.empty()) return completion;
   const std::string common = CommonPrefix(names);

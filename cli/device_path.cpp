@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "cli/text.h"
+#include "cli/volume_name.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -57,7 +57,7 @@ DevicePathParts SplitDevicePath(std::string_view path) {
 std::string DisplayPath(std::string_view path) {
   std::string text;
   for (const std::string_view component : Components(path)) {
-    if (!component.empty()) text.append("/").append(Escape(component));
+    if (!component.empty()) text.append("/").append(ShowName(component));
   }
   return text.empty() ? "/" : text;
 }

@@ -1,6 +1,6 @@
 // Paths on a device's volume: what a person types, made absolute and plain, and taken apart. Inside the tool a path is
-// always "\" or "\name\name", as the library wants it. People may write either separator; printed paths use "/", which
-// no device name holds, so that the escapes in them cannot be misread.
+// always "\" or "\name\name", as the library wants it, in the bytes of the volume (cli/volume_name.h). People may write
+// either separator; printed paths use "/", which no device name holds.
 #pragma once
 
 #include <string>

@@ -10,6 +10,7 @@
 
 #include "cli/interrupts.h"
 #include "cli/text.h"
+#include "cli/volume_name.h"
 #include "fat/volume_names.h"
 
 namespace media_adapter::cli {
@@ -34,7 +35,7 @@ std::string TimeText(const ListingEntry& entry) {
 }
 
 ordered_json EntryJson(const ListingEntry& entry) {
-  return {{"name", Escape(EntryName(entry))},
+  return {{"name", ShowName(EntryName(entry))},
           {"folder", IsFolder(entry)},
           {"attributes", AttributesText(entry)},
           {"size", entry.size},
@@ -42,8 +43,10 @@ ordered_json EntryJson(const ListingEntry& entry) {
 }
 
 int RunList(const Context& context, const std::string& argument, bool isAll) {
+  std::vector<std::string> paths;
+  if (!ResolvePaths(context, "ls", {&argument, 1}, paths)) return kUsage;
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
-  const std::string path = context.session.Resolve(argument);
+  const std::string& path = paths.front();
   Listing listing = context.session.List(path);
   if (listing.isFile) {
     const Found found = FindItem(context.session, path);
@@ -61,39 +64,43 @@ int RunList(const Context& context, const std::string& argument, bool isAll) {
   const Column columns[] = {{"ATTR"}, {"SIZE", true}, {"MODIFIED"}, {"NAME"}};
   std::vector<Row> rows;
   for (const ListingEntry& entry : listing.entries) {
-    rows.push_back({AttributesText(entry), std::to_string(entry.size), TimeText(entry), Escape(EntryName(entry))});
+    rows.push_back({AttributesText(entry), std::to_string(entry.size), TimeText(entry), ShowName(EntryName(entry))});
   }
   context.output.Table(columns, rows);
   return kSuccess;
 }
 
 int RunMakeFolders(const Context& context, std::span<const std::string> arguments, bool withParents) {
+  std::vector<std::string> paths;
+  if (!ResolvePaths(context, "mkdir", arguments, paths)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   ItemResults results(context.output, "mkdir");
-  for (const std::string& argument : arguments) {
+  for (const std::string& path : paths) {
     if (!results.MayGoOn()) break;
-    const std::string path = context.session.Resolve(argument);
     results.Add(path, withParents ? MakeFolderAndParents(context, path) : MakeFolder(context, path));
   }
   return results.Finish();
 }
 
 int RunRemove(const Context& context, std::span<const std::string> arguments) {
+  std::vector<std::string> paths;
+  if (!ResolvePaths(context, "rm", arguments, paths)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   ItemResults results(context.output, "rm");
-  for (const std::string& argument : arguments) {
+  for (const std::string& path : paths) {
     if (!results.MayGoOn()) break;
-    const std::string path = context.session.Resolve(argument);
     results.Add(path, context.writer.Remove(path));
   }
   return results.Finish();
 }
 
 int RunChangeFolder(const Context& context, const std::string& argument) {
+  std::vector<std::string> paths;
+  if (!ResolvePaths(context, "cd", {&argument, 1}, paths)) return kUsage;
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
-  const std::string path = context.session.Resolve(argument);
+  const std::string& path = paths.front();
   if (const Answer answer = CheckFolder(context.session, path); !answer.IsOk()) {
     return context.output.Failed("cd " + DisplayPath(path), answer);
   }
@@ -136,10 +143,23 @@ Answer CheckFolder(Session& session, const std::string& path) {
   return listing.answer;
 }
 
+bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                  std::vector<std::string>& paths) {
+  for (const std::string& argument : arguments) {
+    const VolumeName typed = TypedPath(argument);
+    if (!typed.problem.empty()) {
+      context.output.Failed(command + " " + Escape(argument), Problem(typed.problem), kUsage);
+      return false;
+    }
+    paths.push_back(context.session.Resolve(typed.bytes));
+  }
+  return true;
+}
+
 std::string CheckNewName(std::string_view name) {
   const auto bad = std::ranges::find_if(name, [](char c) { return !CanHoldName({&c, 1}); });
-  if (bad != name.end()) return "a volume cannot hold \"" + Escape({&*bad, 1}) + "\" in a name";
-  if (name.find('\xff') != std::string_view::npos) return "a volume cannot hold the byte 0xff in a name";
+  if (bad != name.end()) return "a volume cannot hold \"" + ShowName({&*bad, 1}) + "\" in a name";
+  if (name.find('\xff') != std::string_view::npos) return "a volume cannot hold \"" + ShowName("\xff") + "\" in a name";
   if (name.ends_with('.')) return "a volume cannot hold a name that ends in a dot";
   if (name.starts_with('.') && name.find('.', 1) == std::string_view::npos && name.size() <= 4) {
     return "a volume cannot hold a name of a dot and up to three characters";
@@ -148,7 +168,12 @@ std::string CheckNewName(std::string_view name) {
 }
 
 Answer MakeFolder(const Context& context, const std::string& path) {
-  const std::string problem = CheckNewName(SplitDevicePath(path).name);
+  const std::string name = SplitDevicePath(path).name;
+  std::string problem = CheckNewName(name);
+  const auto beyond = std::ranges::find_if(name, [](char c) { return static_cast<uint8_t>(c) >= 0x80; });
+  if (beyond != name.end()) {
+    problem = "the name of a new folder cannot hold \"" + ShowName({&*beyond, 1}) + "\": only ASCII characters";
+  }
   return problem.empty() ? context.writer.MakeFolder(path) : Problem(problem);
 }
 

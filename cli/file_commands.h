@@ -5,7 +5,9 @@
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "cli/commands.h"
 #include "cli/output.h"
@@ -29,6 +31,10 @@ Found FindItem(Session& session, const std::string& path);
 
 // Ok when the path names a folder.
 Answer CheckFolder(Session& session, const std::string& path);
+
+// The absolute device paths of a command's arguments. False when one is none, which has been printed: wrong usage.
+bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                  std::vector<std::string>& paths);
 
 // Why a volume cannot hold a new item of this name, or "".
 std::string CheckNewName(std::string_view name);

@@ -15,6 +15,7 @@
 #include "cli/progress_bar.h"
 #include "cli/temporary_folder.h"
 #include "cli/text.h"
+#include "cli/volume_name.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -89,7 +90,7 @@ class Getter {
   void Item(const std::string& path, const std::string& newName) {
     if (!results_.MayGoOn()) return;
     const Found found = FindItem(context_.session, path);
-    const std::string name = newName.empty() ? SplitDevicePath(path).name : newName;
+    const std::string name = newName.empty() ? LocalNameFor(SplitDevicePath(path).name) : newName;
     if (!found.answer.IsOk()) return results_.Add(path, found.answer);
     if (found.isFolder && !isRecursive_) return results_.Add(path, Problem("a folder; give -r to copy it"));
     if (!name.empty() && !IsSafeLocalName(name)) return results_.Add(path, Problem("no name for a local file"));
@@ -151,12 +152,13 @@ class Getter {
     if (!results_.MayGoOn()) return;
     const std::string name = EntryName(entry);
     const std::string path = JoinDevicePath(folderPath, name);
-    if (!IsSafeLocalName(name)) return results_.Add(path, Problem("skipped: no name for a local file"));
+    const std::string localName = LocalNameFor(name);
+    if (!IsSafeLocalName(localName)) return results_.Add(path, Problem("skipped: no name for a local file"));
     if (!names.insert(name).second) return results_.Add(path, Problem("skipped: the name stands twice in its folder"));
-    if (!IsFolder(entry)) return File(path, localFolder / name, entry);
+    if (!IsFolder(entry)) return File(path, localFolder / localName, entry);
     // A sound volume reaches a folder once; one that leads back into itself would never end.
     const bool isNew = entry.firstCluster != 0 && seenFolders_.insert(entry.firstCluster).second;
-    return isNew ? Folder(path, localFolder / name)
+    return isNew ? Folder(path, localFolder / localName)
                  : results_.Add(path, Problem("skipped: a folder that was copied already"));
   }
 
@@ -186,7 +188,9 @@ int GetToOutput(const Context& context, const std::string& path) {
   if (!found.answer.IsOk()) return context.output.Failed(operation, found.answer);
   if (found.isFolder) return context.output.Failed(operation, Problem("a folder cannot go to standard output"));
   const std::string name = SplitDevicePath(path).name;
-  if (!IsSafeLocalName(name)) return context.output.Failed(operation, Problem("no name for a local file"));
+  if (!IsSafeLocalName(LocalNameFor(name))) {
+    return context.output.Failed(operation, Problem("no name for a local file"));
+  }
   TemporaryFolder folder;
   if (folder.Path().empty()) {
     return context.output.Failed(operation, Problem("cannot make a temporary folder: " + folder.Error()));
@@ -226,11 +230,13 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
   } else if (const auto problem = FindTarget(options.target, paths.size(), root, newName); !problem.empty()) {
     return refuse(problem);
   }
+  std::vector<std::string> devicePaths;
+  if (!ResolvePaths(context, "get", paths, devicePaths)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
-  if (options.target == "-") return GetToOutput(context, context.session.Resolve(paths.front()));
+  if (options.target == "-") return GetToOutput(context, devicePaths.front());
   Getter getter(context, options.isRecursive, root);
-  for (const std::string& path : paths) getter.Item(context.session.Resolve(path), newName);
+  for (const std::string& path : devicePaths) getter.Item(path, newName);
   return getter.Finish();
 }
 

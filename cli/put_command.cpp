@@ -15,6 +15,7 @@
 #include "cli/progress_bar.h"
 #include "cli/temporary_folder.h"
 #include "cli/text.h"
+#include "cli/volume_name.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -67,6 +68,14 @@ class Putter {
     results_.Add({}, Problem(problem), LocalText(local));
   }
 
+  // The name on the device; "" when there is none, which has been said.
+  std::string NameOf(const fs::path& local, const fs::path& ownName, const std::string& newName) {
+    if (!newName.empty()) return newName;
+    const VolumeName name = VolumeNameFor(LocalText(ownName));
+    if (!name.problem.empty()) Refuse(local, name.problem);
+    return name.problem.empty() ? name.bytes : std::string();
+  }
+
   // True when nothing else was copied to this path before.
   bool Claim(const std::string& path, const fs::path& local) {
     const auto [earlier, isFree] = taken_.try_emplace(FoldDeviceName(path), LocalText(local));
@@ -79,15 +88,15 @@ class Putter {
   void File(const fs::path& local, const std::string& folderPath, const std::string& newName) {
     std::error_code error;
     const uint64_t size = fs::file_size(local, error);
-    const std::string ownName = LocalText(local.filename());
-    const std::string name = newName.empty() ? ownName : newName;
+    const std::string name = NameOf(local, local.filename(), newName);
+    if (name.empty()) return;
     const std::string path = JoinDevicePath(folderPath, name);
     if (const std::string problem = CheckNewName(name); !problem.empty()) return Refuse(local, problem);
     if (path.size() > MEDIA_ADAPTER_MAX_PATH) return Refuse(local, "the path on the device is too long");
     if (const std::string problem = CheckLocalFile(local, size); !problem.empty()) return Refuse(local, problem);
     if (!Claim(path, local)) return;
     const std::string source = SourceOf(local, name);
-    if (source.empty()) return Refuse(local, "cannot make a temporary file of the name " + Escape(name));
+    if (source.empty()) return Refuse(local, "cannot make a temporary file of the name " + ShowName(name));
     Answer answer;
     {
       const ProgressBar bar(Escape(LocalText(local)), size, nullptr);
@@ -118,10 +127,11 @@ class Putter {
     if (std::ranges::find(around_, real) != around_.end())
       return Refuse(local, "skipped: leads back to a folder around it");
     const fs::path normal = local.lexically_normal();
-    const std::string ownName = LocalText((normal.has_filename() ? normal : normal.parent_path()).filename());
-    const std::string name = newName.empty() ? ownName : newName;
+    const fs::path ownName = (normal.has_filename() ? normal : normal.parent_path()).filename();
     std::string path = folderPath;
-    if (!name.empty() && name != "." && name != "..") {
+    if (!newName.empty() || (!ownName.empty() && ownName != "." && ownName != "..")) {
+      const std::string name = NameOf(local, ownName, newName);
+      if (name.empty()) return;
       path = JoinDevicePath(folderPath, name);
       if (!Claim(path, local)) return;
       if (const Answer answer = MakeOrTakeFolder(context_, path); !answer.IsOk()) {
@@ -154,8 +164,7 @@ struct PutTarget {
 };
 
 // The last argument: a folder that is there, or, for one item, a new name in one.
-PutTarget FindTarget(const Context& context, const std::string& argument, size_t itemCount) {
-  const std::string path = context.session.Resolve(argument);
+PutTarget FindTarget(const Context& context, const std::string& argument, const std::string& path, size_t itemCount) {
   Answer answer = CheckFolder(context.session, path);
   if (answer.IsOk()) return {answer, path, {}};
   const bool isMissing = answer.status == MEDIA_ADAPTER_INVALID_PATH;
@@ -172,9 +181,11 @@ int RunPut(const Context& context, std::vector<std::string> locals, bool isRecur
   }
   const std::string targetArgument = locals.back();
   locals.pop_back();
+  std::vector<std::string> paths;
+  if (!ResolvePaths(context, "put", {&targetArgument, 1}, paths)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
-  const PutTarget target = FindTarget(context, targetArgument, locals.size());
+  const PutTarget target = FindTarget(context, targetArgument, paths.front(), locals.size());
   if (!target.answer.IsOk()) return context.output.Failed("put, into " + DisplayPath(target.folder), target.answer);
   Putter putter(context, isRecursive);
   for (const std::string& local : locals) putter.Item(local, target.folder, target.newName);

@@ -57,8 +57,8 @@ class Session {
   // Its name with its addresses, for questions and messages.
   std::string DescribeDevice() const;
 
-  // The absolute path of a command's argument.
-  std::string Resolve(std::string_view argument) const { return ResolveDevicePath(folder, argument); }
+  // The absolute path for bytes of the volume (TypedPath) that are taken from the current folder.
+  std::string Resolve(std::string_view bytes) const { return ResolveDevicePath(folder, bytes); }
   std::string folder{kRootPath};
 
   // Fills the library's image of the settings with one byte. Sends nothing.

@@ -6,28 +6,7 @@
 namespace media_adapter::cli {
 namespace {
 
-struct Character {
-  uint32_t code = 0;
-  size_t length = 0;  // bytes; 0 when the text does not start with a well-formed character
-};
-
 constexpr uint8_t ByteAt(std::string_view text, size_t position) { return static_cast<uint8_t>(text[position]); }
-
-// The first character of `text` as RFC 3629 defines it: no overlong forms, no surrogates, nothing above U+10FFFF.
-Character Decode(std::string_view text) {
-  const uint8_t first = ByteAt(text, 0);
-  if (first < 0x80) return {first, 1};
-  const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < length) return {};
-  uint32_t code = first & (0x7Fu >> length);
-  for (size_t i = 1; i < length; ++i) {
-    if ((ByteAt(text, i) & 0xC0) != 0x80) return {};
-    code = code << 6 | (ByteAt(text, i) & 0x3Fu);
-  }
-  constexpr std::array<uint32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  if (code < kSmallest[length] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {};
-  return {code, length};
-}
 
 struct Range {
   uint32_t first, last;
@@ -56,11 +35,27 @@ int HexValue(char c) {
 
 }  // namespace
 
+// As RFC 3629 defines it: no overlong forms, no surrogates, nothing above U+10FFFF.
+Character DecodeCharacter(std::string_view text) {
+  const uint8_t first = ByteAt(text, 0);
+  if (first < 0x80) return {first, 1};
+  const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4 || text.size() < length) return {};
+  uint32_t code = first & (0x7Fu >> length);
+  for (size_t i = 1; i < length; ++i) {
+    if ((ByteAt(text, i) & 0xC0) != 0x80) return {};
+    code = code << 6 | (ByteAt(text, i) & 0x3Fu);
+  }
+  constexpr std::array<uint32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
+  if (code < kSmallest[length] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {};
+  return {code, length};
+}
+
 std::string Escape(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
   for (size_t at = 0; at < bytes.size();) {
-    const Character character = Decode(bytes.substr(at));
+    const Character character = DecodeCharacter(bytes.substr(at));
     const size_t length = std::max<size_t>(character.length, 1);
     if (character.code == '\\') {
       text += "\\\\";

@@ -19,6 +19,14 @@ std::string Escape(std::string_view bytes);
 // anything but "\" or "xNN".
 std::optional<std::string> Unescape(std::string_view text);
 
+struct Character {
+  uint32_t code = 0;
+  size_t length = 0;  // bytes; 0 when the text does not start with a well-formed character
+};
+
+// The first character of `text`, which is not empty.
+Character DecodeCharacter(std::string_view text);
+
 // Two lower-case hexadecimal digits.
 std::string HexByte(uint8_t byte);
 

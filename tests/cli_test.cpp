@@ -12,6 +12,7 @@
 #include "cli/local_name.h"
 #include "cli/settings_file.h"
 #include "cli/text.h"
+#include "cli/volume_name.h"
 #include "cli/words.h"
 #include "protocol/little_endian.h"
 
@@ -67,10 +68,24 @@ TEST(DevicePath, TakesBothSeparatorsAndTheCurrentFolder) {
   }
   EXPECT_EQ(SplitDevicePath("\\").name, "");
   EXPECT_EQ(DisplayPath("\\"), "/");
-  EXPECT_EQ(DisplayPath("\\a\\x\x1b"), "/a/x\\x1b");
+  EXPECT_EQ(DisplayPath("\\a\\x\x1b\xe9"), "/a/x\\x1b\xc3\xa9");
   EXPECT_EQ(FoldDeviceName("\\Song.MP3  \\ A"), FoldDeviceName("\\song.mp3\\ a "));
   EXPECT_NE(FoldDeviceName(" song"), FoldDeviceName("song"));
   EXPECT_NE(FoldDeviceName("\xc9"), FoldDeviceName("\xe9")) << "only A to Z fold";
+}
+
+TEST(VolumeName, EveryByteIsOneCharacterAndComesBack) {
+  std::string bytes;
+  for (int byte = 1; byte < 256; ++byte) {
+    if (byte != '/' && byte != '\\') bytes += static_cast<char>(byte);
+  }
+  EXPECT_EQ(TypedPath(ShowName(bytes)).bytes, bytes);
+  EXPECT_EQ(Escape(ShowName(bytes)).find("\\xc"), std::string::npos) << "what is shown is printable";
+  EXPECT_EQ(VolumeNameFor(LocalNameFor(bytes)).bytes, bytes);
+  EXPECT_EQ(ShowName("Gr\xfc\xdf\x9b"), "Gr\xc3\xbc\xc3\x9f\\x9b");
+  EXPECT_EQ(TypedPath("\\xylo/\\x41\\x9B\\").bytes, "\\xylo\\\\x41\x9b\\") << "what needs no escape is no escape";
+  EXPECT_NE(TypedPath("/\xc4\x80").problem.find("U+00FF"), std::string::npos);
+  EXPECT_FALSE(VolumeNameFor("\xfc").problem.empty()) << "not UTF-8";
 }
 
 TEST(LocalName, LetsNothingLeaveItsFolder) {
