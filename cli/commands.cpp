@@ -57,6 +57,13 @@ std::string UsedCommand(const CLI::App& parser) {
   return names;
 }
 
+// The first word that the parser could do nothing with, where it stands for a command: what to say of it, or "".
+std::string UnknownCommand(const CLI::App& parser) {
+  const std::vector<std::string> rest = parser.remaining();
+  if (rest.empty() || rest.front().starts_with('-')) return {};
+  return "no such command: " + rest.front().substr(0, rest.front().find('\0'));
+}
+
 // A line as a parsed command: an action that is empty when there is nothing to do, or none and an exit code.
 struct ParsedLine {
   explicit ParsedLine(std::string_view line, Context& context) {
@@ -105,8 +112,10 @@ bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& o
     code = kUsage;
     const std::string command = UsedCommand(parser);
     const bool isLine = parser.get_name().empty();
-    output.Error((command.empty() ? "" : command + ": ") + Escape(error.what()) + "; see \"" +
-                 (isLine ? "" : parser.get_name() + " ") + "help" + (command.empty() ? "" : " " + command) + "\"");
+    const std::string unknown = command.empty() ? UnknownCommand(parser) : std::string();
+    output.Error((command.empty() ? "" : command + ": ") + Escape(unknown.empty() ? error.what() : unknown) +
+                 "; see \"" + (isLine ? "" : parser.get_name() + " ") + "help" +
+                 (command.empty() ? "" : " " + command) + "\"");
   }
   return false;
 }

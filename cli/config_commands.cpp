@@ -1,5 +1,6 @@
 // Commands about the device's settings: config get, set, save and load.
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "cli/device_choice.h"
 #include "cli/element_value.h"
 #include "cli/settings_file.h"
+#include "cli/several_devices.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
 
@@ -139,6 +141,9 @@ int Send(const Context& context, const char* operation, std::span<const LoadedSe
     ids.push_back(ElementId(*setting.row));
   }
   const bool hasAddress = std::ranges::find(ids, kAddressElement) != ids.end();
+  if (hasAddress && !context.output.device.empty()) {
+    return context.output.Failed(operation, Problem("several devices cannot have one address (1.0)"), kUsage);
+  }
   if (hasAddress && !isForced) {
     const Answer answer = CheckNewAddress(context.session, image.element1_0);
     if (!answer.IsOk()) return context.output.Failed(operation, answer);
@@ -203,8 +208,15 @@ int RunSet(const Context& context, std::span<const std::string> arguments, bool 
   return Send(context, "config set", settings, isForced);
 }
 
-int RunSave(const Context& context, const std::string& path) {
+int RunSave(const Context& context, std::string path) {
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  if (const std::string name = DeviceFolderName(context); !name.empty()) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      return context.output.Failed("config save " + Escape(path), Problem("several devices need a folder"), kUsage);
+    }
+    path += "/" + name + ".json";
+  }
   const std::vector<const ElementRow*> rows = ReadableRows();
   const ToldSettings told = ReadTold(context.session, rows);
   if (!told.answer.IsOk()) return context.output.Failed("config save", told.answer);
@@ -242,14 +254,18 @@ template <typename Run>
 void DescribeFile(CLI::App& parser, const char* help, const Run& run, Context& context, Action& action) {
   auto file = std::make_shared<std::string>();
   parser.add_option("FILE", *file, help)->required();
-  parser.callback([=, &context, &action] { action = [=, &context] { return run(context, *file); }; });
+  parser.callback([=, &context, &action] {
+    action = [=, &context] { return ForEachDevice(context, [&] { return run(context, *file); }); };
+  });
 }
 
 template <typename Run>
 void DescribeElements(CLI::App& parser, CLI::Option& elements, const Run& run, Context& context, Action& action) {
   elements.allow_extra_args();
   parser.callback([=, &elements, &context, &action] {
-    action = [=, &context, arguments = elements.reduced_results()] { return run(context, arguments); };
+    action = [=, &context, arguments = elements.reduced_results()] {
+      return ForEachDevice(context, [&] { return run(context, arguments); });
+    };
   });
 }
 

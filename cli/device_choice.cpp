@@ -15,14 +15,6 @@ std::string_view RawName(const DeviceEntry& device) {
   return field.substr(0, field.find('\0'));
 }
 
-bool IsMacOf(const DeviceEntry& device, std::string_view selector) {
-  std::string text(selector);
-  std::ranges::replace(text, '-', ':');
-  std::ranges::transform(text, text.begin(),
-                         [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c; });
-  return text == MacText(device);
-}
-
 bool IsIndex(size_t index, std::string_view selector) {
   size_t number = 0;
   const char* const last = selector.data() + selector.size();
@@ -40,6 +32,13 @@ std::string MacText(const DeviceEntry& device) {
   return text;
 }
 
+bool IsMacOf(const DeviceEntry& device, std::string_view text) {
+  std::string mac(text);
+  std::ranges::replace(mac, '-', ':');
+  std::ranges::transform(mac, mac.begin(), [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c; });
+  return mac == MacText(device);
+}
+
 std::string AddressText(const DeviceEntry& device) {
   static const ElementRow& row = *FindElement(1, 0);
   return FormatValue(row, device.ipAddress);
@@ -50,7 +49,7 @@ std::vector<size_t> MatchingDevices(std::span<const DeviceEntry> devices, std::s
   for (size_t i = 0; i < devices.size(); ++i) {
     const DeviceEntry& device = devices[i];
     if (selector.empty() || selector == RawName(device) || selector == DeviceName(device) || IsIndex(i, selector) ||
-        IsMacOf(device, selector)) {
+        IsMacOf(device, selector) || selector == AddressText(device)) {
       matches.push_back(i);
     }
   }

@@ -1,4 +1,4 @@
-// Which of the devices that a search found a person means by a name, an index or a hardware address.
+// Which of the devices that a search found a person means by a name, an index, a hardware or an IPv4 address.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,11 @@ std::string MacText(const DeviceEntry& device);
 // "10.0.0.7".
 std::string AddressText(const DeviceEntry& device);
 
+// `text`: pairs joined by ":" or "-".
+bool IsMacOf(const DeviceEntry& device, std::string_view text);
+
 // The indices of the devices that `selector` may mean: their name (letter case counts; raw or as it is printed), their
-// index in the search or their hardware address (pairs joined by ":" or "-"). An empty selector means them all.
+// index in the search, their hardware address or their IPv4 address. An empty selector means them all.
 std::vector<size_t> MatchingDevices(std::span<const DeviceEntry> devices, std::string_view selector);
 
 }  // namespace media_adapter::cli

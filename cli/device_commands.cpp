@@ -1,4 +1,5 @@
 // Commands about the device itself: search, device, connect, disconnect, ip, format.
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -61,17 +62,25 @@ void PrintDevices(const Context& context, std::span<const size_t> shown, bool is
 int RunSearch(const Context& context, const std::string& name, bool isLong) {
   context.session.Search();
   const std::vector<DeviceEntry>& devices = context.session.Devices();
+  // One device that is given is meant for other commands; several are the ones to list.
+  std::vector<DeviceEntry> wanted = devices;
+  int code = kSuccess;
+  if (context.session.HasSeveral() && !devices.empty()) {
+    wanted.clear();
+    code = context.session.FindSeveral(wanted);
+  }
   std::vector<size_t> shown;
   for (size_t i = 0; i < devices.size(); ++i) {
     const bool isNamed = DeviceName(devices[i]) == name || DeviceName(devices[i]) == Escape(name);
-    if (name.empty() || isNamed) shown.push_back(i);
+    const auto isThis = [&](const DeviceEntry& device) { return IsMacOf(device, MacText(devices[i])); };
+    if ((name.empty() || isNamed) && std::ranges::any_of(wanted, isThis)) shown.push_back(i);
   }
   if (shown.empty() && !name.empty()) {
     return context.output.Failed("search " + Escape(name), Problem("no device of this name answered"));
   }
-  if (shown.empty()) context.output.Note("no device answered");
+  if (devices.empty()) context.output.Error("search: " + context.session.DescribeSilence());
   if (!shown.empty() || context.output.isJson) PrintDevices(context, shown, isLong);
-  return kSuccess;
+  return code;
 }
 
 // For a command that is one request without data to show.

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/interrupts.h"
+#include "cli/several_devices.h"
 #include "cli/text.h"
 #include "cli/volume_name.h"
 #include "fat/volume_names.h"
@@ -53,7 +54,9 @@ int RunList(const Context& context, const std::string& argument, bool isAll) {
     listing.answer = found.entry ? found.answer : Problem("a file in a folder with too many entries to list");
     if (found.entry) listing.entries = {*found.entry};
   }
-  if (!listing.answer.IsOk()) return context.output.Failed("ls " + DisplayPath(path), listing.answer);
+  if (!listing.answer.IsOk()) {
+    return context.output.Failed("ls " + DisplayPath(path), ExplainMissing(context.session, path, listing.answer));
+  }
   if (!isAll) std::erase_if(listing.entries, IsDotEntry);
   if (context.output.isJson) {
     ordered_json list = ordered_json::array();
@@ -91,7 +94,7 @@ int RunRemove(const Context& context, std::span<const std::string> arguments) {
   ItemResults results(context.output, "rm");
   for (const std::string& path : paths) {
     if (!results.MayGoOn()) break;
-    results.Add(path, context.writer.Remove(path));
+    results.Add(path, ExplainMissing(context.session, path, context.writer.Remove(path)));
   }
   return results.Finish();
 }
@@ -102,7 +105,7 @@ int RunChangeFolder(const Context& context, const std::string& argument) {
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
   const std::string& path = paths.front();
   if (const Answer answer = CheckFolder(context.session, path); !answer.IsOk()) {
-    return context.output.Failed("cd " + DisplayPath(path), answer);
+    return context.output.Failed("cd " + DisplayPath(path), ExplainMissing(context.session, path, answer));
   }
   context.session.folder = path;
   return kSuccess;
@@ -135,9 +138,22 @@ Found FindItem(Session& session, const std::string& path) {
   return {itself.answer, true, std::nullopt};
 }
 
+Answer ExplainMissing(Session& session, const std::string& path, Answer answer) {
+  if (answer.status != MEDIA_ADAPTER_INVALID_PATH) return answer;
+  for (size_t end = path.find('\\', 1); end != std::string::npos; end = path.find('\\', end + 1)) {
+    const std::string folder = path.substr(0, end);
+    const Listing listing = session.List(folder);
+    answer.detail = "there is no folder " + DisplayPath(folder) + " on the device";
+    if (listing.isFile) answer.detail = DisplayPath(folder) + " is a file on the device";
+    if (listing.isFile || listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return answer;
+  }
+  answer.detail = "there is no " + DisplayPath(path) + " on the device";
+  return answer;
+}
+
 Answer CheckFolder(Session& session, const std::string& path) {
   Listing listing = session.List(path);
-  if (listing.isFile) return Problem("not a folder");
+  if (listing.isFile) return Problem("a file on the device, not a folder");
   // A folder with more entries than a listing holds is a folder all the same.
   if (listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES) listing.answer.status = MEDIA_ADAPTER_OK;
   return listing.answer;
@@ -160,6 +176,7 @@ std::string CheckNewName(std::string_view name) {
   const auto bad = std::ranges::find_if(name, [](char c) { return !CanHoldName({&c, 1}); });
   if (bad != name.end()) return "a volume cannot hold \"" + ShowName({&*bad, 1}) + "\" in a name";
   if (name.find('\xff') != std::string_view::npos) return "a volume cannot hold \"" + ShowName("\xff") + "\" in a name";
+  if (name.find_first_not_of(' ') == std::string_view::npos) return "a volume cannot hold a name of spaces only";
   if (name.ends_with('.')) return "a volume cannot hold a name that ends in a dot";
   if (name.starts_with('.') && name.find('.', 1) == std::string_view::npos && name.size() <= 4) {
     return "a volume cannot hold a name of a dot and up to three characters";
@@ -174,7 +191,9 @@ Answer MakeFolder(const Context& context, const std::string& path) {
   if (beyond != name.end()) {
     problem = "the name of a new folder cannot hold \"" + ShowName({&*beyond, 1}) + "\": only ASCII characters";
   }
-  return problem.empty() ? context.writer.MakeFolder(path) : Problem(problem);
+  if (!problem.empty()) return Problem(problem);
+  if (name.empty()) return Problem("the root is there already");
+  return ExplainMissing(context.session, SplitDevicePath(path).folder, context.writer.MakeFolder(path));
 }
 
 Answer MakeOrTakeFolder(const Context& context, const std::string& path) {
@@ -231,7 +250,9 @@ void DescribeList(CLI::App& parser, Context& context, Action& action) {
   auto isAll = std::make_shared<bool>(false);
   parser.add_option("PATH", *path, "A folder, or a file to see its row; the current folder when not given");
   parser.add_flag("-a,--all", *isAll, "The rows \".\" and \"..\" too");
-  parser.callback([=, &context, &action] { action = [=, &context] { return RunList(context, *path, *isAll); }; });
+  parser.callback([=, &context, &action] {
+    action = [=, &context] { return ForEachDevice(context, [&] { return RunList(context, *path, *isAll); }); };
+  });
 }
 
 void DescribeMakeFolder(CLI::App& parser, Context& context, Action& action) {

@@ -29,6 +29,9 @@ struct Found {
 
 Found FindItem(Session& session, const std::string& path);
 
+// The answer, and when it is that of an invalid path (244), which part of the path is not there.
+Answer ExplainMissing(Session& session, const std::string& path, Answer answer);
+
 // Ok when the path names a folder.
 Answer CheckFolder(Session& session, const std::string& path);
 

@@ -13,6 +13,7 @@
 #include "cli/local_name.h"
 #include "cli/local_text.h"
 #include "cli/progress_bar.h"
+#include "cli/several_devices.h"
 #include "cli/temporary_folder.h"
 #include "cli/text.h"
 #include "cli/volume_name.h"
@@ -91,7 +92,7 @@ class Getter {
     if (!results_.MayGoOn()) return;
     const Found found = FindItem(context_.session, path);
     const std::string name = newName.empty() ? LocalNameFor(SplitDevicePath(path).name) : newName;
-    if (!found.answer.IsOk()) return results_.Add(path, found.answer);
+    if (!found.answer.IsOk()) return results_.Add(path, ExplainMissing(context_.session, path, found.answer));
     if (found.isFolder && !isRecursive_) return results_.Add(path, Problem("a folder; give -r to copy it"));
     if (!name.empty() && !IsSafeLocalName(name)) return results_.Add(path, Problem("no name for a local file"));
     if (!found.isFolder) return File(path, root_ / name, found.entry);
@@ -185,7 +186,9 @@ Answer CopyToOutput(const std::string& localPath) {
 int GetToOutput(const Context& context, const std::string& path) {
   const std::string operation = "get " + DisplayPath(path);
   const Found found = FindItem(context.session, path);
-  if (!found.answer.IsOk()) return context.output.Failed(operation, found.answer);
+  if (!found.answer.IsOk()) {
+    return context.output.Failed(operation, ExplainMissing(context.session, path, found.answer));
+  }
   if (found.isFolder) return context.output.Failed(operation, Problem("a folder cannot go to standard output"));
   const std::string name = SplitDevicePath(path).name;
   if (!IsSafeLocalName(LocalNameFor(name))) {
@@ -234,6 +237,13 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
   if (!ResolvePaths(context, "get", paths, devicePaths)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
+  if (const std::string folder = DeviceFolderName(context); !folder.empty()) {
+    if (options.target == "-" || !newName.empty()) return refuse("several devices need a local folder to copy into");
+    std::error_code error;
+    root /= folder;
+    fs::create_directory(root, error);
+    if (error) return context.output.Failed("get, into " + Escape(LocalText(root)), Problem(error.message()));
+  }
   if (options.target == "-") return GetToOutput(context, devicePaths.front());
   Getter getter(context, options.isRecursive, root);
   for (const std::string& path : devicePaths) getter.Item(path, newName);
@@ -254,7 +264,9 @@ void DescribeGet(CLI::App& parser, Context& context, Action& action) {
       .add_option("-o,--output", options->target, "The local folder, a new name, or -; every PATH is then one to copy")
       ->type_name("FOLDER");
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = paths->reduced_results()] { return RunGet(context, arguments, *options); };
+    action = [=, &context, arguments = paths->reduced_results()] {
+      return ForEachDevice(context, [&] { return RunGet(context, arguments, *options); });
+    };
   });
 }
 

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "cli/commands.h"
+#include "cli/defaults.h"
 #include "cli/interrupts.h"
 #include "cli/shell.h"
 #include "cli/terminal.h"
@@ -19,6 +21,7 @@ struct GlobalOptions {
   SessionOptions session;
   std::string passwordFile;
   bool hasNoPassword = false;
+  bool isPasswordAsked = false;
   bool isJson = false;
   bool isKeptGoing = false;
   bool doesNotWait = false;
@@ -35,18 +38,30 @@ constexpr const char* kFooter =
     "  media-adapter -c 'mkdir -p /music/new' -c 'put song.mp3 /music/new' -c 'ls /music/new'\n"
     "  media-adapter shell\n"
     "\n"
+    "Defaults come from the environment, MEDIA_ADAPTER_INTERFACE, MEDIA_ADAPTER_DEVICE and "
+    "MEDIA_ADAPTER_PASSWORD_FILE,\n"
+    "or from lines KEY=VALUE with the same keys in ~/.config/media-adapter/config.\n"
+    "\n"
     "Exit status: 0 done; 1 a device or the library refused, or something failed on the way; 2 wrong usage.";
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
-  app.add_option("--interface", options.session.interfaceAddress, "IPv4 address of the local interface to use")
-      ->type_name("ADDRESS");
-  app.add_option("--device", options.session.device, "The device: its name, index or MAC; needed when several answer")
-      ->type_name("DEVICE");
-  CLI::Option* const file =
-      app.add_option("--password-file", options.passwordFile, "The first line of this file is the device's password")
-          ->type_name("FILE");
+  app.add_option("--interface", options.session.interfaceAddress,
+                 "The local interface to use: its IPv4 address or name")
+      ->type_name("INTERFACE");
+  CLI::Option* const device =
+      app.add_option(
+             "--device", options.session.devices,
+             "The device: its name, index, MAC or IPv4 address; needed when several answer. May be given several "
+             "times for search, ls, get, put and config")
+          ->type_name("DEVICE")
+          ->allow_extra_args(false);
+  app.add_flag("--all", options.session.isAll, "All devices that answer, for the same commands")->excludes(device);
+  CLI::Option* const file = app.add_option("--password-file", options.passwordFile,
+                                           "The first line of this file is the device's password; or lines "
+                                           "NAME-OR-MAC:PASSWORD")
+                                ->type_name("FILE");
   CLI::Option* const ask =
-      app.add_flag("--ask-password", options.session.isPasswordAsked, "Ask for the device's password at the terminal");
+      app.add_flag("--ask-password", options.isPasswordAsked, "Ask for the device's password at the terminal");
   CLI::Option* const none =
       app.add_flag("--no-password", options.hasNoPassword, "The device has no password: never ask for one");
   file->excludes(ask)->excludes(none);
@@ -62,16 +77,34 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("--keep-going", options.isKeptGoing, "Do not stop at the first command of -c or a script that fails");
 }
 
-// The password: the first line of the file. The problem, or "".
-std::string ReadPassword(const std::string& path, std::string& password) {
+// The problem with the file, or "".
+std::string ReadPasswords(const std::string& path, Passwords& passwords) {
   std::ifstream file(path, std::ios::binary);
-  if (!std::getline(file, password) && !file.eof()) return "cannot read the file";
-  if (password.ends_with('\r')) password.pop_back();
-  if (password.find('\0') != std::string::npos) return "a zero byte in the password";
-  if (password.size() > MEDIA_ADAPTER_MAX_PASSWORD) {
-    return "the password is longer than " + std::to_string(MEDIA_ADAPTER_MAX_PASSWORD) + " characters";
-  }
+  std::ostringstream text;
+  if (!(text << file.rdbuf()) && file.peek() != std::ifstream::traits_type::eof()) return "cannot read the file";
+  return file.is_open() ? passwords.Read(text.str()) : "cannot read the file";
+}
+
+// Fills in what no option gave. The problem, or "".
+std::string ApplyDefaults(GlobalOptions& options) {
+  Defaults defaults;
+  if (std::string problem = ReadDefaults(defaults); !problem.empty()) return problem;
+  SessionOptions& session = options.session;
+  if (session.interfaceAddress.empty()) session.interfaceAddress = defaults.interfaceName;
+  if (session.devices.empty() && !session.isAll && !defaults.device.empty()) session.devices = {defaults.device};
+  const bool hasChoice = options.isPasswordAsked || options.hasNoPassword;
+  if (options.passwordFile.empty() && !hasChoice) options.passwordFile = defaults.passwordFile;
   return {};
+}
+
+// Whatever tells passwords before the first request.
+int TakePasswords(GlobalOptions& options, const Output& output) {
+  if (!options.passwordFile.empty()) {
+    const std::string problem = ReadPasswords(options.passwordFile, options.session.passwords);
+    if (!problem.empty()) return output.Failed(Escape(options.passwordFile), Problem(problem), kUsage);
+  }
+  options.session.isPasswordFixed = !options.passwordFile.empty() || options.hasNoPassword;
+  return kSuccess;
 }
 
 int RunCommands(const std::vector<std::string>& commands, Context& context) {
@@ -103,14 +136,14 @@ int Run(std::vector<std::string> arguments) {
   if (!Parse(app, std::move(arguments), output, code)) return code;
 
   if (action && !options.commands.empty()) return output.Failed("-c", Problem("not together with a command"), kUsage);
-  if (!options.passwordFile.empty()) {
-    const std::string problem = ReadPassword(options.passwordFile, options.session.password);
-    if (!problem.empty()) return output.Failed(Escape(options.passwordFile), Problem(problem), kUsage);
+  if (const std::string problem = ApplyDefaults(options); !problem.empty()) {
+    return output.Failed("defaults", Problem(problem), kUsage);
   }
-  options.session.isPasswordFixed = !options.passwordFile.empty() || options.hasNoPassword;
+  if (code = TakePasswords(options, output); code != kSuccess) return code;
   output.isJson = options.isJson;
   context.isKeptGoing = options.isKeptGoing;
   writer.doesWait = !options.doesNotWait;
+  options.session.isPasswordAsked = options.isPasswordAsked;
   if (const Answer answer = session.Open(options.session); !answer.IsOk()) {
     const bool isText = answer.status == MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
     return output.Failed("--interface " + Escape(options.session.interfaceAddress), answer, isText ? kUsage : kFailure);

@@ -63,6 +63,19 @@ ordered_json AnswerJson(const Answer& answer) {
 }
 
 void Output::Table(std::span<const Column> columns, std::span<const Row> rows) const {
+  if (!device.empty()) return TableOfDevice(columns, rows);
+  PrintTable(columns, rows);
+}
+
+void Output::TableOfDevice(std::span<const Column> columns, std::span<const Row> rows) const {
+  std::vector<Column> allColumns = {{"DEVICE"}};
+  allColumns.insert(allColumns.end(), columns.begin(), columns.end());
+  std::vector<Row> allRows(rows.begin(), rows.end());
+  for (Row& row : allRows) row.insert(row.begin(), device);
+  PrintTable(allColumns, allRows);
+}
+
+void Output::PrintTable(std::span<const Column> columns, std::span<const Row> rows) const {
   if (IsOutputTerminal()) return PrintAligned(columns, rows);
   for (const Row& row : rows) {
     for (size_t i = 0; i < row.size(); ++i) Print(stdout, (i > 0 ? "\t" : "") + row[i]);
@@ -70,7 +83,9 @@ void Output::Table(std::span<const Column> columns, std::span<const Row> rows) c
   }
 }
 
-void Output::Json(const ordered_json& value) const { Line(value.dump()); }
+void Output::Json(const ordered_json& value) const {
+  Line(device.empty() ? value.dump() : ordered_json{{"device", device}, {"result", value}}.dump());
+}
 
 void Output::Line(std::string_view text) const {
   Print(stdout, std::string(text) + "\n");
@@ -93,7 +108,7 @@ void Output::Fleeting(std::string_view text) const {
 void Output::Error(std::string_view text) const {
   std::fflush(stdout);
   Fleeting("");
-  Print(stderr, "media-adapter: " + place + std::string(text) + "\n");
+  Print(stderr, "media-adapter: " + place + (device.empty() ? "" : device + ": ") + std::string(text) + "\n");
 }
 
 void Output::ItemFailed(std::string_view operation, const Answer& answer) const {

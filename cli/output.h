@@ -43,6 +43,9 @@ class Output {
   bool isJson = false;
   // In front of every message of a script: "line 3: ".
   std::string place;
+  // While a command works on several devices, the one that it works on: in front of messages, a column of tables, and
+  // around JSON as {"device": ..., "result": ...}. Empty otherwise.
+  std::string device;
 
   void Table(std::span<const Column> columns, std::span<const Row> rows) const;
   void Json(const nlohmann::ordered_json& value) const;
@@ -64,6 +67,9 @@ class Output {
   static bool Flush();
 
  private:
+  void TableOfDevice(std::span<const Column> columns, std::span<const Row> rows) const;
+  void PrintTable(std::span<const Column> columns, std::span<const Row> rows) const;
+
   mutable bool isFleetingShown_ = false;
 };
 

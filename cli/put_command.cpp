@@ -13,6 +13,7 @@
 #include "cli/local_name.h"
 #include "cli/local_text.h"
 #include "cli/progress_bar.h"
+#include "cli/several_devices.h"
 #include "cli/temporary_folder.h"
 #include "cli/text.h"
 #include "cli/volume_name.h"
@@ -186,7 +187,10 @@ int RunPut(const Context& context, std::vector<std::string> locals, bool isRecur
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   const PutTarget target = FindTarget(context, targetArgument, paths.front(), locals.size());
-  if (!target.answer.IsOk()) return context.output.Failed("put, into " + DisplayPath(target.folder), target.answer);
+  if (!target.answer.IsOk()) {
+    return context.output.Failed("put, into " + DisplayPath(target.folder),
+                                 ExplainMissing(context.session, target.folder, target.answer));
+  }
   Putter putter(context, isRecursive);
   for (const std::string& local : locals) putter.Item(local, target.folder, target.newName);
   return putter.Finish();
@@ -202,7 +206,9 @@ void DescribePut(CLI::App& parser, Context& context, Action& action) {
   paths->expected(1, -1)->required()->allow_extra_args();
   parser.add_flag("-r,--recursive", *isRecursive, "Copy folders with all that is in them");
   parser.callback([=, &context, &action] {
-    action = [=, &context, arguments = paths->reduced_results()] { return RunPut(context, arguments, *isRecursive); };
+    action = [=, &context, arguments = paths->reduced_results()] {
+      return ForEachDevice(context, [&] { return RunPut(context, arguments, *isRecursive); });
+    };
   });
 }
 

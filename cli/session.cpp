@@ -6,6 +6,8 @@
 #include <filesystem>
 
 #include "cli/device_choice.h"
+#include "cli/interfaces.h"
+#include "cli/interrupts.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
 
@@ -23,13 +25,17 @@ std::string MessageOf(const char (&field)[MEDIA_ADAPTER_MESSAGE_SIZE]) { return 
 
 Answer Session::Open(SessionOptions options) {
   options_ = std::move(options);
-  if (options_.interfaceAddress.empty()) return {MEDIA_ADAPTER_OK, {}};
-  const uint32_t status = API_SetIpInterface(options_.interfaceAddress.c_str());
+  std::string& address = options_.interfaceAddress;
+  if (address.empty()) return {MEDIA_ADAPTER_OK, {}};
+  const std::vector<LocalInterface> interfaces = LocalInterfaces();
+  const auto named = std::ranges::find(interfaces, address, &LocalInterface::name);
+  if (named != interfaces.end()) address = named->address;
+  const uint32_t status = API_SetIpInterface(address.c_str());
   switch (status) {
     case MEDIA_ADAPTER_OK:
       return {status, {}};
     case MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS:
-      return {status, "not an IPv4 address"};
+      return {status, "neither an IPv4 address nor an interface of this machine"};
     case MEDIA_ADAPTER_SOCKET_FAILED:
       return {status, "no interface of this machine has this address"};
     default:
@@ -37,14 +43,38 @@ Answer Session::Open(SessionOptions options) {
   }
 }
 
-void Session::Search() {
+void Session::SearchOnce() {
   output_.Fleeting("searching...");
   const SearchResult* const result = API_Search("");
   output_.Fleeting("");
   const uint32_t count = std::min<uint32_t>(result->deviceCount, MEDIA_ADAPTER_MAX_DEVICES);
   devices_.assign(result->devices, result->devices + count);
+}
+
+// Without a default route a broadcast has no way out, unless it starts from an interface's own address.
+void Session::Search() {
+  SearchOnce();
   hasSearched_ = true;
   index_.reset();
+  tried_ = options_.interfaceAddress;
+  if (!devices_.empty() || !options_.interfaceAddress.empty()) return;
+  for (const LocalInterface& interface : LocalInterfaces()) {
+    const std::string name = interface.name + " (" + interface.address + ")";
+    if (IsInterrupted() || API_SetIpInterface(interface.address.c_str()) != MEDIA_ADAPTER_OK) continue;
+    output_.Error("no device answered; searching by interface " + name);
+    SearchOnce();
+    tried_ += (tried_.empty() ? "" : ", ") + name;
+    if (devices_.empty()) continue;
+    options_.interfaceAddress = interface.address;
+    return;
+  }
+  API_SetIpInterface("");
+}
+
+std::string Session::DescribeSilence() const {
+  return "no device answered" + (tried_.empty() ? "" : " by " + tried_) +
+         ". Is the device switched on, and in this network? A firewall has to let UDP port 14001 out and the answers "
+         "in; --interface names the way out";
 }
 
 void Session::ForgetSearch() {
@@ -53,10 +83,20 @@ void Session::ForgetSearch() {
 }
 
 void Session::SelectDevice(std::string selector) {
-  options_.device = std::move(selector);
+  options_.devices = {std::move(selector)};
+  options_.isAll = false;
+  ForgetChoice();
+  folder = kRootPath;
+}
+
+void Session::Choose(const DeviceEntry& device) {
+  index_.reset();
+  chosenMac_ = std::to_array(device.macAddress);
+}
+
+void Session::ForgetChoice() {
   index_.reset();
   chosenMac_.reset();
-  folder = kRootPath;
 }
 
 const DeviceEntry* Session::Device() const { return index_ ? &devices_[*index_] : nullptr; }
@@ -66,13 +106,13 @@ std::string Session::DescribeDevice() const {
   return "\"" + DeviceName(device) + "\" (" + AddressText(device) + ", " + MacText(device) + ")";
 }
 
-int Session::ReportNoSingleDevice(std::span<const size_t> matches) const {
-  const std::string wanted = "device " + Escape(options_.device);
-  if (devices_.empty()) return output_.Failed("search", Problem("no device answered"));
+int Session::ReportNoSingleDevice(const std::string& selector, std::span<const size_t> matches) const {
+  const std::string wanted = "device " + Escape(selector);
+  if (devices_.empty()) return output_.Failed("search", Problem(DescribeSilence()));
   if (matches.empty()) return output_.Failed(wanted, Problem("not found; see \"search\" for the devices that answer"));
-  output_.Failed(options_.device.empty() ? "search" : wanted,
+  output_.Failed(selector.empty() ? "search" : wanted,
                  Problem(std::to_string(matches.size()) +
-                         " devices answer to that; choose one by name, index or MAC with --device:"),
+                         " devices answer to that; choose one by name, index, MAC or address with --device:"),
                  kUsage);
   for (const size_t i : matches) {
     output_.Error("  " + std::to_string(i) + "  " + DeviceName(devices_[i]) + "  " + AddressText(devices_[i]) + "  " +
@@ -81,19 +121,40 @@ int Session::ReportNoSingleDevice(std::span<const size_t> matches) const {
   return kUsage;
 }
 
+int Session::FindSeveral(std::vector<DeviceEntry>& devices) {
+  if (!hasSearched_) Search();
+  if (devices_.empty()) return output_.Failed("search", Problem(DescribeSilence()));
+  if (options_.isAll) devices = devices_;
+  int code = kSuccess;
+  for (const std::string& selector : options_.isAll ? std::vector<std::string>() : options_.devices) {
+    const std::vector<size_t> matches = MatchingDevices(devices_, selector);
+    const auto isSame = [&](const DeviceEntry& d) { return IsMacOf(d, MacText(devices_[matches.front()])); };
+    if (matches.size() != 1) {
+      code = ReportNoSingleDevice(selector, matches);
+    } else if (std::ranges::none_of(devices, isSame)) {
+      devices.push_back(devices_[matches.front()]);
+    }
+  }
+  return code;
+}
+
 int Session::Prepare() {
   if (index_) return kSuccess;
+  if (HasSeveral() && !chosenMac_) {
+    return output_.Failed("--device", Problem("this command works on one device; several are given"), kUsage);
+  }
   if (options_.isPasswordAsked) {
     const std::optional<std::string> password = AskSecret("Password: ");
     if (!password) return output_.Failed("--ask-password", Problem("there is no terminal to ask at"), kUsage);
-    options_.password = *password;
+    options_.passwords.SetCommon(*password);
     options_.isPasswordAsked = false;
   }
   if (!hasSearched_) Search();
-  std::vector<size_t> matches = MatchingDevices(devices_, chosenMac_ ? "" : options_.device);
+  const std::string selector = options_.devices.empty() ? std::string() : options_.devices.front();
+  std::vector<size_t> matches = MatchingDevices(devices_, chosenMac_ ? "" : selector);
   if (chosenMac_)
     std::erase_if(matches, [&](size_t i) { return !std::ranges::equal(devices_[i].macAddress, *chosenMac_); });
-  if (matches.size() != 1) return ReportNoSingleDevice(matches);
+  if (matches.size() != 1) return ReportNoSingleDevice(selector, matches);
   index_ = static_cast<uint32_t>(matches[0]);
   chosenMac_ = std::to_array(devices_[*index_].macAddress);
   return kSuccess;
@@ -106,7 +167,7 @@ bool Session::AskPasswordAgain(int attempt) {
   output_.Fleeting("");
   const std::string name = DeviceName(*Device());
   const auto password = AskSecret((attempt > 0 ? "Wrong password. Password of " : "Password of ") + name + ": ");
-  if (password) options_.password = *password;
+  if (password) options_.passwords.Remember(*Device(), *password);
   return password.has_value();
 }
 
@@ -126,7 +187,8 @@ template <typename Call>
 Answer Session::Run(const Call& call) {
   for (int attempt = 0;; ++attempt) {
     const auto start = std::chrono::steady_clock::now();
-    const auto* const record = call(options_.password.c_str(), *index_);
+    const std::string password = options_.passwords.For(*Device());
+    const auto* const record = call(password.c_str(), *index_);
     if (std::chrono::steady_clock::now() - start > kLongCall) WaitForRunningRequest();
     Answer answer = {record->status, MessageOf(record->message)};
     if (answer.status == MEDIA_ADAPTER_NO_RESPONSE) {

@@ -13,14 +13,16 @@
 #include "api/media_adapter.h"
 #include "cli/device_path.h"
 #include "cli/output.h"
+#include "cli/passwords.h"
 
 namespace media_adapter::cli {
 
 // The global options.
 struct SessionOptions {
-  std::string interfaceAddress;  // empty: any
-  std::string device;            // name, index or hardware address; empty: the only one
-  std::string password;          // from --password-file
+  std::string interfaceAddress;      // or the name of an interface; empty: any
+  std::vector<std::string> devices;  // names, indices, hardware or IPv4 addresses; none: the only one
+  bool isAll = false;                // all that answer
+  Passwords passwords;
   bool isPasswordFixed = false;  // --password-file or --no-password: never ask
   bool isPasswordAsked = false;  // --ask-password: ask before the first request
   uint32_t tag = 0;
@@ -39,8 +41,11 @@ class Session {
   // Takes the options and binds the library to the interface. Before anything else.
   Answer Open(SessionOptions options);
 
-  // Searches for devices, which takes six seconds, and keeps the result.
+  // Searches for devices, which takes six seconds, and keeps the result. When nothing answers and no interface was
+  // named, each of the machine's own is tried.
   void Search();
+  // What to say when nothing answered.
+  std::string DescribeSilence() const;
   bool HasSearched() const { return hasSearched_; }
   const std::vector<DeviceEntry>& Devices() const { return devices_; }
   // The search's result no longer holds: the next request searches again and finds the chosen device by its hardware
@@ -49,6 +54,12 @@ class Session {
 
   // Means another device from now on.
   void SelectDevice(std::string selector);
+  // Several devices are meant. Choose makes one of them the device to work on.
+  bool HasSeveral() const { return options_.isAll || options_.devices.size() > 1; }
+  // Searches as needed. An exit code: a failure, which has been printed, when one of them did not answer.
+  int FindSeveral(std::vector<DeviceEntry>& devices);
+  void Choose(const DeviceEntry& device);
+  void ForgetChoice();
   // Makes a device ready for requests: searches and asks for the password as needed. An exit code; a failure has been
   // printed.
   int Prepare();
@@ -84,11 +95,13 @@ class Session {
   Answer Run(const Call& call);
   void WaitForRunningRequest() const;
   bool AskPasswordAgain(int attempt);
-  int ReportNoSingleDevice(std::span<const size_t> matches) const;
+  int ReportNoSingleDevice(const std::string& selector, std::span<const size_t> matches) const;
+  void SearchOnce();
 
   SessionOptions options_;
   const Output& output_;
   std::vector<DeviceEntry> devices_;
+  std::string tried_;  // the interfaces of the last search
   bool hasSearched_ = false;
   std::optional<uint32_t> index_;                    // of the chosen device in `devices_`
   std::optional<std::array<uint8_t, 6>> chosenMac_;  // kept from the first choice on

@@ -93,6 +93,10 @@ Answer VolumeWriter::Put(const std::string& localPath, uint64_t size, const std:
   }
   Answer answer = session_.WriteFile(localPath, folder);
   if (answer.IsOk()) return answer;
+  if (answer.status == MEDIA_ADAPTER_INVALID_PATH) {
+    Explain(answer,
+            "the local file cannot be read any more, or " + DisplayPath(folder) + " is no folder on the device");
+  }
   if (answer.status == MEDIA_ADAPTER_NOT_ENOUGH_MEMORY) {
     Explain(answer, "the volume is full, " + SizeText(size) + " are needed");
   }

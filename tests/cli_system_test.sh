@@ -65,10 +65,10 @@ END
 # Refusals: the status with its text, the code, where a run stops, and what is looked at before anything is sent.
 test_refusals() {
   expect_code 1 "stop" on cli-main -c 'ls /nope' -c 'mkdir /after' >stop.out 2>stop.err
-  expect_text stop.err "media-adapter: ls /nope: Invalid path (status 244)"
+  expect_text stop.err "media-adapter: ls /nope: Invalid path (status 244): there is no /nope on the device"
   expect_code 1 "go on" on cli-main --json --keep-going -c 'ls /after' -c 'rm /music' -c 'put tree /' -c 'get /music/nope' \
     -c 'put nope /' -c 'mkdir /j /j' -c 'ls /' >json.out 2>json.err
-  expect_text json.out '{"ok":false,"status":244,"message":"Invalid path"}'
+  expect_text json.out '{"ok":false,"status":244,"message":"Invalid path","detail":"there is no /after on the device"}'
   expect_text json.out '[{"path":"/music","ok":false,"status":241,"message":"A directory cannot be deleted"}]'
   expect_text json.out '[{"local":"tree","ok":false,"status":null,'
   expect_text json.out '{"path":"/j","ok":false,"status":236,'
@@ -84,7 +84,8 @@ test_usage() {
   expect_code 2 "several devices" "$tool" --interface 127.0.0.1 ls 2>>usage.err
   expect_code 1 "an address of another machine" "$tool" --interface 198.51.100.7 search 2>>usage.err
   expect_code 2 "get into no folder" on cli-main get /a /b /c 2>>usage.err
-  expect_text usage.err "choose one by name, index or MAC with --device"
+  expect_text usage.err "no such command: frob"
+  expect_text usage.err "choose one by name, index, MAC or address with --device"
 }
 
 # Settings: there and back, checked before sending, secrets only from files; then the device moves.

@@ -10,6 +10,7 @@
 #include "cli/device_path.h"
 #include "cli/element_value.h"
 #include "cli/local_name.h"
+#include "cli/passwords.h"
 #include "cli/settings_file.h"
 #include "cli/text.h"
 #include "cli/volume_name.h"
@@ -227,6 +228,19 @@ TEST(DeviceChoice, MatchesNameIndexAndMac) {
   EXPECT_EQ(MatchingDevices(devices, "1"), (std::vector<size_t>{1, 2}))
       << "an index and a name: the person must say which";
   EXPECT_EQ(MatchingDevices(devices, "00-00-00-00-00-A2"), std::vector<size_t>{2});
+  devices[1].ipAddress[0] = 10;
+  EXPECT_EQ(MatchingDevices(devices, "10.0.0.0"), std::vector<size_t>{1});
+
+  Passwords passwords;
+  EXPECT_EQ(passwords.Read("common\r\nLounge:a:b\n00:00:00:00:00:A2:mac\n"), "");
+  EXPECT_EQ(passwords.For(devices[0]), "a:b");
+  EXPECT_EQ(passwords.For(devices[1]), "common");
+  EXPECT_EQ(passwords.For(devices[2]), "mac");
+  EXPECT_EQ(passwords.Read("Lounge:a\n1:b"), "");
+  EXPECT_EQ(passwords.For(devices[1]), "") << "another device's line is no password";
+  EXPECT_EQ(passwords.Read("a:b"), "");
+  EXPECT_EQ(passwords.For(devices[0]), "a:b") << "an old file: its one line is the password";
+  EXPECT_NE(passwords.Read("seventeen letters"), "");
 }
 
 }  // namespace

@@ -54,6 +54,7 @@ test_stuck_device() {
   expect_code 0 "mended" on vol-stuck -c 'rm /old.bin' -c 'put next.bin /'
   expect_on_volume stuck.img next.bin next.bin
   expect_clean stuck.img
+  kill "${simulators[-1]}"  # the shell that ends the others does not know of it
 }
 
 # A device that is switched off before it links the chain.
@@ -66,6 +67,7 @@ test_dead_device() {
   expect_code 0 "revived" on vol-dead -c 'rm /old.bin' -c 'put next.bin /'
   expect_on_volume dead.img next.bin next.bin
   expect_clean dead.img
+  kill "${simulators[-1]}"  # the shell that ends the others does not know of it
 }
 
 # The first interrupt lets the running request end, the second does not.
@@ -143,13 +145,14 @@ test_two_writers() {
 
 # New names on both sides, times that come back, names that are one on the volume, names that no volume can hold.
 test_names_and_times() {
-  mkdir -p case/A case/a got
+  mkdir -p case/A case/a got taken/a
   for name in case/Song.mp3 case/SONG.MP3 case/A/x case/a/x 'case/what?' 'case/dot.'; do echo "$name" >"$name"; done
   touch -d '2021-03-04 05:06:08' old.bin
   expect_code 1 "names" on vol-names --keep-going -c 'put old.bin "/New Name.bin"' -c 'mkdir /d' -c 'put old.bin /d/a' \
     -c 'put next.bin /D/A' -c 'put -r case /d' -c 'put -r new /copy' -c 'put old.bin /d/nope/x' -c 'put old.bin /d/nope/' \
     -c 'get "/New Name.bin" got' -c 'get /d/a got/b' -c 'get -r /d/case got/tree' -c 'get /d/a got/tree' \
-    -c 'get /d/a nowhere/x' -c 'mkdir /d. /.d' >names.out 2>names.err
+    -c 'get /d/a nowhere/x' -c 'mkdir /d. /.d "/ "' -c 'mkdir /nope/x' -c 'rm /d/nope/x /d/a/x' -c 'cd /d/a' \
+    -c 'get /d/a taken' -c 'get /d/a /proc' >names.out 2>names.err
   expect_same old.bin "got/New Name.bin"
   expect_same next.bin got/b
   expect_same next.bin got/tree/a
@@ -160,6 +163,13 @@ test_names_and_times() {
   expect_text names.err 'case/what?: a volume cannot hold "?" in a name'
   expect_text names.err 'case/dot.: a volume cannot hold a name that ends in a dot'
   expect_text names.err 'mkdir /.d: a volume cannot hold a name of a dot'
+  expect_text names.err 'mkdir /nope/x: Invalid path (status 244): there is no /nope on the device'
+  expect_text names.err 'rm /d/nope/x: Invalid path (status 244): there is no folder /d/nope on the device'
+  expect_text names.err 'rm /d/a/x: Invalid path (status 244): /d/a is a file on the device'
+  expect_text names.err 'put, into /d/nope: Invalid path (status 244): there is no /d/nope on the device'
+  expect_text names.err 'cd /d/a: a file on the device, not a folder'
+  expect_text names.err 'get /d/a: skipped: a local folder has this name'
+  expect_text names.err 'get /d/a: cannot write into /proc: '
   expect_text got/tree/SONG.MP3 case/SONG.MP3
   expect_text got/tree/A/x case/A/x
   expect_clean names.img

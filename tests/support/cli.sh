@@ -12,8 +12,9 @@ mkdir "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME"
 simulators=()
 trap 'kill "${simulators[@]}" 2>/dev/null; rm -rf "$work"' EXIT
 
-# fail TEXT...: also from a run in the background
-fail() { echo "FAILED: $*" | tee -a failures; }
+# fail TEXT...: also from a run in the background or with its output in a file
+exec 3>&1
+fail() { echo "FAILED: $*" | tee -a failures >&3; }
 # expect_code CODE WHAT COMMAND...
 expect_code() {
   local wanted=$1 what=$2 code=0
@@ -33,7 +34,7 @@ on() {
 start_simulator() {
   local log=$1
   shift
-  "$simulator" "$@" >"$log" 2>&1 &
+  "$simulator" "$@" >"$log" 2>&1 3>&- &
   simulators+=($!)
   for _ in $(seq 100); do
     grep -qs ready "$log" && return
