@@ -16,8 +16,8 @@ class DeviceLock {
   DeviceLock(DeviceLock&&) noexcept;
   DeviceLock& operator=(DeviceLock&&) noexcept;
 
-  // True once the lock is held; without `isWaiting` false at once when another run holds it. Where the system gives no
-  // place for a lock there is nothing to wait for.
+  // True once the lock is held; false at once, or when `isWaiting` after an interrupt, when another run holds it. Where
+  // the system gives no place for a lock there is nothing to wait for.
   bool Take(bool isWaiting);
 
  private:

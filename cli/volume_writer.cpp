@@ -41,8 +41,7 @@ int VolumeWriter::Begin() {
     return output_.Failed("device " + device, Problem("another run of media-adapter works on it; nothing was sent"));
   }
   output_.Error("waiting: another run of media-adapter works on device " + device);
-  lock.Take(true);
-  return kSuccess;
+  return lock.Take(true) ? kSuccess : output_.Failed("device " + device, Problem("interrupted; nothing was sent"));
 }
 
 void VolumeWriter::End() {

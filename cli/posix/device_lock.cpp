@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "cli/interrupts.h"
+
 namespace media_adapter::cli {
 namespace {
 
@@ -41,8 +43,8 @@ bool LockFile(int file, bool isWaiting) {
   int result = 0;
   do {
     result = flock(file, LOCK_EX | (isWaiting ? 0 : LOCK_NB));
-  } while (result != 0 && errno == EINTR);
-  return result == 0 || errno != EWOULDBLOCK;
+  } while (result != 0 && errno == EINTR && !IsInterrupted());
+  return result == 0 || (errno != EWOULDBLOCK && errno != EINTR);
 }
 
 }  // namespace
