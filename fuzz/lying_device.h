@@ -35,7 +35,8 @@ struct Fault {
   static Fault From(Input& input);
   // What the library reads back may be other than what it wrote.
   bool IsLie() const {
-    return kind == kDropWrite || kind == kDropWrites || kind == kRepeatPacket || kind == kPacketNumber;
+    return kind == kDropWrite || kind == kDropWrites || kind == kRepeatPacket || kind == kPacketNumber ||
+           (kind == kStatus && value == 0);
   }
 };
 

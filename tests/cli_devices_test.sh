@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # media-adapter as a person runs it: finding devices on any network, and working on several of them.
-# usage: cli_devices_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-# Needs mkfs.fat, mtools, jq and, for the network without a way out, unshare and ip.
+# usage: cli_devices_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM [no-route]
+# With no-route: in a network of its own, without a way out; ends with 77 where the system gives none (unshare, ip).
+# Needs mkfs.fat, mtools and jq.
 # shellcheck source=tests/support/cli.sh
 . "$(dirname "$0")/support/cli.sh" "$1" "$2"
 
@@ -73,22 +74,25 @@ test_no_route() {
   [ "$(cat silent.code route.code)" = "$(printf '0\n0')" ] || fail "without a route: $(cat route.err)"
   expect_text route.out $'dev-d\t----a\t5\t'
 }
+if [ "${3-}" = no-route ]; then
+  unshare -rn ip link set lo up || exit 77
+  make_volume d.img
+  mmd -i d.img ::only
+  echo song | mcopy -i d.img - ::song
+  test_no_route
+  [ ! -e failures ] && echo "cli devices test: passed, without a route"
+  exit
+fi
 
-for image in a b c d; do
+for image in a b c; do
   make_volume $image.img
   mmd -i $image.img ::only
   echo f | mcopy -i $image.img - ::only/f
 done
 echo song >song
-mcopy -i d.img song ::
 printf 'dev:b:two\ndev-a:one\n' >passwords
 start_simulator devices.log --device "$(device 127.0.0.111 dev-a a.img one)" --device "$(device 127.0.0.112 dev:b b.img two)" \
   --device "$(device 127.0.0.113 dev-c c.img three)"
 test_several_devices & test_one_of_several_fails & test_defaults &
-if unshare -rn ip link set lo up 2>/dev/null; then
-  test_no_route &
-else
-  echo "NOT TESTED: the search without a route, since this system gives no network of its own (unshare -rn, ip)"
-fi
 wait_for_runs
 [ ! -e failures ] && echo "cli devices test: passed"

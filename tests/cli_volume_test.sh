@@ -74,7 +74,7 @@ test_dead_device() {
 test_interrupts() {
   interruptible vol-slow put slow.bin next.bin / 2>slow.err &
   local run=$!
-  sleep 8
+  wait_for_change slow.img
   kill -INT $run
   expect_code 130 "interrupted" wait $run
   expect_text slow.err "the running request comes to its end first"
@@ -100,7 +100,7 @@ test_interrupts() {
 test_second_interrupt() {
   interruptible vol-killed put slow.bin / 2>killed.err &
   local run=$!
-  sleep 7.5
+  wait_for_change killed.img
   kill -INT $run
   wait_for killed.err "comes to its end first"
   kill -INT $run
@@ -112,7 +112,7 @@ test_interrupt_in_shell() {
   {
     wait_for shell.tty "vol-shell:/> "
     echo "put slow.bin next.bin /"
-    sleep 1
+    wait_for_change shell.img
     printf '\003'
     wait_for shell.tty "put: interrupted"
     echo "ls /"

@@ -60,6 +60,16 @@ wait_for() {
   done
   fail "$1: no \"$2\" in time: $(cat "$1")"
 }
+# wait_for_change FILE: until it is written to
+wait_for_change() {
+  local before
+  before=$(stat -c %y "$1")
+  for _ in $(seq 600); do
+    [ "$(stat -c %y "$1")" = "$before" ] || return
+    sleep 0.05
+  done
+  fail "$1: not written in time"
+}
 # wait_for_runs: all that was started in the background but the simulators
 wait_for_runs() {
   # shellcheck disable=SC2046
