@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "api/result_blocks.h"
 #include "platform/clock.h"
@@ -23,10 +24,15 @@ constexpr milliseconds kCompletionTimeout{60000};
 constexpr milliseconds kLeaveStep{1};
 constexpr milliseconds kReturnTime{20};  // for a caller that has only its return left
 
+// What callers wait at.
+struct Door {
+  std::mutex libraryLock;  // one request at a time
+  platform::Event completionEvent;
+};
+
 struct Gate {
-  std::mutex libraryLock;                      // one request at a time
-  platform::Event* completionEvent = nullptr;  // from OpenGate to FreeGate
-  uint32_t process = 0;                        // that opened the gate
+  Door* door = nullptr;  // from OpenGate to FreeGate
+  uint32_t process = 0;  // that opened the gate
   std::atomic<bool> workerReady{false};
   std::atomic<bool> stopping{true};
   std::atomic<int> callers{0};
@@ -77,7 +83,7 @@ void WaitForCompletion(const RequestRecord& record) {
   const auto deadline = platform::MonotonicNow() + kCompletionTimeout;
   while (!IsDone(record) && !gate.stopping) {
     const auto rest = std::chrono::ceil<milliseconds>(deadline - platform::MonotonicNow());
-    if (rest <= milliseconds(0) || !gate.completionEvent->Wait(rest)) return;
+    if (rest <= milliseconds(0) || !gate.door->completionEvent.Wait(rest)) return;
   }
 }
 
@@ -91,11 +97,11 @@ bool EndRequest(RequestRecord& record) {
 }  // namespace
 
 void PassGate(RequestId id, const FillRecord& fill, const FinishCall& finish) {
-  if (InForkedChild()) return finish(false);
+  if (InForkedChild() || gate.door == nullptr) return finish(false);
   const CallerCount inside;
   WaitForWorkerReady();
 
-  std::lock_guard libraryLock(gate.libraryLock);
+  std::lock_guard libraryLock(gate.door->libraryLock);
   const auto record = Post(id, fill);
   if (record) WaitForCompletion(*record);
 
@@ -117,21 +123,21 @@ void CompleteRequest(RequestRecord& record) {
     std::lock_guard lock(ResultMutex());
     record.state = RequestState::Done;
   }
-  gate.completionEvent->Set();
+  gate.door->completionEvent.Set();
 }
 
 bool InForkedChild() { return gate.process != platform::ProcessId(); }
 
 bool OpenGate() {
   gate.process = platform::ProcessId();
-  gate.completionEvent = new (std::nothrow) platform::Event;
-  gate.stopping = gate.completionEvent == nullptr || !gate.completionEvent->IsValid();
+  gate.door = new (std::nothrow) Door;
+  gate.stopping = gate.door == nullptr || !gate.door->completionEvent.IsValid();
   return !gate.stopping;
 }
 
 bool CloseGate(milliseconds timeout) {
   gate.stopping = true;
-  if (gate.completionEvent != nullptr) gate.completionEvent->Set();
+  if (gate.door != nullptr) gate.door->completionEvent.Set();
   const auto deadline = platform::MonotonicNow() + timeout;
   while (gate.callers != 0 && platform::MonotonicNow() < deadline) platform::Sleep(kLeaveStep);
   const auto rest = std::chrono::ceil<milliseconds>(gate.lastLeft.load() + kReturnTime - platform::MonotonicNow());
@@ -139,9 +145,6 @@ bool CloseGate(milliseconds timeout) {
   return gate.callers == 0;
 }
 
-void FreeGate() {
-  delete gate.completionEvent;
-  gate.completionEvent = nullptr;
-}
+void FreeGate() { delete std::exchange(gate.door, nullptr); }
 
 }  // namespace media_adapter
