@@ -54,19 +54,20 @@ struct ToldSettings {
 };
 
 bool IsElementRefused(const Answer& answer) {
-  return answer.status == MEDIA_ADAPTER_INVALID_ELEMENT_ID || answer.status == MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
+  const uint32_t status = answer.status.value_or(MEDIA_ADAPTER_OK);
+  return status == MEDIA_ADAPTER_INVALID_ELEMENT_ID || status == MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
 }
 
 // Asks for the settings on top of an image full of `filler`. A device that refuses one of them is asked for each by
 // itself; those that it refuses then are taken out of `rows`.
 Answer ReadImage(Session& session, uint8_t filler, std::vector<const ElementRow*>& rows, ConfigurationData& image) {
-  std::vector<uint16_t> ids;
-  for (const ElementRow* const row : rows) ids.push_back(ElementId(*row));
+  std::vector<uint16_t> ids(rows.size());
+  std::ranges::transform(rows, ids.begin(), [](const ElementRow* row) { return ElementId(*row); });
   session.FillImage(filler);
   Answer answer = session.GetConfiguration(ids, image);
   if (!IsElementRefused(answer)) return answer;
   for (const uint16_t id : ids) {
-    const Answer single = session.GetConfiguration({&id, 1}, image);
+    Answer single = session.GetConfiguration({&id, 1}, image);
     if (!single.IsOk() && !IsElementRefused(single)) return single;
     if (!single.IsOk()) std::erase_if(rows, [=](const ElementRow* row) { return ElementId(*row) == id; });
   }
@@ -251,7 +252,7 @@ int RunLoad(const Context& context, const std::string& path, bool isForced) {
 
 // An argument that is given to `run` as it stands.
 template <typename Run>
-void DescribeFile(CLI::App& parser, const char* help, const Run& run, Context& context, Action& action) {
+void DescribeFile(CLI::App& parser, const char* help, Run run, Context& context, Action& action) {
   auto file = std::make_shared<std::string>();
   parser.add_option("FILE", *file, help)->required();
   parser.callback([=, &context, &action] {
@@ -260,7 +261,7 @@ void DescribeFile(CLI::App& parser, const char* help, const Run& run, Context& c
 }
 
 template <typename Run>
-void DescribeElements(CLI::App& parser, CLI::Option& elements, const Run& run, Context& context, Action& action) {
+void DescribeElements(CLI::App& parser, CLI::Option& elements, Run run, Context& context, Action& action) {
   elements.allow_extra_args();
   parser.callback([=, &elements, &context, &action] {
     action = [=, &context, arguments = elements.reduced_results()] {

@@ -119,7 +119,7 @@ class Getter {
       return Problem("cannot write into " + Escape(LocalText(root_)) + ": " + staging_->Error());
     }
     const fs::path staged = staging_->Use(SplitDevicePath(path).name);
-    const Answer answer = FetchFile(context_, path, staging_->Path(), entry);
+    Answer answer = FetchFile(context_, path, staging_->Path(), entry);
     if (!answer.IsOk()) return answer;
     if (entry) CopyTime(*entry, staged);
     std::error_code error;

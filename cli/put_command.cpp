@@ -111,7 +111,7 @@ class Putter {
 
   // A path that leads to the file and ends in the name; "" when there is none to be had.
   std::string SourceOf(const fs::path& local, const std::string& name) {
-    const std::string own = LocalText(local);
+    std::string own = LocalText(local);
     if (LocalText(local.filename()) == name && own.size() <= MEDIA_ADAPTER_MAX_PATH) return own;
     if (!links_) links_.emplace();
     if (links_->Path().empty() || links_->Path().size() + 1 + name.size() > MEDIA_ADAPTER_MAX_PATH) return {};

@@ -2,6 +2,7 @@
 // Exit status: 0 ended by SIGINT or SIGTERM, 1 an image or a socket cannot be used, 2 usage.
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -111,16 +112,26 @@ void Declare(CLI::App& app, Options& options) {
   app.footer(kExamples);
 }
 
-// "8.1" as class * 256 + index. False with `error`.
+// "8.1" as class * 256 + index.
+std::optional<uint16_t> ParseElement(std::string_view text) {
+  uint8_t elementClass = 0, index = 0;
+  const char* const end = text.data() + text.size();
+  const auto first = std::from_chars(text.data(), end, elementClass);
+  if (first.ec != std::errc() || first.ptr == end || *first.ptr != '.') return std::nullopt;
+  const auto second = std::from_chars(first.ptr + 1, end, index);
+  if (second.ec != std::errc() || second.ptr != end) return std::nullopt;
+  return static_cast<uint16_t>(elementClass * 256 + index);
+}
+
+// False with `error`.
 bool ParseElements(const std::vector<std::string>& texts, std::vector<uint16_t>& elements, std::string& error) {
   for (const std::string& text : texts) {
-    unsigned elementClass = 0, index = 0;
-    char end = 0;
-    if (std::sscanf(text.c_str(), "%u.%u%c", &elementClass, &index, &end) != 2 || elementClass > 255 || index > 255) {
+    const auto element = ParseElement(text);
+    if (!element) {
       error = "\"" + text + "\" is no element, like 8.1";
       return false;
     }
-    elements.push_back(static_cast<uint16_t>(elementClass << 8 | index));
+    elements.push_back(*element);
   }
   return true;
 }
