@@ -61,12 +61,16 @@ std::vector<std::string> LocalNames(std::string_view folder) {
   return names;
 }
 
+// Whole characters of UTF-8.
 std::string CommonPrefix(std::span<const std::string> names) {
-  std::string prefix = names.front();
+  const std::string& first = names.front();
+  size_t length = first.size();
   for (const std::string& name : names) {
-    prefix.resize(static_cast<size_t>(std::ranges::mismatch(prefix, name).in1 - prefix.begin()));
+    length = std::min(length, static_cast<size_t>(std::ranges::mismatch(first, name).in1 - first.begin()));
   }
-  return prefix;
+  const auto isInside = [&] { return length > 0 && length < first.size() && (first[length] & 0xC0) == 0x80; };
+  while (isInside()) --length;
+  return first.substr(0, length);
 }
 
 // The word as it is typed: quoted when it must be, the quotation and the word ended when it is whole.

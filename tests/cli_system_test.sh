@@ -180,18 +180,27 @@ test_terminal() {
   ls -d "$TMPDIR"/.media-adapter-* 2>/dev/null && fail "an interrupt left a temporary folder"
 }
 
+# The shell asks once for each device, and shows nothing of the answer.
 test_prompt() {
   {
-    for _ in $(seq 200); do
-      grep -q 'Password of cli-asked' ask.tty 2>/dev/null && break
-      sleep 0.1
-    done
+    wait_for ask.tty "cli-asked:/> "
+    echo connect
+    wait_for ask.tty "Password of cli-asked"
     sleep 0.2
     echo secret
-    sleep 2
-  } | script -qefc "'$tool' --interface 127.0.0.1 --device cli-asked connect" ask.tty >/dev/null ||
-    fail "prompt: $(cat ask.tty)"
-  expect_text ask.tty connected
+    wait_for ask.tty connected
+    printf 'device cli-gaps\nconnect\n'
+    wait_for ask.tty "Password of cli-gaps"
+    sleep 0.2
+    echo secret
+    sleep 1
+    printf 'device cli-asked\nconnect\n'
+    sleep 1
+    echo exit
+    sleep 0.5
+  } | script -qefc "'$tool' --interface 127.0.0.1 --device cli-asked shell" ask.tty >/dev/null || fail "prompt: $(cat ask.tty)"
+  [ "$(grep -c '^connected' ask.tty)" = 3 ] || fail "not connected three times: $(cat ask.tty)"
+  [ "$(grep -o 'Password of' ask.tty | wc -l)" = 2 ] || fail "not asked twice: $(cat ask.tty)"
   grep -q secret ask.tty && fail "the password was shown"
 }
 

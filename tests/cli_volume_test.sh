@@ -210,6 +210,19 @@ test_foreign_names() {
     expect_on_volume foreign.img "/back/$name" "back/$name"
     expect_not_on_volume foreign.img "/foreign/$name"
   done
+  # Tab goes as far as all names go, a character at a time: \303 begins both.
+  echo 5 >Äa && echo 6 >Öb
+  expect_code 0 "two more" on vol-foreign -c 'mkdir /two' -c 'put Äa Öb /two'
+  {
+    wait_for tab.tty "vol-foreign:/> "
+    printf 'get /two/\t'
+    sleep 0.5
+    printf 'Ö\tback/tabbed\n'
+    wait_for tab.tty "-> back/tabbed"
+    echo exit
+    sleep 0.5
+  } | script -qefc "'$tool' --interface 127.0.0.1 --device vol-foreign shell" tab.tty >/dev/null || fail "tab: $(cat tab.tty)"
+  expect_same back/tabbed Öb
 }
 
 make_files
