@@ -171,7 +171,7 @@ test_hostile_volume() {
 
 # At a terminal: the bar, notes, a password asked for without echo; an interrupt ends a transfer at once.
 test_terminal() {
-  expect_code 0 "terminal" script -qec "'$tool' --interface 127.0.0.1 --device cli-slow get /BIG.BIN ." bar.tty >/dev/null </dev/null
+  expect_code 0 "terminal" script -qec "exec '$tool' --interface 127.0.0.1 --device cli-slow get /BIG.BIN ." bar.tty >/dev/null </dev/null
   LC_ALL=C grep -qE '\[#+ *\] [0-9]+% of 2.9 MB' bar.tty || fail "no progress bar"
   expect_text bar.tty "/BIG.BIN -> ./BIG.BIN, 2.9 MB"
   SECONDS=0
@@ -198,7 +198,7 @@ test_prompt() {
     sleep 1
     echo exit
     sleep 0.5
-  } | script -qefc "'$tool' --interface 127.0.0.1 --device cli-asked shell" ask.tty >/dev/null || fail "prompt: $(cat ask.tty)"
+  } | script -qefc "exec '$tool' --interface 127.0.0.1 --device cli-asked shell" ask.tty >/dev/null || fail "prompt: $(cat ask.tty)"
   [ "$(grep -c '^connected' ask.tty)" = 3 ] || fail "not connected three times: $(cat ask.tty)"
   [ "$(grep -o 'Password of' ask.tty | wc -l)" = 2 ] || fail "not asked twice: $(cat ask.tty)"
   grep -q secret ask.tty && fail "the password was shown"

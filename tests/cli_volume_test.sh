@@ -119,7 +119,7 @@ test_interrupt_in_shell() {
     sleep 1
     echo exit
     sleep 1
-  } | script -qefc "'$tool' --interface 127.0.0.1 --device vol-shell shell" shell.tty >/dev/null || fail "shell: $(cat shell.tty)"
+  } | script -qefc "exec '$tool' --interface 127.0.0.1 --device vol-shell shell" shell.tty >/dev/null || fail "shell: $(cat shell.tty)"
   expect_text shell.tty "back to the prompt"
   expect_text shell.tty "200000"
   expect_on_volume shell.img slow.bin slow.bin
@@ -221,7 +221,7 @@ test_foreign_names() {
     wait_for tab.tty "-> back/tabbed"
     echo exit
     sleep 0.5
-  } | script -qefc "'$tool' --interface 127.0.0.1 --device vol-foreign shell" tab.tty >/dev/null || fail "tab: $(cat tab.tty)"
+  } | script -qefc "exec '$tool' --interface 127.0.0.1 --device vol-foreign shell" tab.tty >/dev/null || fail "tab: $(cat tab.tty)"
   expect_same back/tabbed Öb
 }
 
