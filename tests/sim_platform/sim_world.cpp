@@ -157,8 +157,10 @@ bool SimWorld::HappenNext() {
     const Endpoint sender{device->Identity().address, wire::kDevicePort};
     SendAll(sender, device->OnTime(now_));
   } else {
-    const Arrival arrival = std::move(arrivals_.extract(arrivals_.begin()).mapped());
-    Deliver(arrival);
+    while (!arrivals_.empty() && arrivals_.begin()->first <= now_) {
+      const Arrival arrival = std::move(arrivals_.extract(arrivals_.begin()).mapped());
+      Deliver(arrival);
+    }
   }
   return true;
 }

@@ -1,9 +1,10 @@
 // The world that the library lives in during a test: a virtual clock, an in-memory network with device models on it,
-// and the threads. A test owns one world at a time; the sources of this folder implement platform/*.h over it.
+// and the threads. A test owns one world at a time; platform.cpp implements platform/*.h over it.
 //
 // Exactly one thread runs at a time: a participant (the test, the worker) runs until it waits, then the next one whose
-// wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and exactly
-// that one thing happens. So a run depends on nothing but the test and the seed.
+// wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and only that
+// happens; datagrams that arrive at one instant wait in the socket together. So a run depends on nothing but the test and
+// the seed.
 #pragma once
 
 #include <atomic>

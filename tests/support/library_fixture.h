@@ -111,7 +111,6 @@ class LibraryTest : public ::testing::Test {
   void Start() {
     platform::OnLibraryLoaded();
     isStarted_ = true;
-    ASSERT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
   }
 
   void Stop() {

@@ -1,4 +1,4 @@
-// A folder for one test's files, removed with everything in it at the end.
+// A folder for one test's files, and what tests do with them.
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,16 @@ namespace media_adapter::sim {
 
 using Bytes = std::vector<uint8_t>;
 
+// Where there is room for it in memory: on a disk the volumes would be most of a test's time.
 class TempFolder {
  public:
   TempFolder() {
     std::random_device random;
+    std::error_code none;
+    const bool isRoomy = std::filesystem::space("/dev/shm", none).available >= 1 << 30 && !none;
+    const std::filesystem::path parent = isRoomy ? "/dev/shm" : std::filesystem::temp_directory_path();
     do {
-      path_ = std::filesystem::temp_directory_path() / ("media-adapter-" + std::to_string(random()));
+      path_ = parent / ("media-adapter-" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
   }
   ~TempFolder() {

@@ -1,0 +1,155 @@
+// platform/*.h over the simulated world, each function a line or two.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#include "platform/adapters.h"
+#include "platform/clock.h"
+#include "platform/datagram_socket.h"
+#include "platform/event.h"
+#include "platform/notices.h"
+#include "platform/process.h"
+#include "platform/thread.h"
+#include "platform/waiter.h"
+#include "tests/sim_platform/sim_world.h"
+
+namespace media_adapter::platform {
+namespace {
+
+sim::SimWorld& World() { return sim::SimWorld::Current(); }
+
+}  // namespace
+
+MacAddress FirstAdapterAddress() { return World().adapter; }
+
+std::chrono::nanoseconds MonotonicNow() { return World().Now(); }
+
+LocalTime CurrentLocalTime() { return World().localTime; }
+
+void Sleep(std::chrono::milliseconds duration) { World().Advance(duration); }
+
+uint32_t ProcessId() { return World().processId; }
+
+void ShowError(const char* text) {
+  World().Do([&] { World().errors.emplace_back(text); });
+}
+
+void TraceLine(const char* text) {
+  World().Do([&] { World().traces.emplace_back(text); });
+}
+
+uint32_t LastSystemError() { return World().lastSystemError; }
+
+struct Event::Impl {
+  bool isSet = false;
+};
+
+Event::Event() : impl_(new (std::nothrow) Impl) {}
+Event::~Event() = default;
+
+void Event::Set() {
+  if (!impl_) return;
+  World().Do([this] { impl_->isSet = true; });
+}
+
+bool Event::Wait(std::chrono::milliseconds timeout) {
+  if (!impl_) return false;
+  auto& world = World();
+  return world.Wait([this] { return std::exchange(impl_->isSet, false); }, world.Now() + timeout);
+}
+
+struct Thread::Impl {
+  std::thread thread;
+  std::shared_ptr<bool> ended = std::make_shared<bool>(false);
+};
+
+Thread::Thread() = default;
+
+Thread::~Thread() {
+  if (impl_ && impl_->thread.joinable()) impl_->thread.detach();
+}
+
+bool Thread::Start(void (*entry)()) {
+  if (impl_) return false;
+  auto impl = std::make_shared<Impl>();
+  auto thread = World().StartThread(entry, impl->ended);
+  if (!thread) return false;
+  impl->thread = std::move(*thread);
+  impl_ = std::move(impl);
+  return true;
+}
+
+bool Thread::Wait(std::chrono::milliseconds timeout) {
+  auto& world = World();
+  if (!impl_) return true;
+  if (!world.Wait([this] { return *impl_->ended; }, world.Now() + timeout)) return false;
+  if (impl_->thread.joinable()) impl_->thread.join();
+  return true;
+}
+
+// In virtual time no worker is ever slow: one that does not end by itself hangs.
+bool Thread::StopByForce() {
+  std::fputs("The library's worker did not end by itself.\n", stderr);
+  std::abort();
+}
+
+struct Waiter::Impl {
+  bool isWoken = false;
+  std::intptr_t socket = -1;  // the system's handle: a socket that is opened anew is another one
+};
+
+Waiter::Waiter() : impl_(std::make_unique<Impl>()) {}
+Waiter::~Waiter() = default;
+
+void Waiter::Wake() {
+  World().Do([this] { impl_->isWoken = true; });
+}
+
+void Waiter::Watch(const DatagramSocket* socket) { impl_->socket = socket != nullptr ? socket->Handle() : -1; }
+
+Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
+  auto& world = World();
+  auto outcome = Outcome::TimedOut;
+  const auto take = [&] {
+    if (std::exchange(impl_->isWoken, false)) {
+      outcome = Outcome::Woken;
+    } else if (world.IsReadable(impl_->socket)) {
+      outcome = Outcome::Readable;
+    } else {
+      return false;
+    }
+    return true;
+  };
+  world.Wait(std::ref(take), deadline);  // a copy would take memory of the library's
+  return outcome;
+}
+
+bool DatagramSocket::Open(const char* localAddress) {
+  Close();
+  handle_ = World().OpenSocket(localAddress);
+  return IsOpen();
+}
+
+bool DatagramSocket::EnableBroadcast() { return World().EnableBroadcast(handle_); }
+
+void DatagramSocket::Close() {
+  if (IsOpen()) World().CloseSocket(handle_);
+  handle_ = kNoHandle;
+}
+
+std::optional<Ipv4Address> DatagramSocket::LocalAddress() const { return World().LocalAddress(handle_); }
+
+int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
+  return World().Send(handle_, datagram, receiver) ? static_cast<int>(datagram.size()) : -1;
+}
+
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+  const auto datagram = World().Receive(handle_, sender);
+  if (!datagram || datagram->size() > buffer.size()) return -1;
+  std::ranges::copy(*datagram, buffer.begin());
+  return static_cast<int>(datagram->size());
+}
+
+}  // namespace media_adapter::platform
