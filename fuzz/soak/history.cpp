@@ -1,6 +1,6 @@
 // The user's side of a history: what is done next, what it is to leave, and how it is asked of the library. The judging
 // is in judge.cpp and structure.cpp.
-#include "tests/soak/history.h"
+#include "fuzz/soak/history.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -48,8 +48,39 @@ void MakeLocal(const std::string& path, const Bytes& content, int64_t modified, 
 
 }  // namespace
 
+std::vector<Shape> MakeShapes() {
+  std::vector<Shape> shapes;
+  for (const sim::VolumeShape& shape :
+       {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
+        sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
+        sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
+    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
+  }
+  return shapes;
+}
+
+bool RunSeed(uint64_t seed, const std::vector<Shape>& shapes, bool isJudged, Totals& totals) {
+  const Shape& shape = shapes[seed % shapes.size()];
+  History history(seed, shape, totals);
+  try {
+    history.Run(isJudged);
+    return true;
+  } catch (const std::runtime_error& error) {
+    std::printf("FAT%d, %u sectors a cluster\n%s%s; again: soak --first %llu --seeds 1\n", shape.shape.fatBits,
+                shape.shape.sectorsPerCluster, history.Story().c_str(), error.what(),
+                static_cast<unsigned long long>(seed));
+    std::fflush(stdout);
+    return false;
+  }
+}
+
 History::History(uint64_t seed, const Shape& shape, Totals& totals)
     : random_(seed), world_(seed), start_(shape.shape.partitionStart), totals_(totals) {
+  setenv("TZ", "UTC", 1);
+  setenv("LC_ALL", "C.UTF-8", 1);
+  tzset();
+  std::filesystem::current_path(folder_.Path());
+  for (const char* name : {"u", "d"}) std::filesystem::create_directory(name);
   world_.keepsLog = false;
   auto disk = std::make_unique<Disk>(shape.image);
   disk_ = disk.get();
@@ -61,10 +92,13 @@ History::History(uint64_t seed, const Shape& shape, Totals& totals)
   fat_ = volume_->Fat();
   items_[""].folder = volume_->ReadFolder(volume_->is32 ? Clusters{2} : Clusters{});
   StartLibrary();
-  Require(API_SetIpInterface("127.0.0.1") == 0 && API_Search("")->deviceCount == 1, "the device is not found");
+  Require(API_Search("")->deviceCount == 1, "the device is not found");
 }
 
-History::~History() { StopLibrary(); }
+History::~History() {
+  StopLibrary();
+  std::filesystem::current_path("/");
+}
 
 // Marks clusters as bad: on most volumes many of the first ones, so that chains go from one FAT sector to another; on
 // some nearly all.

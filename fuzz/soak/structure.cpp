@@ -1,6 +1,6 @@
 // The judging of the volume as a whole: its structure after each step, and at the end of some histories what strangers
 // say.
-#include "tests/soak/history.h"
+#include "fuzz/soak/history.h"
 
 namespace media_adapter::soak {
 namespace {

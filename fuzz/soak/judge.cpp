@@ -1,7 +1,7 @@
 // The judging of a step: its status, its writes, and what it left of its item. The volume as a whole is judged in
 // structure.cpp.
 #include "api/media_adapter.h"
-#include "tests/soak/history.h"
+#include "fuzz/soak/history.h"
 
 namespace media_adapter::soak {
 namespace {

@@ -13,11 +13,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <new>
 #include <thread>
 
-#include "tests/soak/history.h"
+#include "fuzz/soak/history.h"
 
 namespace media_adapter::soak {
 namespace {
@@ -40,55 +39,16 @@ struct Shared {
   std::atomic<uint64_t> seeds[kMaxJobs];  // at work
 };
 
-std::vector<Shape> MakeShapes() {
-  std::vector<Shape> shapes;
-  for (const sim::VolumeShape& shape :
-       {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
-        sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
-        sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
-    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
-  }
-  return shapes;
-}
-
-void PrintReplay(const char* what, uint64_t seed) {
-  std::printf("%s; again: soak --first %llu --seeds 1\n", what, static_cast<unsigned long long>(seed));
-  std::fflush(stdout);
-}
-
-bool RunSeed(uint64_t seed, const Shape& shape, bool isJudged, Totals& totals) {
-  History history(seed, shape, totals);
-  try {
-    history.Run(isJudged);
-    return true;
-  } catch (const std::runtime_error& error) {
-    std::printf("FAT%d, %u sectors a cluster\n%s", shape.shape.fatBits, shape.shape.sectorsPerCluster,
-                history.Story().c_str());
-    PrintReplay(error.what(), seed);
-    return false;
-  }
-}
-
 // A process: takes seeds until there are no more, or one failed.
 void Work(const Options& options, const std::vector<Shape>& shapes, Shared& shared, std::atomic<uint64_t>& seed) {
-  const sim::TempFolder folder;
-  std::filesystem::current_path(folder.Path());
-  for (const char* name : {"u", "d"}) std::filesystem::create_directory(name);
   for (uint64_t n = shared.next++; n < options.seeds && !shared.isOver; n = shared.next++) {
     seed = options.first + n;
     alarm(kLongestSeed);
-    const bool isGood = RunSeed(seed, shapes[seed % shapes.size()], seed % options.JudgedEvery() == 0, shared.totals);
-    if (!isGood) shared.isOver = true;
+    if (!RunSeed(seed, shapes, seed % options.JudgedEvery() == 0, shared.totals)) shared.isOver = true;
   }
-  alarm(0);
-  std::filesystem::current_path("/");
 }
 
 int Main(const Options& options) {
-  setenv("TZ", "UTC", 1);
-  setenv("LC_ALL", "C.UTF-8", 1);
-  tzset();
-  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);  // a disk would be most of the time
   const auto shapes = MakeShapes();
   void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return 1;
@@ -107,7 +67,9 @@ int Main(const Options& options) {
   int status = 0;
   for (pid_t worker = wait(&status); worker > 0; worker = wait(&status)) {
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) continue;
-    PrintReplay(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM ? "hangs" : "crashed", *workers[worker]);
+    std::printf("%s; again: soak --first %llu --seeds 1\n",
+                WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM ? "hangs" : "crashed",
+                static_cast<unsigned long long>(*workers[worker]));
     shared.isOver = true;
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

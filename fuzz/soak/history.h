@@ -14,8 +14,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "tests/soak/faults.h"
-#include "tests/soak/volume.h"
+#include "fuzz/soak/faults.h"
+#include "fuzz/soak/volume.h"
 
 namespace media_adapter::soak {
 
@@ -29,6 +29,13 @@ struct Totals {
   std::atomic<uint64_t> steps, failures, judged;
 };
 
+// The volumes that histories run on, by mkfs.fat.
+std::vector<Shape> MakeShapes();
+
+// Runs the history that this number decides. True when nothing was wrong; otherwise its steps, what broke and how to
+// run it again are printed.
+bool RunSeed(uint64_t seed, const std::vector<Shape>& shapes, bool isJudged, Totals& totals);
+
 class History {
  public:
   History(uint64_t seed, const Shape& shape, Totals& totals);
@@ -36,8 +43,7 @@ class History {
   History(const History&) = delete;
   History& operator=(const History&) = delete;
 
-  // Throws std::runtime_error with what was wrong. `isJudged`: fsck.fat and mtools judge the end. Local files lie in
-  // the folders "u" and "d" of the current one.
+  // Throws std::runtime_error with what was wrong. `isJudged`: fsck.fat and mtools judge the end.
   void Run(bool isJudged);
   const std::string& Story() const { return story_; }  // the steps so far, a line each
 
@@ -106,6 +112,7 @@ class History {
   void JudgeEnd();
   sim::VolumeImage WithoutRemains() const;
 
+  const sim::TempFolder folder_;  // the current one meanwhile: local files are put from its "u" and got into its "d"
   Random random_;
   sim::SimWorld world_;
   uint32_t start_;  // of the volume
