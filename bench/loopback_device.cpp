@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <fstream>
@@ -30,13 +31,14 @@ LoopbackDevice::LoopbackDevice(const std::filesystem::path& simulator) {
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
   folder_ = name;
   MakeVolume();
-  StartSimulator(simulator);
+  processes_.push_back(StartSimulator(simulator.string(), kDeviceAddress, "bench", "0"));
+  processes_.push_back(StartSimulator(simulator.string(), kSlowDeviceAddress, "slow", "0.25"));
 }
 
 LoopbackDevice::~LoopbackDevice() {
-  if (process_ > 0) {
-    kill(process_, SIGTERM);
-    waitpid(process_, nullptr, 0);
+  for (const pid_t process : processes_) {
+    kill(process, SIGTERM);
+    waitpid(process, nullptr, 0);
   }
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
@@ -52,27 +54,31 @@ std::filesystem::path LoopbackDevice::MakeFile(const char* name, uint32_t size) 
 }
 
 void LoopbackDevice::MakeVolume() const {
-  const std::string image = (folder_ / "volume.img").string();
-  Run("PATH=$PATH:/usr/sbin mkfs.fat -C -F 16 -s 8 -f 1 " + image + " 65536 >/dev/null");
+  for (const char* name : {"bench", "slow"}) {
+    Run("PATH=$PATH:/usr/sbin mkfs.fat -C -F 16 -s 8 -f 1 " + (folder_ / name).string() + " 65536 >/dev/null");
+  }
 }
 
-void LoopbackDevice::StartSimulator(const std::filesystem::path& simulator) {
+pid_t LoopbackDevice::StartSimulator(std::string simulator, const char* address, const char* name,
+                                     const char* delay) const {
   std::array<int, 2> ready{};
   if (pipe2(ready.data(), O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ready[1], STDOUT_FILENO);
-  std::string program = simulator.string();
-  std::string option = "--device";
-  std::string device = std::string(kDeviceAddress) + ",bench," + (folder_ / "volume.img").string();
-  std::array<char*, 4> arguments = {program.data(), option.data(), device.data(), nullptr};
-  const int failed = posix_spawn(&process_, program.c_str(), &actions, nullptr, arguments.data(), environ);
+  std::string device = std::string(address) + "," + name + "," + (folder_ / name).string();
+  std::string words[] = {simulator, "--device", device, "--delay", delay};
+  std::array<char*, std::size(words) + 1> arguments{};
+  std::ranges::transform(words, arguments.begin(), [](std::string& word) { return word.data(); });
+  pid_t process = -1;
+  const int failed = posix_spawn(&process, simulator.c_str(), &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(ready[1]);
   char first = 0;
   const bool isReady = failed == 0 && read(ready[0], &first, 1) == 1;  // it says "ready", or ends
   close(ready[0]);
-  if (!isReady) throw std::runtime_error("the simulator does not start: " + program);
+  if (!isReady) throw std::runtime_error("the simulator does not start: " + simulator);
+  return process;
 }
 
 }  // namespace media_adapter::bench

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "platform/local_files.h"
@@ -66,7 +67,7 @@ int64_t LocalFile::Read(std::span<uint8_t> buffer) {
     const auto ready = std::span(buffer_.get(), buffered_).subspan(static_cast<size_t>(position_ - bufferStart_));
     if (ready.empty()) break;  // the file's end
     const size_t count = std::min(ready.size(), buffer.size() - done);
-    std::ranges::copy(ready.first(count), buffer.subspan(done).begin());
+    std::memcpy(buffer.data() + done, ready.data(), count);
     done += count;
     position_ += count;
   }
@@ -93,7 +94,7 @@ bool LocalFile::Write(std::span<const uint8_t> bytes) {
     if (!goesOn && !Flush()) return false;
     if (buffered_ == 0) bufferStart_ = position_;
     const size_t count = std::min(bytes.size(), kBufferSize - buffered_);
-    std::ranges::copy(bytes.first(count), buffer_.get() + buffered_);
+    std::memcpy(buffer_.get() + buffered_, bytes.data(), count);
     buffered_ += count;
     position_ += count;
     bytes = bytes.subspan(count);

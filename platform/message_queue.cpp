@@ -13,15 +13,14 @@ void MessageQueue::PostRequest(std::shared_ptr<void> request) {
 }
 
 void MessageQueue::PostQuit() {
-  {
-    std::lock_guard lock(mutex_);
-    quit_ = true;
-  }
+  quit_ = true;
   waiter_.Wake();
 }
 
-void MessageQueue::ArmTimer(uint32_t id, std::chrono::milliseconds interval) {
-  deadlines_.at(id) = MonotonicNow() + interval;
+std::chrono::nanoseconds MessageQueue::ArmTimer(uint32_t id, std::chrono::milliseconds interval) {
+  const auto now = MonotonicNow();
+  deadlines_.at(id) = now + interval;
+  return now;
 }
 
 void MessageQueue::KillTimer(uint32_t id) { deadlines_.at(id).reset(); }
@@ -35,12 +34,13 @@ std::optional<uint32_t> MessageQueue::NextTimer() const {
 }
 
 bool MessageQueue::TakePosted(Message& message, Accept accept, Taken& taken) {
-  std::lock_guard lock(mutex_);
   if (quit_) {
     taken = Taken::Quit;
     return true;
   }
-  if (accept == Accept::NoRequests || requests_.empty()) return false;
+  if (accept == Accept::NoRequests) return false;
+  std::lock_guard lock(mutex_);
+  if (requests_.empty()) return false;
   message = {.kind = Message::Kind::Request, .request = std::move(requests_.front())};
   requests_.pop_front();
   taken = Taken::Message;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -36,11 +37,15 @@ class MessageQueue {
   // Every Take from now on returns Quit.
   void PostQuit();
 
+  // Any thread may ask, at next to no cost.
+  bool IsQuitting() const { return quit_; }
+
   // Waits for the next message. With NoRequests, requests stay queued for a later Take.
   Taken Take(Message& message, Accept accept);
 
-  // Delivers one tick after `interval`. Arming an armed timer starts it again. id: 1 to kMaxTimerId.
-  void ArmTimer(uint32_t id, std::chrono::milliseconds interval);
+  // Delivers one tick after `interval`. Arming an armed timer starts it again. id: 1 to kMaxTimerId. Returns the time
+  // now.
+  std::chrono::nanoseconds ArmTimer(uint32_t id, std::chrono::milliseconds interval);
   void KillTimer(uint32_t id);
 
   // Delivers a Datagram message while `socket` has something to read; null watches none. To be called with null before
@@ -51,9 +56,9 @@ class MessageQueue {
   std::optional<uint32_t> NextTimer() const;
   bool TakePosted(Message& message, Accept accept, Taken& taken);
 
-  std::mutex mutex_;  // guards requests_ and quit_
+  std::mutex mutex_;  // guards requests_
   std::deque<std::shared_ptr<void>> requests_;
-  bool quit_ = false;
+  std::atomic<bool> quit_ = false;
 
   Waiter waiter_;
   std::array<std::optional<std::chrono::nanoseconds>, kMaxTimerId + 1> deadlines_{};

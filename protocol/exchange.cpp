@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "platform/clock.h"
 #include "platform/notices.h"
 #include "protocol/channel.h"
 #include "protocol/device_table.h"
@@ -17,12 +18,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr uint8_t kMaxRetries = 3;
-
-// Packets of a stream that are taken in a row without asking the queue; the quit message and ticks wait no longer.
-constexpr uint8_t kMaxTakenUnasked = 32;
-
-// Looks for the next packet of a stream before the queue is asked: some microseconds.
-constexpr int kLooksForPacket = 8;
 
 // How a request is sent and sent again. The row's place is the operation's number and the timer's id.
 struct ExchangeRule {
@@ -52,8 +47,8 @@ constexpr std::array<ExchangeRule, 12> kRules = {{
 
 const ExchangeRule& RuleOf(Operation operation) { return kRules[static_cast<size_t>(operation)]; }
 
-void ArmTimer(Operation operation, milliseconds interval) {
-  WorkerChannel().queue.ArmTimer(static_cast<uint32_t>(operation), interval);
+std::chrono::nanoseconds ArmTimer(Operation operation, milliseconds interval) {
+  return WorkerChannel().queue.ArmTimer(static_cast<uint32_t>(operation), interval);
 }
 
 void Send(const char* label, const platform::Ipv4Address& address) {
@@ -73,23 +68,28 @@ void SendBy(const ExchangeRule& rule, const char* label) {
   }
 }
 
+// Arms the operation's timer and waits for its end: looks for the datagram where that promises more than sleeping does,
+// and sleeps.
+void Await(Operation operation) {
+  ProtocolState& state = protocolState;
+  const auto& queue = WorkerChannel().queue;
+  const auto start = ArmTimer(operation, RuleOf(operation).intervals[0]);
+  const auto way = state.eagerWait.Next();
+  if (way == EagerWait::Way::Look) {
+    const auto end = start + EagerWait::kLongest;
+    while (!state.operationDone && !queue.IsQuitting() && platform::MonotonicNow() < end) OnReceive();
+  }
+  const bool hasCome = state.operationDone;
+  while (!state.operationDone) PumpOneMessage();
+  if (way != EagerWait::Way::Sleep) state.eagerWait.Learn(way, hasCome, platform::MonotonicNow() - start);
+  KillTimer(operation);  // still armed only when the library is stopping, or by a transfer's
+}
+
 // Sends what was built for `operation` and pumps until it has ended.
 void Exchange(Operation operation) {
   const ExchangeRule& rule = RuleOf(operation);
   SendBy(rule, rule.label);
-  ArmTimer(operation, rule.intervals[0]);
-  while (!protocolState.operationDone) PumpOneMessage();
-  KillTimer(operation);  // still armed only when the library is stopping
-}
-
-// The next packet of a stream is often there already, or about to be; then looking for it costs less than asking the
-// queue, which sleeps.
-bool TakeWaitingPacket() {
-  ProtocolState& state = protocolState;
-  const int looks = state.takenUnasked < kMaxTakenUnasked ? kLooksForPacket : 0;
-  for (int i = 0; i < looks && !state.operationDone; ++i) OnReceive();
-  state.takenUnasked = state.operationDone ? static_cast<uint8_t>(state.takenUnasked + 1) : uint8_t{0};
-  return state.operationDone;
+  Await(operation);
 }
 
 void AddressDevice(const DeviceEntry& entry) {
@@ -148,10 +148,8 @@ void RunSearch() {
 void WaitForPacket() {
   ProtocolState& state = protocolState;
   state.operationDone = state.quitting;
-  if (TakeWaitingPacket()) return;
-  ArmTimer(Operation::Transfer, RuleOf(Operation::Transfer).intervals[0]);
-  while (!state.operationDone) PumpOneMessage();
-  KillTimer(Operation::Transfer);
+  if (!WorkerChannel().queue.IsQuitting()) OnReceive();  // most packets are there already
+  if (!state.operationDone) Await(Operation::Transfer);
 }
 
 void SendToDevice(const char* label) { Send(label, protocolState.deviceAddress); }

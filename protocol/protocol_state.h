@@ -7,6 +7,7 @@
 
 #include "platform/adapters.h"
 #include "platform/datagram_socket.h"
+#include "protocol/eager_wait.h"
 #include "protocol/status_code.h"
 #include "protocol/wire.h"
 
@@ -34,11 +35,11 @@ struct ProtocolState {
   bool replyReceived = false;     // a reply was accepted
   bool operationDone = false;     // ends the sender's wait
   bool transferTimedOut = false;  // the transfer's timer gave up
-  uint8_t takenUnasked = 0;       // packets of a transfer since the queue was last asked
   bool quitting = false;          // the quit message was seen: no request waits or sends any more
   StatusCode replyStatus = 0;     // of the accepted reply
   platform::Ipv4Address deviceAddress{};
   platform::MacAddress targetMac{};
+  EagerWait eagerWait{};  // what the waits so far tell about the next one
 };
 
 // The last data packet of a streamed transfer.

@@ -20,7 +20,7 @@ struct FaultOptions {
   double loss = 0;  // probabilities, 0 to 1
   double duplicate = 0;
   double reorder = 0;
-  std::chrono::milliseconds delay{0};
+  std::chrono::microseconds delay{0};
   uint64_t seed = 1;
 };
 

@@ -42,7 +42,7 @@ struct Options {
   std::vector<std::string> devices;
   std::string deviceFile;
   std::string passwordFile;
-  int64_t delay = 0;  // ms
+  double delay = 0;  // ms
   std::vector<std::string> unknownElements, untoldElements;
   Behaviour behaviour;
   ServerOptions server;
@@ -78,9 +78,9 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--reorder", options.server.faults.reorder, "Deliver it after the next one with this probability")
       ->type_name("P")
       ->check(probability);
-  app.add_option("--delay", options.delay, "Delay every datagram, in each direction, by so many milliseconds")
+  app.add_option("--delay", options.delay, "Delay every datagram, in each direction, by so many milliseconds, such as 0.25")
       ->type_name("MS")
-      ->check(CLI::Range(0, 60000));
+      ->check(CLI::Range(0.0, 60000.0));
   app.add_option("--busy", options.behaviour.busyReplies,
                  "Each device answers its first N file-access requests with status 5 (busy)")
       ->type_name("N");
@@ -207,7 +207,8 @@ int RunTool(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
   }
-  options.server.faults.delay = std::chrono::milliseconds(options.delay);
+  options.server.faults.delay =
+      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::duration<double, std::milli>(options.delay));
   std::string error;
   auto devices = CollectDevices(options, error);
   if (!devices || !ParseElements(options.unknownElements, options.behaviour.unknownElements, error) ||

@@ -18,6 +18,9 @@
 namespace media_adapter::platform {
 namespace {
 
+// What it takes to find that nothing has come: who looks again and again sees time go on.
+constexpr std::chrono::microseconds kOneLook{1};
+
 sim::SimWorld& World() { return sim::SimWorld::Current(); }
 
 }  // namespace
@@ -147,6 +150,7 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& re
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
   const auto datagram = World().Receive(handle_, sender);
+  if (!datagram) World().Advance(kOneLook);
   if (!datagram || datagram->size() > buffer.size()) return -1;
   std::ranges::copy(*datagram, buffer.begin());
   return static_cast<int>(datagram->size());
