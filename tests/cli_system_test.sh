@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # media-adapter as a person runs it: files both ways, refusals, settings, hostile volumes, the terminal.
 # usage: cli_system_test.sh MEDIA_ADAPTER_SIM MEDIA_ADAPTER...
-# Each test has a device or two of its own; test_files goes first and fills the volume of cli-main. What needs a terminal
-# (script) or links is not run under Wine. Needs jq, too.
+# Each test has a device or two of its own; refusals come from the volume of cli-main that test_files has filled. What
+# needs a terminal (script) or links is not run under Wine. Needs jq, too.
 # shellcheck source=tests/support/devices.sh
 . "$(dirname "$0")/support/devices.sh" "$@"
 
@@ -36,6 +36,8 @@ make_hostile_volume() {
 
 # A script on standard input: a whole tree there and back, one file to standard output, lists for programs and people.
 test_files() {
+  mkdir files.tmp
+  export TMPDIR=$work/files.tmp
   mkdir back
   expect_code 0 "files" on cli-main >files.out 2>files.err <<'END'
 format --yes
@@ -82,6 +84,11 @@ test_refusals() {
     '{"name":"j","folder":true,"attributes":"d----","size":0,"modified":"20'
   expect_count 7 json.out '' # a line for each command
   expect_not_on_volume cli-main.img /after
+}
+
+test_volume() {
+  test_files
+  test_refusals
 }
 
 # usage_case CODE WHAT ARGUMENT...: the messages in usage.err
@@ -215,8 +222,7 @@ make_files
 make_hostile_volume
 start_simulator "127.0.0.71,cli-main 127.0.0.72,cli-locked,secret 127.0.0.73,cli-hostile 127.0.0.75,cli-asked,secret"
 start_simulator 127.0.0.76,cli-slow --delay 5
-test_files
 start_simulator 127.0.0.70,cli-gaps,secret --unknown-element 8.2 --untold-element 8.0 --untold-element 2.0
 is_windows || posix_tests="test_hostile_volume test_terminal test_prompt"
 # shellcheck disable=SC2086  # words
-run_all test_refusals test_gaps test_usage test_settings ${posix_tests-} && echo "cli system test: passed"
+run_all test_volume test_gaps test_usage test_settings ${posix_tests-} && echo "cli system test: passed"
