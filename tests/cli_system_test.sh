@@ -94,18 +94,18 @@ test_volume() {
 # usage_case CODE WHAT ARGUMENT...: the messages in usage.err
 usage_case() { expect_code "$1" "$2" "${tool[@]}" "${@:3}" </dev/null 2>>usage.err; }
 test_usage() {
-  local main=(--interface 127.0.0.1 --device cli-main)
-  usage_case 2 "slip in the last command" "${main[@]}" -c 'mkdir /slip' -c 'ls "'
+  local device=(--interface 127.0.0.1 --device cli-usage)
+  usage_case 2 "slip in the last command" "${device[@]}" -c 'mkdir /slip' -c 'ls "'
   usage_case 2 "unknown command" frob
-  usage_case 2 "format asks" "${main[@]}" format
-  usage_case 2 "get into no folder" "${main[@]}" get /a /b /c
+  usage_case 2 "format asks" "${device[@]}" format
+  usage_case 2 "get into no folder" "${device[@]}" get /a /b /c
   usage_case 1 "no such device" --interface 127.0.0.1 --device cli-nobody ls
   usage_case 2 "several devices" --interface 127.0.0.1 ls
   is_windows && elsewhere=127.0.0.2x # Wine binds to any address
   usage_case 1 "an address of another machine" --interface "${elsewhere-198.51.100.7}" search
   expect_text usage.err "no such command: frob" "choose one by name, index, MAC or address with --device" \
     "no interface of this machine has this address (status 11)"
-  expect_not_on_volume cli-main.img /slip
+  expect_not_on_volume cli-usage.img /slip
 }
 
 # Settings: there and back, checked before sending, secrets only from files; then the device moves.
@@ -197,21 +197,13 @@ test_terminal() {
 # The shell asks once for each device, and shows nothing of the answer.
 test_prompt() {
   {
-    wait_for ask.tty "cli-asked:/> "
-    echo connect
-    wait_for ask.tty "Password of cli-asked"
-    sleep 0.2
-    echo secret
-    wait_for ask.tty connected
-    printf 'device cli-gaps\nconnect\n'
-    wait_for ask.tty "Password of cli-gaps"
-    sleep 0.2
-    echo secret
+    type_after ask.tty "cli-asked:/> " 'connect\n'
+    type_after ask.tty "Password of cli-asked" 'secret\n'
+    type_after ask.tty connected 'device cli-gaps\nconnect\n'
+    type_after ask.tty "Password of cli-gaps" 'secret\n'
     sleep 1
     printf 'device cli-asked\nconnect\n'
-    sleep 1
-    echo exit
-    sleep 0.5
+    leave_shell
   } | terminal ask.tty cli-asked shell
   expect_count 3 ask.tty '^connected'
   [ "$(grep -o 'Password of' ask.tty | wc -l)" = 2 ] || fail "not asked twice: $(cat ask.tty)"
@@ -220,7 +212,7 @@ test_prompt() {
 
 make_files
 make_hostile_volume
-start_simulator "127.0.0.71,cli-main 127.0.0.72,cli-locked,secret 127.0.0.73,cli-hostile 127.0.0.75,cli-asked,secret"
+start_simulator "127.0.0.71,cli-main 127.0.0.72,cli-locked,secret 127.0.0.73,cli-hostile 127.0.0.75,cli-asked,secret 127.0.0.77,cli-usage"
 start_simulator 127.0.0.76,cli-slow --delay 5
 start_simulator 127.0.0.70,cli-gaps,secret --unknown-element 8.2 --untold-element 8.0 --untold-element 2.0
 is_windows || posix_tests="test_hostile_volume test_terminal test_prompt"

@@ -119,15 +119,11 @@ test_second_interrupt() {
 }
 test_interrupt_in_shell() {
   {
-    wait_for shell.tty "vol-shell:/> "
-    echo "put slow.bin next.bin /"
+    type_after shell.tty "vol-shell:/> " 'put slow.bin next.bin /\n'
     wait_for_change vol-shell.img
     printf '\003'
-    wait_for shell.tty "put: interrupted"
-    echo "ls /"
-    sleep 1
-    echo exit
-    sleep 1
+    type_after shell.tty "put: interrupted" 'ls /\n'
+    leave_shell
   } | terminal shell.tty vol-shell shell
   expect_text shell.tty "back to the prompt" "200000"
   expect_on_volume vol-shell.img slow.bin slow.bin
@@ -135,16 +131,17 @@ test_interrupt_in_shell() {
   expect_clean vol-shell.img
 }
 
-# Two runs at once: the second waits, or fails when it may not; both files are there in the end.
+# Two runs at once: the second waits, or fails when it may not; all files are there in the end.
 test_two_writers() {
-  on vol-turns put slow.bin / 2>first.err &
+  on vol-turns put big.bin slow.bin / 2>first.err &
   local first=$!
-  sleep 1
+  wait_for_change vol-turns.img
   expect_code 1 "not waiting" on vol-turns --no-wait put old.bin / 2>turns.err &
   expect_code 0 "waiting" on vol-turns put next.bin / 2>second.err
   expect_code 0 "first writer" wait $first
   wait_for turns.err "another run of media-adapter works on it"
   expect_text second.err "waiting: another run of media-adapter works on device \"vol-turns\""
+  expect_on_volume vol-turns.img big.bin big.bin
   expect_on_volume vol-turns.img slow.bin slow.bin
   expect_on_volume vol-turns.img next.bin next.bin
   expect_not_on_volume vol-turns.img old.bin
@@ -215,13 +212,11 @@ test_foreign_names() {
   echo 5 >Äa && echo 6 >Öb
   expect_code 0 "two more" on vol-foreign -c 'mkdir /two' -c 'put Äa Öb /two'
   {
-    wait_for tab.tty "vol-foreign:/> "
-    printf 'get /two/\t'
+    type_after tab.tty "vol-foreign:/> " 'get /two/\t'
     sleep 0.5
     printf 'Ö\tback/tabbed\n'
     wait_for tab.tty "-> back/tabbed"
-    echo exit
-    sleep 0.5
+    leave_shell
   } | terminal tab.tty vol-foreign shell
   expect_same back/tabbed Öb
 }

@@ -7,7 +7,7 @@ simulator=$1 tool=("${@:2}")
 is_windows() { [[ ${tool[0]} = *wine.sh ]]; }
 work=$(mktemp -d)
 cd "$work" || exit 1
-export MTOOLS_SKIP_CHECK=1 TMPDIR=$work/tmp LC_ALL=C.UTF-8
+export PATH=$PATH:/usr/sbin:/sbin MTOOLS_SKIP_CHECK=1 TMPDIR=$work/tmp LC_ALL=C.UTF-8
 # Nothing of the user who runs the tests: neither settings nor locks.
 export XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config
 unset MEDIA_ADAPTER_INTERFACE MEDIA_ADAPTER_DEVICE MEDIA_ADAPTER_PASSWORD_FILE
@@ -37,6 +37,17 @@ run() { "${tool[@]}" --interface 127.0.0.1 "$@"; }
 on() { run --device "$@"; }
 # terminal TEXT-FILE DEVICE COMMAND: standard input is what a person types
 terminal() { script -qefc "exec '${tool[0]}' --interface 127.0.0.1 --device $2 $3" "$1" >/dev/null || fail "$1: $(cat "$1")"; }
+# type_after FILE TEXT LINE: what a person types when a line of the terminal has this text
+type_after() {
+  wait_for "$1" "$2"
+  sleep 0.2
+  printf '%b' "$3"
+}
+leave_shell() {
+  sleep 1
+  echo exit
+  sleep 1
+}
 
 # make_volume IMAGE
 make_volume() { truncate -s 8M "$1" && mkfs.fat -F 16 -s 2 -f 1 "$1" >/dev/null || exit 1; }
