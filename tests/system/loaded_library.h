@@ -1,11 +1,19 @@
-// The built library, loaded at run time as an application of any language would do it, and its exports by name.
+// The built library, loaded at run time as an application of any language would do it, and its exports by name. Each
+// operating system has its own file behind it.
+//
+// Every test runs beside simulated devices, started by with_devices.sh as this folder's CMakeLists.txt says: names,
+// addresses and faults stand there. Each suite has addresses of its own, since they run side by side.
 #pragma once
 
+#include <cstddef>
+#include <stdexcept>
 #include <string>
 
 #include "api/media_adapter.h"
 
 namespace media_adapter::system_tests {
+
+inline constexpr const char* kPassword = "secret";  // every device's
 
 class LoadedLibrary {
  private:
@@ -16,18 +24,25 @@ class LoadedLibrary {
       return reinterpret_cast<Function*>(address);
     }
   };
-  Symbol Find(const char* name) const;  // throws when it is not exported
+  static void* Load();                        // null when it cannot be loaded
+  void* FindAddress(const char* name) const;  // null when it is not exported
+  Symbol Find(const char* name) const {
+    void* const address = handle_ == nullptr ? nullptr : FindAddress(name);
+    return address != nullptr ? Symbol{address} : throw std::runtime_error(std::string("no ") + name);
+  }
 
-  void* handle_;
+  void* handle_ = Load();
 
  public:
   // Throws when it cannot be loaded or bound to this machine's own network.
-  LoadedLibrary();
+  LoadedLibrary() {
+    if (SetIpInterface("127.0.0.1") != MEDIA_ADAPTER_OK) throw std::runtime_error("no loopback network");
+  }
   ~LoadedLibrary() { Unload(); }
   LoadedLibrary(const LoadedLibrary&) = delete;
   LoadedLibrary& operator=(const LoadedLibrary&) = delete;
   void Unload();
-  static std::string Path();
+  static size_t WritableBytes();  // of its segments; 0 while it is not loaded
 
   decltype(&API_Search) Search = Find("API_Search");
   decltype(&API_GetConfiguration) GetConfiguration = Find("API_GetConfiguration");
@@ -45,5 +60,7 @@ class LoadedLibrary {
   decltype(&API_Terminate) Terminate = Find("API_Terminate");
   decltype(&API_SetIpInterface) SetIpInterface = Find("API_SetIpInterface");
 };
+
+size_t AllocatedBytes();  // by this process
 
 }  // namespace media_adapter::system_tests

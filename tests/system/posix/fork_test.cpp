@@ -13,7 +13,6 @@
 #include <thread>
 
 #include "tests/system/loaded_library.h"
-#include "tests/system/simulated_device.h"
 
 namespace media_adapter::system_tests {
 namespace {
@@ -59,7 +58,6 @@ void UseAndLeave(LoadedLibrary& library, bool unloads) {
 
 // The children leave while the parent is in the middle of a call, with the library's locks held.
 TEST(Fork, AChildGivesUpAndLeavesAtOnceAndTheParentGoesOn) {
-  SimulatedDevice device("127.0.0.48", "forked");
   LoadedLibrary library;
   uint32_t found = 0;
   std::thread caller([&] { found = library.Search("forked")->deviceCount; });

@@ -10,8 +10,8 @@
 
 #include "platform/local_files.h"
 #include "platform/thread.h"
+#include "tests/support/temp_folder.h"
 #include "tests/system/loaded_library.h"
-#include "tests/system/simulated_device.h"
 
 namespace {
 
@@ -74,7 +74,6 @@ TEST(HungWrite, AWriterIsStoppedByForceWithBytesUnwritten) {
 [[noreturn]] void ExitInAHungWrite() {
   std::atexit([] { std::this_thread::sleep_for(1500ms); });  // called when the library has been stopped
   static const sim::TempFolder folder;
-  static SimulatedDevice device("127.0.0.49", "hung");
   static auto& library = *new LoadedLibrary;
   sim::WriteWholeFile(folder / "file", sim::Pattern(300000));
   std::string root = "\\";

@@ -1,0 +1,39 @@
+#include "tests/system/loaded_library.h"
+
+#include <windows.h>
+
+#include <span>
+#include <utility>
+
+namespace media_adapter::system_tests {
+
+void* LoadedLibrary::Load() { return LoadLibraryA(MEDIA_ADAPTER_LIBRARY); }
+void* LoadedLibrary::FindAddress(const char* name) const {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name));
+}
+void LoadedLibrary::Unload() {
+  if (handle_ != nullptr) FreeLibrary(static_cast<HMODULE>(std::exchange(handle_, nullptr)));
+}
+
+size_t LoadedLibrary::WritableBytes() {
+  const auto* const base = reinterpret_cast<const uint8_t*>(GetModuleHandleA(MEDIA_ADAPTER_LIBRARY));
+  if (base == nullptr) return 0;
+  const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+  const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+  size_t bytes = 0;
+  for (const auto& section : std::span(IMAGE_FIRST_SECTION(headers), headers->FileHeader.NumberOfSections)) {
+    if ((section.Characteristics & IMAGE_SCN_MEM_WRITE) != 0) bytes += section.Misc.VirtualSize;
+  }
+  return bytes;
+}
+
+size_t AllocatedBytes() {
+  size_t bytes = 0;
+  PROCESS_HEAP_ENTRY entry{};
+  while (HeapWalk(GetProcessHeap(), &entry) != 0) {
+    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+  }
+  return bytes;
+}
+
+}  // namespace media_adapter::system_tests
