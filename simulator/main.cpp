@@ -204,7 +204,7 @@ int Play(const Options& options, std::vector<DeviceOptions> devices) {
 int RunTool(int argc, char** argv) {
   CLI::App app(kDescription, "media-adapter-sim");
   Options options;
-  app.set_version_flag("--version", "media-adapter-sim " MEDIA_ADAPTER_VERSION);
+  app.set_version_flag("--version", "media-adapter-sim " MEDIA_ADAPTER_TOOL_VERSION);
   Declare(app, options);
   try {
     app.parse(argc, argv);
