@@ -75,6 +75,7 @@ else()
 endif()
 
 add_library(mediaadapter SHARED ${platform_folder}/load_hook.cpp)
+add_library(MediaAdapter::MediaAdapter ALIAS mediaadapter)
 target_link_libraries(mediaadapter PRIVATE media_adapter_core media_adapter_platform media_adapter_wire)
 target_include_directories(mediaadapter INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

@@ -18,6 +18,10 @@ endif()
 
 find_program(DOXYGEN doxygen)
 if(DOXYGEN)
+  set(reference_warnings_as_errors NO)
+  if(CMAKE_COMPILE_WARNING_AS_ERROR)
+    set(reference_warnings_as_errors YES)
+  endif()
   configure_file(${reference_source}/Doxyfile.in ${reference_folder}/Doxyfile @ONLY)
   add_custom_command(OUTPUT ${reference_folder}/html/index.html
     COMMAND ${DOXYGEN} ${reference_folder}/Doxyfile
