@@ -2,26 +2,41 @@
  * media_adapter.h - find media adapters on the local network, read and write their settings, and use the mass
  * storage behind them.
  *
- * Fifteen plain, blocking functions (C11 and C++20, C linkage). Any thread may call any of them; calls are serialised
- * inside the library. Loading the library starts its one worker thread, unloading it stops it; there is nothing to
- * initialise and nothing to free. Unloading and the end of the process end a call that is inside, with
- * MEDIA_ADAPTER_NO_RESPONSE, and take up to 1.1 seconds when the worker hangs in the host's file system. A worker that
- * cannot be ended even by force (an uninterruptible wait of the system) stays behind: a process may end over it, but
- * should not unload the library.
- *
- * Forked children have the library's memory, but no worker: in them every call returns MEDIA_ADAPTER_NO_RESPONSE (a
- * search: no devices) at once, and unloading and exit do nothing. The parent goes on undisturbed. A child that wants to
- * use the library unloads it and loads it anew, or executes a program.
+ * Fifteen plain, blocking functions (C11 and C++20, C linkage). Loading the library starts its one worker thread,
+ * unloading it stops it; there is nothing to initialise and nothing to free.
  *
  * Results. Every function but API_SetIpInterface and API_Terminate returns the address of a record inside the library.
  * The address is the same on every call and stays valid until the library is unloaded. The contents belong to the last
- * call that used the same record (the eight functions that return StatusResult share one), from whatever thread: take
- * what you need before another thread can call.
+ * call that used the same record (the eight functions that return StatusResult share one), from whatever thread.
+ *
+ * Threads. Any thread may call any function; calls are serialised inside the library. The lock inside does not cover
+ * what a caller does with a result: where several threads call, hold one lock of your own around each call and the
+ * copying of what you need of its result, the same lock for all functions.
+ *
+ * Layouts. The records below are part of the binary interface: their sizes, the offsets of their fields and the
+ * numbers of statuses and limits stay the same as long as the library's name does (libmediaadapter.so.1,
+ * mediaadapter.dll). What a version adds are functions and statuses. Compile with the default packing.
+ *
+ * No cancellation. A call cannot be called back by another thread. Only unloading the library and the end of the
+ * process end a call that is inside, with MEDIA_ADAPTER_NO_RESPONSE; they take up to 1.1 seconds when the worker hangs
+ * in the host's file system. A worker that cannot be ended even by force (an uninterruptible wait of the system) stays
+ * behind: a process may end over it, but should not unload the library.
+ *
+ * Long requests. Once its turn has come, a call waits for its request for 60 seconds at most. Then it returns
+ * MEDIA_ADAPTER_NO_RESPONSE, its message empty or an earlier call's, while the request goes on: it still writes the
+ * local file and the progress value, and in the end its true status and message into the record. After a call that took
+ * so long, wait for the end of its request: requests run one after another, so one that changes nothing ends only after
+ * it. Repeat API_SetIpInterface with the address that is bound already (or "" for any) for as long as it returns
+ * MEDIA_ADAPTER_NO_RESPONSE, as it gives up after 60 seconds itself; then read status and message from the record that
+ * the first call returned. Make no other call in between. A call that gives up while another's request is still running
+ * has not begun and never will.
+ *
+ * Forks. Forked children have the library's memory, but no worker: in them every call returns
+ * MEDIA_ADAPTER_NO_RESPONSE (a search: no devices) at once, and unloading and exit do nothing. The parent goes on
+ * undisturbed. A child that wants to use the library unloads it and loads it anew, or executes a program.
  *
  * Statuses. A result's `status` is one of the MEDIA_ADAPTER_... values below or a status of the device that this list
- * does not know, as the device gave it; `message` is its English text. A call that the worker does not finish within 60
- * seconds returns MEDIA_ADAPTER_NO_RESPONSE; the request may still complete later, and writes its own status into the
- * record then.
+ * does not know, as the device gave it; `message` is its English text.
  *
  * Memory. Without memory for a request nothing is sent and it returns MEDIA_ADAPTER_NO_RESPONSE, a search no devices;
  * when memory runs out in the middle of it, MEDIA_ADAPTER_NOT_ENOUGH_MEMORY (API_SetIpInterface:
@@ -30,23 +45,35 @@
  * Checks. A request to a device is checked before anything is sent, in this order: device index (255), password longer
  * than 16 characters (254), paths null, empty or longer than 259 characters (243). A null password is the empty one.
  *
- * Storage. The volume behind a device belongs to one program on one host at a time: nothing keeps two that write to it
- * from losing files. Its layout is remembered until another device is used: a medium that was changed or exchanged
- * elsewhere asks for a new start of the library. Nothing is rolled back after a failure on the way; each function says
- * what it may leave. A damaged volume costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that
- * leaves the volume, a size that the volume cannot hold, or a step that would store something in a folder's own
- * clusters.
+ * One writer. The volume behind a device belongs to one program on one host at a time: nothing keeps two that write to
+ * it from losing files, neither the device nor the library. The volume's layout is remembered until another device is
+ * used: a medium that was changed or exchanged elsewhere asks for a new start of the library.
  *
- * Texts are NUL-terminated single-byte strings. They are read when the call's turn has come, and not after it has
+ * Failures. Nothing is rolled back after a failure on the way; each function says what it may leave. A damaged volume
+ * costs a request its result: MEDIA_ADAPTER_INVALID_SECTOR_ADDRESS for a chain that leaves the volume, a size that the
+ * volume cannot hold, or a step that would store something in a folder's own clusters.
+ *
+ * Texts. They are NUL-terminated single-byte strings. They are read when the call's turn has come, and not after it has
  * returned; threads may pass the same text, also one that loses its trailing separator. Device paths start at the root
  * and separate names with a backslash: "\\music\\song.mp3" in C; "\\" is the root. Letter case does not matter in
- * device paths, for A to Z. A byte of a name on the volume is the character of the same number, U+00XX, whatever the
- * bytes mean to the host.
+ * device paths, for A to Z.
+ *
+ * Names. A byte of a name on the volume is the character of the same number, U+00XX (ISO 8859-1), whatever the bytes
+ * mean to the host: the library converts nothing. A program that works in UTF-8 converts each character up to U+00FF to
+ * the byte of its number before a call, each byte of a listed name to the character of its number after it, and refuses
+ * what lies above. Local paths are the host's own, byte for byte.
  */
 #ifndef MEDIA_ADAPTER_H
 #define MEDIA_ADAPTER_H
 
 #include <stdint.h>
+
+/* The version of this header, and one number to compare: 10203 is 1.2.3. */
+#define MEDIA_ADAPTER_VERSION_MAJOR 1
+#define MEDIA_ADAPTER_VERSION_MINOR 0
+#define MEDIA_ADAPTER_VERSION_PATCH 0
+#define MEDIA_ADAPTER_VERSION \
+  (MEDIA_ADAPTER_VERSION_MAJOR * 10000 + MEDIA_ADAPTER_VERSION_MINOR * 100 + MEDIA_ADAPTER_VERSION_PATCH)
 
 #if defined(_WIN32)
 #if defined(MEDIA_ADAPTER_BUILD)

@@ -30,9 +30,11 @@ sockaddr_in LoopbackAddress(const char* address, uint16_t port) {
 }
 
 std::vector<uint8_t> Item(uint8_t index, std::span<const uint8_t> value) {
-  std::vector<uint8_t> item = {wire::kFileAccessClass, index, 0, 0};
+  std::vector<uint8_t> item(wire::kItemHeaderSize + value.size());
+  item[0] = wire::kFileAccessClass;
+  item[1] = index;
   WriteU16(item, 2, static_cast<uint16_t>(value.size()));
-  item.insert(item.end(), value.begin(), value.end());
+  std::ranges::copy(value, item.begin() + wire::kItemHeaderSize);
   return item;
 }
 
@@ -95,8 +97,8 @@ void BareClient::Stream(uint32_t sector, uint32_t size, const std::string& path)
 }
 
 BareClient::Datagram BareClient::Build(wire::Command command, uint16_t sequence, std::span<const uint8_t> body) const {
-  Datagram datagram(wire::kHeaderSize);
-  datagram.insert(datagram.end(), body.begin(), body.end());
+  Datagram datagram(wire::kHeaderSize + body.size());
+  std::ranges::copy(body, datagram.begin() + wire::kHeaderSize);
   WriteU32(datagram, wire::kMagicOffset, wire::kMagic);
   datagram[wire::kCommandOffset] = static_cast<uint8_t>(command);
   datagram[wire::kFormatOffset] = wire::kFormatByte;

@@ -127,7 +127,7 @@ int Run(std::vector<std::string> arguments) {
   VolumeWriter writer(session, output);
   Context context{session, output, writer};
   CLI::App app("Finds media adapters, reads and writes their settings and the files behind them.", "media-adapter");
-  app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_VERSION);
+  app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_TOOL_VERSION);
   app.footer(kFooter);
   AddGlobalOptions(app, options);
   Action action;

@@ -21,6 +21,16 @@ file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig 
 configure_file(cmake/media-adapter.pc.in media-adapter.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/media-adapter.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall
+    COMMAND ${CMAKE_COMMAND} -D manifest=${PROJECT_BINARY_DIR}/install_manifest.txt
+      -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
+    COMMENT "Removing what the last installation brought" VERBATIM)
+endif()
+
+# The folder of global Lua plugins of a Wireshark that is installed below the same prefix.
+install(FILES tools/wireshark/media_adapter.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins)
+
 foreach(tool media-adapter media-adapter-sim)
   if(TARGET ${tool})
     set_target_properties(${tool} PROPERTIES INSTALL_RPATH $ORIGIN/${library_from_bin})

@@ -1,6 +1,13 @@
 # The library, in the layers of docs/architecture.md. Everything above the platform floor is compiled once and linked
 # into the shared library (with this system's floor) and into the tests (with a simulated one).
 
+# The header says which version it is; there is one version.
+file(STRINGS ${PROJECT_SOURCE_DIR}/api/media_adapter.h header_version REGEX "define MEDIA_ADAPTER_VERSION_[A-Z]+ [0-9]+")
+string(REGEX REPLACE "[^0-9]+" "." header_version "${header_version}")
+if(NOT header_version STREQUAL ".${PROJECT_VERSION}")
+  message(FATAL_ERROR "The project's version is ${PROJECT_VERSION}, that of api/media_adapter.h is another.")
+endif()
+
 # The wire format and the element table: no state, no I/O. The simulator and the command-line tool use them too.
 add_library(media_adapter_wire STATIC
   protocol/element_table.cpp
@@ -68,6 +75,7 @@ else()
 endif()
 
 add_library(mediaadapter SHARED ${platform_folder}/load_hook.cpp)
+add_library(MediaAdapter::MediaAdapter ALIAS mediaadapter)
 target_link_libraries(mediaadapter PRIVATE media_adapter_core media_adapter_platform media_adapter_wire)
 target_include_directories(mediaadapter INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

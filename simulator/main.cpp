@@ -1,5 +1,5 @@
 // media-adapter-sim: plays media adapters on this machine, each with an image file as its mass storage.
-// Exit status: 0 ended by SIGINT or SIGTERM, 1 an image or a socket cannot be used, 2 usage.
+// Exit status: 0 ended by SIGINT or SIGTERM, 1 a file or a socket cannot be used, 2 usage.
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -36,7 +36,7 @@ constexpr const char* kExamples =
     "  [{\"address\": \"127.0.0.11\", \"name\": \"a\", \"image\": \"a.img\", \"password\": \"\", "
     "\"mac\": \"02:00:7f:00:00:0b\"}]\n"
     "\n"
-    "Exit status: 0 after a signal to end, 1 when an image or a socket cannot be used, 2 for wrong usage.";
+    "Exit status: 0 after a signal to end, 1 when a file or a socket cannot be used, 2 for wrong usage.";
 
 struct Options {
   std::vector<std::string> devices;
@@ -105,6 +105,9 @@ void Declare(CLI::App& app, Options& options) {
          "--log-writes", options.server.writeLogPath,
          "Append a line \"SECTOR COUNT\" for every accepted write, in order; with several devices, the device's "
          "address follows")
+      ->type_name("FILE");
+  app.add_option("--pcap", options.server.pcapPath,
+                 "Write every datagram that arrives and every one that is sent to this file, for Wireshark")
       ->type_name("FILE");
   app.add_flag("--verbose", options.server.isVerbose, "Print one line for every datagram");
   app.add_flag("--any-interface", options.server.allowsAnyInterface,
@@ -201,6 +204,7 @@ int Play(const Options& options, std::vector<DeviceOptions> devices) {
 int RunTool(int argc, char** argv) {
   CLI::App app(kDescription, "media-adapter-sim");
   Options options;
+  app.set_version_flag("--version", "media-adapter-sim " MEDIA_ADAPTER_TOOL_VERSION);
   Declare(app, options);
   try {
     app.parse(argc, argv);

@@ -71,6 +71,13 @@ void DeviceSocket::Close() {
   handle_ = -1;
 }
 
+platform::Endpoint DeviceSocket::LocalEndpoint() const {
+  sockaddr_in system{};
+  socklen_t size = sizeof system;
+  getsockname(handle_, reinterpret_cast<sockaddr*>(&system), &size);
+  return FromSystem(system);
+}
+
 UdpServer::UdpServer(ServerOptions options)
     : options_(std::move(options)),
       arriving_(options_.faults),
@@ -94,6 +101,7 @@ bool UdpServer::Open(std::string& error) {
       return false;
     }
   }
+  if (!options_.pcapPath.empty() && !pcap_.Open(options_.pcapPath, error)) return false;
   return broadcast_.Bind(platform::kBroadcastAddress, true, error);
 }
 
@@ -111,7 +119,7 @@ bool UdpServer::Bind(Device& device, std::string& error) {
 
 bool UdpServer::Run(const volatile std::sig_atomic_t& stop, const sigset_t& waitMask, std::string& error) {
   std::vector<pollfd> watched(devices_.size() + 1);
-  while (stop == 0 && !hasLogFailed_) {
+  while (stop == 0 && AreFilesWhole(error)) {
     for (size_t i = 0; i < devices_.size(); ++i) watched[i] = {devices_[i].socket.Handle(), POLLIN, 0};
     watched.back() = {broadcast_.Handle(), POLLIN, 0};
 
@@ -128,8 +136,13 @@ bool UdpServer::Run(const volatile std::sig_atomic_t& stop, const sigset_t& wait
     }
     RunTimers(now);
   }
+  return AreFilesWhole(error);
+}
+
+bool UdpServer::AreFilesWhole(std::string& error) const {
   if (hasLogFailed_) error = options_.writeLogPath + ": cannot be written";
-  return !hasLogFailed_;
+  if (!pcap_.IsWhole()) error = options_.pcapPath + ": cannot be written";
+  return !hasLogFailed_ && pcap_.IsWhole();
 }
 
 void UdpServer::Receive(size_t route, Time now) {
@@ -142,6 +155,7 @@ void UdpServer::Receive(size_t route, Time now) {
   const std::span<const uint8_t> datagram = std::span(buffer_).first(static_cast<size_t>(size));
   const platform::Endpoint sender = FromSystem(system);
   if (sender.address[0] != kLoopbackNetwork && !options_.allowsAnyInterface) return;
+  if (pcap_.IsOpen()) pcap_.Write(sender, socket.LocalEndpoint(), datagram);
   if (!arriving_.IsActive()) {
     Deliver(route, datagram, sender, now);
   } else {
@@ -185,6 +199,7 @@ void UdpServer::Transmit(size_t route, const platform::Endpoint& receiver, std::
   const sockaddr_in system = ToSystem(receiver);
   const ssize_t sent = sendto(socket.Handle(), datagram.data(), datagram.size(), 0,
                               reinterpret_cast<const sockaddr*>(&system), sizeof system);
+  if (pcap_.IsOpen() && sent >= 0) pcap_.Write(socket.LocalEndpoint(), receiver, datagram);
   // A datagram that cannot be sent is as good as lost; the protocol gets over that.
   if (options_.isVerbose) Print(route, "->", receiver, datagram, sent < 0 ? std::strerror(errno) : nullptr);
 }

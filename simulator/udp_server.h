@@ -17,6 +17,7 @@
 
 #include "simulator/device_model.h"
 #include "simulator/fault_layer.h"
+#include "simulator/pcap_file.h"
 
 namespace media_adapter::simulator {
 
@@ -25,6 +26,7 @@ struct ServerOptions {
   bool isVerbose = false;
   bool allowsAnyInterface = false;
   std::string writeLogPath;  // empty: none
+  std::string pcapPath;      // empty: none
 };
 
 // An IPv4 UDP socket on the device port, or none.
@@ -43,6 +45,7 @@ class DeviceSocket {
   void Close();
   bool IsOpen() const { return handle_ >= 0; }
   int Handle() const { return handle_; }
+  platform::Endpoint LocalEndpoint() const;
 
  private:
   int handle_ = -1;
@@ -57,10 +60,10 @@ class UdpServer {
 
   // Puts a device on its address. False with `error` in words for a user.
   bool Add(std::unique_ptr<DeviceModel> model, std::string& error);
-  // Opens the broadcast socket and the write log, once all devices are there.
+  // Opens the broadcast socket, the write log and the capture, once all devices are there.
   bool Open(std::string& error);
   // Serves until `stop` is not 0. Signals are delivered under `waitMask` and only while it waits, so that none is
-  // missed. False with `error` when waiting or the write log failed.
+  // missed. False with `error` when waiting or one of the files failed.
   bool Run(const volatile std::sig_atomic_t& stop, const sigset_t& waitMask, std::string& error);
 
  private:
@@ -83,6 +86,7 @@ class UdpServer {
   bool FollowAddress(Device& device);
   void CloseFormerSocket(size_t index);
   bool LogWrites(Device& device);
+  bool AreFilesWhole(std::string& error) const;
   std::optional<Time> NextTime() const;
   void Print(size_t route, const char* direction, const platform::Endpoint& peer, std::span<const uint8_t> datagram,
              const char* remark) const;
@@ -94,6 +98,7 @@ class UdpServer {
   FaultLayer leaving_;
   std::FILE* writeLog_ = nullptr;
   bool hasLogFailed_ = false;
+  PcapFile pcap_;
   Time start_{};
   std::array<uint8_t, 65536> buffer_{};  // no UDP datagram is longer
 };

@@ -1,0 +1,26 @@
+# Removes the files of an installation, and the folders that are empty then and can only have been its own.
+#   cmake -D manifest=install_manifest.txt -P uninstall.cmake
+if(NOT EXISTS ${manifest})
+  message(FATAL_ERROR "Nothing was installed from this build folder: there is no ${manifest}.")
+endif()
+file(STRINGS ${manifest} files)
+foreach(file IN LISTS files)
+  message(STATUS "Removing: $ENV{DESTDIR}${file}")
+  file(REMOVE "$ENV{DESTDIR}${file}")
+  cmake_path(GET file PARENT_PATH folder)
+  list(APPEND folders ${folder})
+endforeach()
+
+# The longest first: a folder inside another goes before it.
+list(REMOVE_DUPLICATES folders)
+list(SORT folders ORDER DESCENDING)
+foreach(folder IN LISTS folders)
+  while(folder MATCHES "/(MediaAdapter|[Mm]edia[-_][Aa]dapter)(/|$)")
+    file(GLOB rest LIST_DIRECTORIES true "$ENV{DESTDIR}${folder}/*")
+    if(rest OR NOT IS_DIRECTORY "$ENV{DESTDIR}${folder}")
+      break()
+    endif()
+    file(REMOVE_RECURSE "$ENV{DESTDIR}${folder}")
+    cmake_path(GET folder PARENT_PATH folder)
+  endwhile()
+endforeach()
