@@ -210,7 +210,7 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint&) {
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
   if (mailbox.IsEmpty() || mailbox.Front().arrival > network.now) {
-    network.now += kOneLook;
+    network.now += fuzz::kOneLook;
     return -1;
   }
   const auto& letter = mailbox.Front();
