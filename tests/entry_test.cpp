@@ -10,7 +10,8 @@ constexpr VolumeShape kSmall{.sectorsPerCluster = 4, .rootEntries = 32};
 TEST_F(WritingTest, NamesAreStoredShortOrWithAnAlias) {
   // A name, and of its entry: the 11 characters, the case flags, the number of slots.
   const std::string rows =
-      "README.TXT>README  TXT 00 1|readme.txt>README  TXT 18 1|README.txt>README  TXT 10 1|readme>README      08 1|"
+      "README.TXT>README  TXT 00 1|readme.txt>README  TXT 18 1|README.txt>README  TXT 10 1|README.Txt>README~1TXT 00 "
+      "2|readme>README      08 1|"
       "ReadMe.txt>README~1TXT 00 2|12345678.123>12345678123 00 1|123456789>123456~1    00 2|a.html>A~1     HTM 00 2|"
       "a b>AB~1        00 2|a+.t=>A_~1    T_  00 2|[,;].a>____~1  A   00 2|x.tar.gz>X_TAR~1 GZ  00 2|"
       "..a>_~1     A   00 2|.profile>~1      PRO 00 2|My Document.html>MYDOCU~1HTM 00 3|"
@@ -204,6 +205,8 @@ TEST_F(WritingTest, ClustersOfTheFoldersOnTheWayAreNeverHandedOut) {
     EXPECT_EQ(run(freeInner, [&] { return Put("FILE", Pattern(10), "\\OUTER\\INNER"); }), 251U);
     EXPECT_EQ(run(freeInner, [&] { return Put("LAST", Pattern(10), "\\OUTER\\INNER"); }), 251U);
     EXPECT_EQ(run(freeInner, [&] { return Put("A long name", {}, "\\OUTER\\INNER"); }), 251U) << "it would grow";
+    const auto endInner = [&](const VolumeView& view) { view.SetLink(outer + 1, 1); };
+    EXPECT_EQ(run(endInner, [&] { return Put("A long name", {}, "\\OUTER\\INNER"); }), 251U) << "it breaks off";
     EXPECT_EQ(run(freeOuter, [&] { return Put("LAST", Pattern(10), "\\OUTER\\INNER"); }), 251U);
     EXPECT_EQ(run(freeOuter, [&] { return MakeFolder("\\OUTER\\INNER\\NEW"); }), 251U);
     const auto crossed = [&](const VolumeView& view) {
