@@ -88,11 +88,8 @@ class WindowTest : public LibraryTest {
     Bytes data(length, 0xEE);  // past the file's end
     for (size_t k = 0; arrival < kWrong && k < length && offset + k < content_.size(); ++k)
       data[k] = content_[offset + k];
-    Datagram packet = WithBody(request, Item(16, 3, data));
-    packet[wire::kCommandOffset] = 41;
-    packet[wire::kSenderOffset] = 1;
+    Datagram packet = WithBody(ReplyOf(request), Item(16, 3, data));
     WriteU16(packet, wire::kSequenceOffset, number);
-    std::copy_n(request.begin() + wire::kDestinationMacOffset, 6, packet.begin() + wire::kSourceMacOffset);
     return packet;
   }
 

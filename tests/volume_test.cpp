@@ -257,47 +257,24 @@ class ForgedDirectoryTest : public WritingTest {
 
 TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
   const std::string longest(260, 'y');
-  std::vector<Bytes> slots = {
-      Short("README  TXT"),
-      Short("README2 TXT", 0x20, 0x08),
-      Short("README3 TXT", 0x20, 0x10),
-      Short("README4 TXT", 0x20, 0x18),
-      Short("FOLDER     ", slot::kFolder, 0, 2),
-      Short("\x05XY     Z  "),
-      Short("A B     C D"),
-      Short("HIDDEN     ", 0x06),
-      Short("LABEL      ", 0x08),
-      Short("NOLABEL    ", 0x28),
-      Short(std::string("ZE\0O    TXT", 11)),  // ends there
-      // Well-formed: the checksum is not looked at.
-      Long(0x42, "d tail"),
-      Long(1, "head, middle,"),
-      Short("HEADMI~1   "),
-      Long(0x41, "thirteen char"),
-      Short("THIRTE~1   "),
-      // Runs that something interrupts: the short name counts.
-      Long(0x41, "deleted"),
-      Short("\xE5"
-            "ELETED    "),
-      Short("AFTERDEL   "),
-      Long(0x41, "labelled"),
-      Short("LABEL      ", 0x08),
-      Short("AFTERLAB   "),
-      Long(0x41, "ended"),
-      Bytes(slot::kLength),
-      Short("AFTERNUL   "),
-      Long(0x55, "x"),
-      Short("ORDINAL21  "),
-      Long(0x42, "lost"),
-      Long(21, "lost"),
-      Long(1, "kept"),
-      Short("KEPT       "),
-      Long(0x40, "x"),
-      Short("ORDINAL0   "),
-      // A character's low byte counts, and 0xFF is a space.
-      Long(0x41, "a\xFFz"),
-      Short("SPACE      "),
-  };
+  std::vector<Bytes> slots = {Short("README  TXT"), Short("README2 TXT", 0x20, 0x08), Short("README3 TXT", 0x20, 0x10),
+                              Short("README4 TXT", 0x20, 0x18), Short("FOLDER     ", slot::kFolder, 0, 2),
+                              Short("\x05XY     Z  "), Short("A B     C D"), Short("HIDDEN     ", 0x06),
+                              Short("LABEL      ", 0x08), Short("NOLABEL    ", 0x28),
+                              Short(std::string("ZE\0O    TXT", 11)),  // ends there
+                              // Well-formed: the checksum is not looked at.
+                              Long(0x42, "d tail"), Long(1, "head, middle,"), Short("HEADMI~1   "),
+                              Long(0x41, "thirteen char"), Short("THIRTE~1   "),
+                              // Runs that something interrupts: the short name counts.
+                              Long(0x41, "deleted"),
+                              Short("\xE5"
+                                    "ELETED    "),
+                              Short("AFTERDEL   "), Long(0x41, "labelled"), Short("LABEL      ", 0x08),
+                              Short("AFTERLAB   "), Long(0x41, "ended"), Bytes(slot::kLength), Short("AFTERNUL   "),
+                              Long(0x55, "x"), Short("ORDINAL21  "), Long(0x42, "lost"), Long(21, "lost"),
+                              Long(1, "kept"), Short("KEPT       "), Long(0x40, "x"), Short("ORDINAL0   "),
+                              // A character's low byte counts, and 0xFF is a space.
+                              Long(0x41, "a\xFFz"), Short("SPACE      ")};
   for (uint8_t ordinal = 20; ordinal >= 1; --ordinal) slots.push_back(Long(ordinal, longest.substr(0, 13)));
   slots.push_back(Short("LONGEST    "));
   slots.push_back(Short("LAST       "));
