@@ -298,8 +298,9 @@ TEST_F(WritingTest, ABrokenLongNameMarksOnlyItsOwnSlots) {
   Insert(Made(kSmall, "/A first name, of three parts, no.:10|/B second name of three parts, yes:10"));
   const auto slots = View().Slots();
   ASSERT_EQ(slots[5][0], 2);
-  slots[5][0] = 3;  // ordinals 3, 3 and 1
-  EXPECT_EQ(Delete("\\B second name"), 0U);
+  slots[4][0] = 0x44;  // ordinals 4, 4 and 1: two places in a row are left open
+  slots[5][0] = 4;
+  EXPECT_EQ(Trace(Delete("\\B second name")), "0 r:root0 r:root0 w:root0 r:root0 w:root0 r:fat0 w:fat0");
   for (size_t i = 0; i < 8; ++i) EXPECT_EQ(slots[i][0] == slot::kDeleted, i > 4) << i;
 }
 

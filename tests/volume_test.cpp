@@ -327,6 +327,7 @@ TEST_F(ForgedDirectoryTest, BrokenAndLoopingChainsEnd) {
   EXPECT_LE(Sent(Command::RFAReadData).size(), 2 * 4096U + 10) << "65536 slots, and one FAT sector for each cluster";
   std::ranges::fill(inside, uint8_t{0});
   EXPECT_TRUE(List("\\DIR").empty());
+  EXPECT_EQ(Read("\\DIR")->entries[0].number, 0U) << "no row of the listing before";
 }
 
 }  // namespace
