@@ -67,7 +67,7 @@ TEST_F(VolumeTest, MountChecksComeInTheirOrder) {
       {{.sectorsPerCluster = 128, .reserved = 9, .fats = 2, .rootEntries = 17}, "0 r:s0 r:root0-root1", "rounded root"},
   };
   for (const auto& row : rows) EXPECT_EQ(Trace(Mount(Forge(row.boot))), row.requests) << row.what;
-  VolumeImage image = Forge({});
+  VolumeImage image = Forge({.start = 63});
   WriteU32(image.At(0), boot::kPartitionStart, image.SectorCount());
   EXPECT_EQ(Mount(image), 251U) << "a partition past the device";
   image = Forge({});

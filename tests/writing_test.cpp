@@ -101,6 +101,13 @@ TEST_F(WritingTest, AFullVolumeTakesNoMore) {
   EXPECT_FALSE(Wrote());
   EXPECT_EQ(Put("OLD", Pattern(1024)), 0U) << "what it frees it may use";
   EXPECT_EQ(Get("\\OLD"), Pattern(1024));
+  // A device that ends before its volume, behind ten clusters.
+  image = Made(kSmall);
+  image.SetSectorCount(VolumeView(image).data + 10 * kSmall.sectorsPerCluster);
+  Insert(image);
+  EXPECT_EQ(Put("ELEVEN", Pattern(10 * 2048 + 1)), 249U);
+  EXPECT_FALSE(Wrote());
+  EXPECT_EQ(Put("TEN", Pattern(10 * 2048)), 0U);
 }
 
 // Nothing is rolled back and nothing goes on: what was sent is what a good network would have seen up to there. A
