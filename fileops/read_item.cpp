@@ -33,7 +33,6 @@ StatusCode ReadFile(const ReadArguments& arguments, const FoundEntry& item) {
   if (!folder || folder->empty() || folder->size() > MEDIA_ADAPTER_MAX_PATH) return MEDIA_ADAPTER_INVALID_PATH_LENGTH;
 
   const Progress progress(arguments.progress);
-  progress.Set(0);
   const std::string name = LastComponent(arguments.devicePath);
   const auto localPath = LocalPathFor(arguments, name);
   if (!localPath) return MEDIA_ADAPTER_INVALID_PATH_LENGTH;

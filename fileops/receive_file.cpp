@@ -85,23 +85,21 @@ class ChainReader {
   // Passes over `count` sectors without reading them.
   StatusCode Skip(uint32_t count) {
     StatusCode status = MEDIA_ADAPTER_OK;
-    inCluster_ = count % fatVolume.sectorsPerCluster;
-    for (uint32_t n = count / fatVolume.sectorsPerCluster; n > 0 && status == MEDIA_ADAPTER_OK; --n) status = Follow();
+    inCluster_ += count;
+    for (; inCluster_ >= fatVolume.sectorsPerCluster && status == MEDIA_ADAPTER_OK;
+         inCluster_ -= fatVolume.sectorsPerCluster) {
+      status = Follow();
+    }
     return status;
   }
 
   // Reads the next sectors into the working area, two where they lie together in a cluster. `count`: how many.
   StatusCode Read(uint32_t& count) {
-    StatusCode status = MEDIA_ADAPTER_OK;
-    if (inCluster_ == fatVolume.sectorsPerCluster) {
-      inCluster_ = 0;
-      status = Follow();
-    }
-    if (status != MEDIA_ADAPTER_OK) return status;
+    if (const StatusCode status = Skip(0); status != MEDIA_ADAPTER_OK) return status;  // into the next cluster
     count = std::min(kMaxSectorsPerRequest, fatVolume.sectorsPerCluster - inCluster_);
-    status = ReadSectors(ClusterToSector(cluster_) + inCluster_, count);
+    const uint32_t sector = ClusterToSector(cluster_) + inCluster_;
     inCluster_ += count;
-    return status;
+    return ReadSectors(sector, count);
   }
 
  private:
@@ -116,7 +114,7 @@ class ChainReader {
   }
 
   uint32_t cluster_;
-  uint32_t inCluster_ = 0;
+  uint32_t inCluster_ = 0;  // sectors of it that are behind; all of them after its last one
 };
 
 StatusCode ReadRest(platform::LocalFile& file, uint32_t firstCluster, uint32_t size, const Progress& progress) {
