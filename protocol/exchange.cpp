@@ -30,18 +30,17 @@ struct ExchangeRule {
   wire::Command command;
   std::array<milliseconds, kMaxRetries + 1> intervals;  // after the first sending, then after each retransmission
   bool isBroadcast = false;
-  bool staleTickIgnored = false;  // a tick that was queued when the reply came does nothing
 };
 
 consteval milliseconds operator""_ms(unsigned long long value) { return milliseconds(value); }
 
 constexpr std::array<ExchangeRule, 12> kRules = {{
-    {},
-    {"Search", wire::Command::Search, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, false},
-    {"GetConfiguration", wire::Command::GetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
-    {"SetIPConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, true},
-    {"SetConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
-    {"SetTest", wire::Command::SetTest, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
+    {},  // None: never sent
+    {"Search", wire::Command::Search, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true},
+    {"GetConfiguration", wire::Command::GetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
+    {"SetIPConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true},
+    {"SetConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
+    {"SetTest", wire::Command::SetTest, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
     {"RFAConnect", wire::Command::RFAConnect, {3000_ms, 3000_ms, 4500_ms, 9000_ms}},
     {"RFADisconnect", wire::Command::RFADisconnect, {1500_ms, 1500_ms, 1500_ms, 3000_ms}},
     {"RFAReadData", wire::Command::RFAReadData, {2000_ms, 2000_ms, 3000_ms, 6000_ms}},
@@ -77,19 +76,17 @@ void SendBy(const ExchangeRule& rule, const char* label) {
 void Exchange(Operation operation) {
   const ExchangeRule& rule = RuleOf(operation);
   SendBy(rule, rule.label);
-  ArmTimer(operation, rule.intervals[0]);
+  ArmTimer(operation, rule.intervals.front());
   while (!protocolState.operationDone) PumpOneMessage();
-  KillTimer(operation);  // still armed only when the library is stopping
 }
 
 // The next packet of a stream is often there already, or about to be; then looking for it costs less than asking the
 // queue, which sleeps.
-bool TakeWaitingPacket() {
+void TakeWaitingPacket() {
   ProtocolState& state = protocolState;
   const int looks = state.takenUnasked < kMaxTakenUnasked ? kLooksForPacket : 0;
   for (int i = 0; i < looks && !state.operationDone; ++i) OnReceive();
-  state.takenUnasked = state.operationDone ? static_cast<uint8_t>(state.takenUnasked + 1) : uint8_t{0};
-  return state.operationDone;
+  state.takenUnasked = state.operationDone ? static_cast<uint8_t>(state.takenUnasked + 1) : uint8_t{};
 }
 
 void AddressDevice(const DeviceEntry& entry) {
@@ -97,13 +94,9 @@ void AddressDevice(const DeviceEntry& entry) {
   std::ranges::copy(entry.macAddress, protocolState.targetMac.begin());
 }
 
-void OnTimer(uint32_t timerId) {
+void OnTimer(Operation operation) {
   ProtocolState& state = protocolState;
-  if (timerId == 0 || timerId >= kRules.size()) return;
-  const auto operation = static_cast<Operation>(timerId);
   const ExchangeRule& rule = RuleOf(operation);
-  if (rule.staleTickIgnored && state.replyReceived) return;
-  KillTimer(operation);
   if (state.retryCount >= kMaxRetries) {
     state.operationDone = true;
     if (operation == Operation::Transfer) {
@@ -122,7 +115,6 @@ void OnTimer(uint32_t timerId) {
 
 StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
   ProtocolState& state = protocolState;
-  if (state.quitting) return MEDIA_ADAPTER_NO_RESPONSE;
   state.pendingOperation = operation;
   state.retryCount = 0;
   state.replyReceived = false;
@@ -136,7 +128,6 @@ StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues&
 
 void RunSearch() {
   ProtocolState& state = protocolState;
-  if (state.quitting) return;
   state.pendingOperation = Operation::Search;
   state.retryCount = 0;
   state.operationDone = false;
@@ -147,9 +138,9 @@ void RunSearch() {
 
 void WaitForPacket() {
   ProtocolState& state = protocolState;
-  state.operationDone = state.quitting;
-  if (TakeWaitingPacket()) return;
-  ArmTimer(Operation::Transfer, RuleOf(Operation::Transfer).intervals[0]);
+  state.operationDone = false;
+  TakeWaitingPacket();
+  ArmTimer(Operation::Transfer, RuleOf(Operation::Transfer).intervals.front());
   while (!state.operationDone) PumpOneMessage();
   KillTimer(Operation::Transfer);
 }
@@ -160,7 +151,7 @@ void SendToAll(const char* label) { Send(label, platform::kBroadcastAddress); }
 
 void HandleMessage(const platform::Message& message) {
   if (message.kind == platform::Message::Kind::Timer) {
-    OnTimer(message.timerId);
+    OnTimer(static_cast<Operation>(message.timerId));
   } else {
     OnReceive();
   }
@@ -172,8 +163,6 @@ void PumpOneMessage() {
   using platform::MessageQueue;
   platform::Message message;
   if (WorkerChannel().queue.Take(message, MessageQueue::Accept::NoRequests) != MessageQueue::Taken::Message) {
-    protocolState.quitting = true;
-    protocolState.pendingOperation = Operation::None;
     protocolState.transferTimedOut = true;
     protocolState.operationDone = true;
   } else {
