@@ -4,6 +4,7 @@
 
 #include "protocol/md5.h"
 #include "protocol/packet.h"
+#include "protocol/sector_access.h"
 #include "tests/support/device_requests.h"
 
 namespace media_adapter::sim {
@@ -136,6 +137,19 @@ TEST_F(ExchangeTest, AFailedSendIsTracedAndMadeUpForByTheTimer) {
   EXPECT_EQ(world.traces, expected);
   world.failing.send = false;
   EXPECT_EQ(Connect(), 0U);
+}
+
+TEST_F(ExchangeTest, SectorsBehindTheLastAreNeverAskedFor) {
+  ASSERT_EQ(Connect(), 0U);
+  Mark();
+  const uint32_t last = sessionInfo.lastSector;
+  for (const auto& [sector, count, status] : std::vector<std::array<uint32_t, 3>>{
+           {0, 0, 252}, {0, 3, 252}, {last + 1, 1, 251}, {last, 2, 251}, {0xFFFFFFFF, 2, 251}}) {
+    EXPECT_EQ(RFAReadData(sector, count, {}), status);
+    EXPECT_EQ(RFAWriteData(sector, count, {}, {}), status);
+  }
+  EXPECT_EQ(RFAStartTransfer(last + 1, {}), 251U);
+  EXPECT_TRUE(Sent().empty());
 }
 
 // A listing of the 32 sectors of a root directory, of which every one needs seven seconds: 224 in all.
