@@ -14,8 +14,8 @@ constexpr int kTagShift = 14;
 
 struct SendBuffer {
   std::array<uint8_t, wire::kMaxDatagramSize> bytes{};
-  size_t length = 0;
-  uint16_t sequenceCounter = 0;
+  size_t length{};
+  uint16_t sequenceCounter{};
   platform::MacAddress hostMac{};
 };
 SendBuffer sendBuffer;
