@@ -173,11 +173,11 @@ TEST(Elements, EachHasItsLimitsInEveryReply) {
 TEST(Elements, AReplyFillsTheFieldsOfItsElementsAndNoOthers) {
   const auto expectStored = [](const Row& row, const Bytes& first, const Bytes& value, const Bytes& stored) {
     const Bytes body = Join({row.ItemWith(first), Item(3, 3, {1}), row.ItemWith(value)});
-    const auto expect = [&](auto& record, BodyMode reply, uint8_t before, size_t place) {
-      Bytes expected(sizeof record, before);
-      std::memset(&record, before, sizeof record);
+    const auto expect = [&](auto& record, BodyMode reply, uint8_t untold, size_t place) {
+      std::memset(&record, 0xEE, sizeof record);
       EXPECT_FALSE(ParseElements(Join({body, {0}}), reply));
-      EXPECT_EQ(BytesOf(record), expected);
+      EXPECT_EQ(BytesOf(record), Bytes(sizeof record, 0xEE));
+      Bytes expected(sizeof record, untold);
       if (place != kNowhere) Put(row, first, expected, place);
       if (place != kNowhere) Put(row, stored, expected, place);
       EXPECT_TRUE(ParseElements(body, reply));
