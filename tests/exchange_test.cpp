@@ -1,5 +1,5 @@
 // Requests on the wire: headers, digests, retransmission on every timer, giving up, and the end of the library in
-// mid-request.
+// mid-request. One simulated device on a network that loses and delays what a test wants, in virtual time.
 #include <gtest/gtest.h>
 
 #include "protocol/md5.h"

@@ -1,5 +1,5 @@
-// What the library takes from the network and what it drops: replies, statuses, search answers, test reports, and the
-// limits of every element.
+// What the library takes from the network and what it drops: replies, statuses, search answers and test reports. One
+// simulated device answers; the network changes what it says, or the tests speak for it.
 #include <gtest/gtest.h>
 
 #include "tests/support/device_requests.h"
