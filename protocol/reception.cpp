@@ -26,7 +26,7 @@ constexpr uint16_t kFirstPacketNumber = 1;
 
 // What an operation accepts as its reply. The row's place is the operation's number.
 struct ReplyRule {
-  uint8_t command = 0;
+  uint8_t command{};
   bool retriesWhenBusy = false;          // statuses 5, 6 and 49 are ignored, so that the request is sent again
   std::optional<BodyMode> body = {};     // how the body of a reply with status 0 is read
   std::optional<size_t> exactSize = {};  // of the datagram
