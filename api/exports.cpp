@@ -170,15 +170,9 @@ uint32_t API_SetIpInterface(const char* address) {
   uint32_t status = MEDIA_ADAPTER_NO_RESPONSE;
   const auto fill = [&](RequestRecord& record) {
     if (address != nullptr) record.text = address;
-    std::lock_guard lock(ResultMutex());
-    interfaceStatus = 0;
   };
   const auto finish = [&](bool completed) {
-    if (completed) {
-      status = interfaceStatus;
-    } else {
-      Mark(interfaceStatus, MEDIA_ADAPTER_NO_RESPONSE);
-    }
+    if (completed) status = interfaceStatus;
   };
   PassGate(RequestId::SetIpInterface, std::ref(fill), std::ref(finish));
   return status;

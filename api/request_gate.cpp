@@ -32,8 +32,8 @@ struct Door {
 
 struct Gate {
   Door* door = nullptr;  // from OpenGate to FreeGate
-  uint32_t process = 0;  // that opened the gate
-  std::atomic<bool> workerReady{false};
+  uint32_t process{};    // that opened the gate
+  std::atomic<bool> workerReady{};
   std::atomic<bool> stopping{true};
   std::atomic<int> callers{0};
   std::atomic<nanoseconds> lastLeft{};  // when the last caller had only its return left
@@ -89,9 +89,10 @@ void WaitForCompletion(const RequestRecord& record) {
 
 // Under the result mutex. True when the request has completed; otherwise it does not begin any more.
 bool EndRequest(RequestRecord& record) {
-  if (record.state == RequestState::Posted) record.state = RequestState::Withdrawn;
   if (record.trimsCallerText) *record.callerSeparator = '\0';
-  return record.state == RequestState::Done;
+  if (record.state == RequestState::Done) return true;
+  record.state = RequestState::Withdrawn;
+  return false;
 }
 
 }  // namespace
@@ -113,9 +114,7 @@ void SetWorkerReady(bool isReady) { gate.workerReady = isReady; }
 
 bool BeginRequest(RequestRecord& record) {
   std::lock_guard lock(ResultMutex());
-  if (record.state == RequestState::Withdrawn) return false;
-  record.state = RequestState::Running;
-  return true;
+  return record.state != RequestState::Withdrawn;
 }
 
 void CompleteRequest(RequestRecord& record) {

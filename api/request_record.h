@@ -30,10 +30,9 @@ enum class RequestId : uint32_t {
 };
 
 enum class RequestState : uint8_t {
-  Posted,     // in the worker's queue
-  Running,    // the worker has taken it
+  Posted,     // in the worker's queue, or running
   Done,       // its result is written
-  Withdrawn,  // its caller gave up before the worker took it; it never runs
+  Withdrawn,  // its caller gave up: it never begins; one that runs goes on
 };
 
 struct RequestRecord {

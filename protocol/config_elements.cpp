@@ -18,18 +18,18 @@ using Bytes = std::span<const uint8_t>;
 
 struct TestItem {
   uint8_t index;
-  uint8_t size;
-  uint16_t offset;  // in TestParameters
-  uint8_t width;    // of the field; the rest of the value is zero
+  uint8_t width;        // of the field
+  uint16_t offset;      // in TestParameters
+  uint8_t padding = 0;  // zero bytes behind the field's
 };
 
 constexpr TestItem kTestItems[] = {
-    {0, 2, offsetof(TestParameters, element15_0), 1},     {2, 1, offsetof(TestParameters, element15_2), 1},
-    {3, 1, offsetof(TestParameters, element15_3), 1},     {4, 1, offsetof(TestParameters, element15_4), 1},
-    {5, 1, offsetof(TestParameters, element15_5), 1},     {6, 1, offsetof(TestParameters, element15_6), 1},
-    {7, 1, offsetof(TestParameters, element15_7), 1},     {8, 2, offsetof(TestParameters, element15_8), 2},
-    {9, 2, offsetof(TestParameters, element15_9), 2},     {10, 2, offsetof(TestParameters, element15_10), 2},
-    {11, 64, offsetof(TestParameters, element15_11), 64},
+    {0, 1, offsetof(TestParameters, element15_0), 1}, {2, 1, offsetof(TestParameters, element15_2)},
+    {3, 1, offsetof(TestParameters, element15_3)},    {4, 1, offsetof(TestParameters, element15_4)},
+    {5, 1, offsetof(TestParameters, element15_5)},    {6, 1, offsetof(TestParameters, element15_6)},
+    {7, 1, offsetof(TestParameters, element15_7)},    {8, 2, offsetof(TestParameters, element15_8)},
+    {9, 2, offsetof(TestParameters, element15_9)},    {10, 2, offsetof(TestParameters, element15_10)},
+    {11, 64, offsetof(TestParameters, element15_11)},
 };
 
 // Appends items to the request's body.
@@ -107,9 +107,9 @@ BuiltBody BuildTestElements() {
   const Bytes parameters(reinterpret_cast<const uint8_t*>(&testData.parameters), sizeof testData.parameters);
   BodyWriter body;
   for (const TestItem& item : kTestItems) {
-    const auto value = body.AddItem(wire::kTestClass, item.index, item.size);
-    std::ranges::fill(*value, uint8_t{0});
-    std::ranges::copy(parameters.subspan(item.offset, item.width), value->begin());
+    const auto value = body.AddItem(wire::kTestClass, item.index, size_t{item.width} + item.padding);
+    const auto padding = std::ranges::copy(parameters.subspan(item.offset, item.width), value->begin()).out;
+    std::fill(padding, value->end(), uint8_t{0});
   }
   return {.size = body.Size()};
 }

@@ -121,9 +121,10 @@ bool IsValidValue(const ElementRow& row, std::span<const uint8_t> value) {
     case ElementCheck::EachByte:
       return std::ranges::all_of(value, [&](uint8_t byte) { return byte <= row.high; });
     case ElementCheck::ListCount:
-      return ReadU32(value, 0) <= row.high || ReadU32(value, 0) == kNoList;
+      break;
   }
-  return false;
+  const uint32_t count = ReadU32(value, 0);
+  return count <= row.high || count == kNoList;
 }
 
 }  // namespace media_adapter

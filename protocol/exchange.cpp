@@ -25,18 +25,17 @@ struct ExchangeRule {
   wire::Command command;
   std::array<milliseconds, kMaxRetries + 1> intervals;  // after the first sending, then after each retransmission
   bool isBroadcast = false;
-  bool staleTickIgnored = false;  // a tick that was queued when the reply came does nothing
 };
 
 consteval milliseconds operator""_ms(unsigned long long value) { return milliseconds(value); }
 
 constexpr std::array<ExchangeRule, 12> kRules = {{
-    {},
-    {"Search", wire::Command::Search, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, false},
-    {"GetConfiguration", wire::Command::GetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
-    {"SetIPConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true, true},
-    {"SetConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
-    {"SetTest", wire::Command::SetTest, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, false, true},
+    {},  // None: never sent
+    {"Search", wire::Command::Search, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true},
+    {"GetConfiguration", wire::Command::GetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
+    {"SetIPConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}, true},
+    {"SetConfiguration", wire::Command::SetConfiguration, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
+    {"SetTest", wire::Command::SetTest, {1500_ms, 1500_ms, 1500_ms, 1500_ms}},
     {"RFAConnect", wire::Command::RFAConnect, {3000_ms, 3000_ms, 4500_ms, 9000_ms}},
     {"RFADisconnect", wire::Command::RFADisconnect, {1500_ms, 1500_ms, 1500_ms, 3000_ms}},
     {"RFAReadData", wire::Command::RFAReadData, {2000_ms, 2000_ms, 3000_ms, 6000_ms}},
@@ -82,7 +81,7 @@ void Await(Operation operation) {
   const bool hasCome = state.operationDone;
   while (!state.operationDone) PumpOneMessage();
   if (way != EagerWait::Way::Sleep) state.eagerWait.Learn(way, hasCome, platform::MonotonicNow() - start);
-  KillTimer(operation);  // still armed only when the library is stopping, or by a transfer's
+  KillTimer(operation);  // a packet of a stream leaves it armed, and the end of the library
 }
 
 // Sends what was built for `operation` and pumps until it has ended.
@@ -97,13 +96,9 @@ void AddressDevice(const DeviceEntry& entry) {
   std::ranges::copy(entry.macAddress, protocolState.targetMac.begin());
 }
 
-void OnTimer(uint32_t timerId) {
+void OnTimer(Operation operation) {
   ProtocolState& state = protocolState;
-  if (timerId == 0 || timerId >= kRules.size()) return;
-  const auto operation = static_cast<Operation>(timerId);
   const ExchangeRule& rule = RuleOf(operation);
-  if (rule.staleTickIgnored && state.replyReceived) return;
-  KillTimer(operation);
   if (state.retryCount >= kMaxRetries) {
     state.operationDone = true;
     if (operation == Operation::Transfer) {
@@ -122,7 +117,6 @@ void OnTimer(uint32_t timerId) {
 
 StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
   ProtocolState& state = protocolState;
-  if (state.quitting) return MEDIA_ADAPTER_NO_RESPONSE;
   state.pendingOperation = operation;
   state.retryCount = 0;
   state.replyReceived = false;
@@ -136,7 +130,6 @@ StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues&
 
 void RunSearch() {
   ProtocolState& state = protocolState;
-  if (state.quitting) return;
   state.pendingOperation = Operation::Search;
   state.retryCount = 0;
   state.operationDone = false;
@@ -147,7 +140,7 @@ void RunSearch() {
 
 void WaitForPacket() {
   ProtocolState& state = protocolState;
-  state.operationDone = state.quitting;
+  state.operationDone = false;
   if (!WorkerChannel().queue.IsQuitting()) OnReceive();  // most packets are there already
   if (!state.operationDone) Await(Operation::Transfer);
 }
@@ -158,7 +151,7 @@ void SendToAll(const char* label) { Send(label, platform::kBroadcastAddress); }
 
 void HandleMessage(const platform::Message& message) {
   if (message.kind == platform::Message::Kind::Timer) {
-    OnTimer(message.timerId);
+    OnTimer(static_cast<Operation>(message.timerId));
   } else {
     OnReceive();
   }
@@ -170,8 +163,6 @@ void PumpOneMessage() {
   using platform::MessageQueue;
   platform::Message message;
   if (WorkerChannel().queue.Take(message, MessageQueue::Accept::NoRequests) != MessageQueue::Taken::Message) {
-    protocolState.quitting = true;
-    protocolState.pendingOperation = Operation::None;
     protocolState.transferTimedOut = true;
     protocolState.operationDone = true;
   } else {

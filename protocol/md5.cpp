@@ -24,33 +24,31 @@ constexpr std::array<uint32_t, 64> kSines = {
 
 constexpr int kRotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
+// The words of the block, in the order in which each round takes them.
+constexpr uint32_t kFirstWords[] = {0, 1, 5, 0}, kWordSteps[] = {1, 5, 3, 7};
+
 using State = std::array<uint32_t, 4>;
+
+// RFC 1321, 3.4: the functions F, G, H and I.
+uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
+  switch (round) {
+    case 0:
+      return (b & c) | (~b & d);
+    case 1:
+      return (b & d) | (c & ~d);
+    case 2:
+      return b ^ c ^ d;
+    default:
+      return c ^ (b | ~d);
+  }
+}
 
 void AddBlock(State& state, std::span<const uint8_t> block) {
   auto [a, b, c, d] = state;
-  for (uint32_t i = 0; i < 64; ++i) {
+  for (uint32_t i = 0; i < kSines.size(); ++i) {
     const uint32_t round = i / 16;
-    uint32_t mix = 0;
-    uint32_t word = 0;
-    switch (round) {
-      case 0:
-        mix = (b & c) | (~b & d);
-        word = i;
-        break;
-      case 1:
-        mix = (b & d) | (c & ~d);
-        word = (5 * i + 1) % 16;
-        break;
-      case 2:
-        mix = b ^ c ^ d;
-        word = (3 * i + 5) % 16;
-        break;
-      default:
-        mix = c ^ (b | ~d);
-        word = 7 * i % 16;
-        break;
-    }
-    const uint32_t sum = a + mix + ReadU32(block, word * 4) + kSines[i];
+    const uint32_t word = (kWordSteps[round] * i + kFirstWords[round]) % 16;
+    const uint32_t sum = a + Mix(round, b, c, d) + ReadU32(block, word * 4) + kSines[i];
     a = d;
     d = c;
     c = b;
@@ -74,9 +72,7 @@ Md5Digest Md5(std::span<const uint8_t> message) {
     AddBlock(state, last);
     last.fill(0);
   }
-  const uint64_t bits = static_cast<uint64_t>(message.size()) * 8;
-  WriteU32(last, kLengthOffset, static_cast<uint32_t>(bits));
-  WriteU32(last, kLengthOffset + 4, static_cast<uint32_t>(bits >> 32));
+  WriteU32(last, kLengthOffset, static_cast<uint32_t>(message.size() * 8));
   AddBlock(state, last);
 
   Md5Digest digest{};

@@ -9,6 +9,7 @@ namespace media_adapter {
 
 using Md5Digest = std::array<uint8_t, 16>;
 
+// message: less than 512 MiB.
 Md5Digest Md5(std::span<const uint8_t> message);
 
 }  // namespace media_adapter

@@ -13,9 +13,9 @@ constexpr uint32_t kListFollows = 9;  // status of an acknowledgement that asks 
 constexpr int kTagShift = 14;
 
 struct SendBuffer {
-  std::array<uint8_t, wire::kMaxDatagramSize> bytes{};
-  size_t length = 0;
-  uint16_t sequenceCounter = 0;
+  std::array<uint8_t, wire::kMaxDatagramSize> bytes{};  // the reserved byte is never written
+  size_t length{};
+  uint16_t sequenceCounter{};
   platform::MacAddress hostMac{};
 };
 SendBuffer sendBuffer;
@@ -51,7 +51,6 @@ void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddr
   header[wire::kCommandOffset] = static_cast<uint8_t>(command);
   header[wire::kFormatOffset] = wire::kFormatByte;
   header[wire::kSenderOffset] = wire::kHostSender;
-  header[wire::kReservedOffset] = 0;
   WriteU16(header, wire::kLengthOffset, static_cast<uint16_t>(sendBuffer.length));
   std::ranges::copy(sendBuffer.hostMac, header.begin() + wire::kSourceMacOffset);
   WriteU32(header, wire::kStatusOffset, StatusField(command, bodySize));

@@ -21,8 +21,8 @@ constexpr uint8_t kCounterCount = 3;
 constexpr size_t kCounterSize = 4;
 
 struct Item {
-  uint8_t elementClass = 0;
-  uint8_t index = 0;
+  uint8_t elementClass{};
+  uint8_t index{};
   Bytes value;
 };
 

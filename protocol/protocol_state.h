@@ -35,7 +35,6 @@ struct ProtocolState {
   bool replyReceived = false;     // a reply was accepted
   bool operationDone = false;     // ends the sender's wait
   bool transferTimedOut = false;  // the transfer's timer gave up
-  bool quitting = false;          // the quit message was seen: no request waits or sends any more
   StatusCode replyStatus = 0;     // of the accepted reply
   platform::Ipv4Address deviceAddress{};
   platform::MacAddress targetMac{};

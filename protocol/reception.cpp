@@ -26,14 +26,14 @@ constexpr uint16_t kFirstPacketNumber = 1;
 
 // What an operation accepts as its reply. The row's place is the operation's number.
 struct ReplyRule {
-  uint8_t command;
+  uint8_t command{};
   bool retriesWhenBusy = false;          // statuses 5, 6 and 49 are ignored, so that the request is sent again
   std::optional<BodyMode> body = {};     // how the body of a reply with status 0 is read
   std::optional<size_t> exactSize = {};  // of the datagram
 };
 
 constexpr std::array<ReplyRule, 12> kReplies = {{
-    {0},
+    {},  // None: nothing is awaited
     {2, false, BodyMode::SearchReply},
     {6, false, BodyMode::GetConfigurationReply},
     {4},
@@ -65,7 +65,6 @@ struct Reply {
 // The sender, the header and the sequence are those that the outstanding request, or a test report, may have.
 bool IsExpected(const Reply& reply) {
   const Operation pending = protocolState.pendingOperation;
-  if (pending == Operation::None && !reply.HasTestReportSize()) return false;
   if (reply.sender.port != wire::kDevicePort) return false;
   if (pending != Operation::Search && reply.sender.address != protocolState.deviceAddress) return false;
   if (ReadU32(reply.datagram, wire::kMagicOffset) != wire::kMagic) return false;
@@ -127,8 +126,8 @@ void Handle(const Reply& reply) {
     if (isUsable) ParseElements(reply.Body(), BodyMode::TestReport);
     return;
   }
-  const ReplyRule& rule = kReplies[static_cast<size_t>(protocolState.pendingOperation)];
   if (protocolState.pendingOperation == Operation::None) return;
+  const ReplyRule& rule = kReplies[static_cast<size_t>(protocolState.pendingOperation)];
   if (protocolState.pendingOperation == Operation::Search) {
     if (reply.CommandCode() == rule.command) AddDevice(reply);
   } else if (IsAcceptable(reply, rule)) {

@@ -1,127 +1,92 @@
-// several threads calling at once.
+// The exports: what they check before anything is sent, the statuses and their texts, the choice of the interface, the
+// library's start and end, callers that share a text, forked children.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <set>
+#include <sstream>
 
-#include "tests/support/library_fixture.h"
+#include "tests/support/device_requests.h"
 
 namespace media_adapter::sim {
 namespace {
 
-using ApiTest = LibraryTest;
+using ApiTest = DeviceTest;
 
-constexpr const char* kSeventeen = "seventeen letters";
-
-// Every export that addresses a device.
-struct Call {
-  const char* name;
-  std::function<const void*(const char* password, uint32_t device, char* path)> run;
-  bool hasPath = false;
-};
-
-const std::vector<Call>& Calls() {
-  static const uint16_t element = 0;
-  static const IpConfiguration ip{};
-  static const ConfigurationData settings{};
-  static const TestParameters test{};
-  static const std::vector<Call> calls = {
-      {"GetConfiguration", [](auto p, auto d, auto) { return API_GetConfiguration(&element, 1, 0, p, d); }},
-      {"SetIPConfiguration", [](auto p, auto d, auto) { return API_SetIPConfiguration(&ip, 0, p, d); }},
-      {"SetConfiguration", [](auto p, auto d, auto) { return API_SetConfiguration(&element, 1, &settings, 0, p, d); }},
-      {"SetTest", [](auto p, auto d, auto) { return API_SetTest(&test, 0, p, d); }},
-      {"RFAConnect", [](auto p, auto d, auto) { return API_RFAConnect(0, p, d); }},
-      {"RFAReadData", [](auto p, auto d, auto path) { return API_RFAReadData(path, path, 0, p, d); }, true},
-      {"RFADelete", [](auto p, auto d, auto path) { return API_RFADelete(path, 0, p, d); }, true},
-      {"RFAWriteData", [](auto p, auto d, auto path) { return API_RFAWriteData("x", path, 0, p, d); }, true},
-      {"RFAWriteData local",
-       [](auto p, auto d, auto path) {
-         std::string folder = "\\";
-         return API_RFAWriteData(path, folder.data(), 0, p, d);
-       },
-       true},
-      {"RFAFormat", [](auto p, auto d, auto) { return API_RFAFormat(0, p, d); }},
-      {"RFACreateDirectory", [](auto p, auto d, auto path) { return API_RFACreateDirectory(path, 0, p, d); }, true},
-      {"RFADisconnect", [](auto p, auto d, auto) { return API_RFADisconnect(0, p, d); }},
-  };
-  return calls;
-}
-
-// Every such block begins with the status and its text.
-std::string Outcome(const void* block) {
-  const auto* result = static_cast<const StatusResult*>(block);
+// Every result begins with the status and its text.
+std::string Outcome(const void* record) {
+  const auto* result = static_cast<const StatusResult*>(record);
   return std::to_string(result->status) + " " + result->message;
 }
 
 TEST_F(ApiTest, ArgumentsAreCheckedInOrderAndNothingIsSent) {
-  AddAndSearch();
-  std::string longPath(260, 'x');
-  std::string empty;
-  for (const Call& call : Calls()) {
-    SCOPED_TRACE(call.name);
-    EXPECT_EQ(Outcome(call.run(kSeventeen, 1, nullptr)), "255 Device selected has not been found");
-    EXPECT_EQ(Outcome(call.run(kSeventeen, 0xFFFFFFFF, nullptr)), "255 Device selected has not been found");
-    EXPECT_EQ(Outcome(call.run(kSeventeen, 0, nullptr)), "254 Invalid password length");
-    if (!call.hasPath) continue;
+  constexpr const char* kSeventeen = "seventeen letters";
+  ASSERT_EQ(RunWell(DeviceRequests().front()), 0U);
+  Mark();
+  std::string longPath(MEDIA_ADAPTER_MAX_PATH + 1, 'x'), empty;
+  std::set<const void*> records;
+  const ConfigurationData* settings = nullptr;
+  for (const DeviceRequest& request : DeviceRequests()) {
+    SCOPED_TRACE(request.name);
+    EXPECT_EQ(Outcome(request.run(nullptr, kSeventeen, 1)), "255 Device selected has not been found");
+    EXPECT_EQ(Outcome(request.run(nullptr, kSeventeen, 0xFFFFFFFF)), "255 Device selected has not been found");
+    const void* record = request.run(nullptr, kSeventeen, 0);
+    EXPECT_EQ(Outcome(record), "254 Invalid password length");
+    records.insert(record);
+    if (settings == nullptr) settings = &static_cast<const ConfigurationResult*>(record)->configuration;
+    if (request.path == nullptr) continue;
     for (char* path : {static_cast<char*>(nullptr), empty.data(), longPath.data()}) {
-      EXPECT_EQ(Outcome(call.run(kPassword, 0, path)), "243 Invalid path length");
+      EXPECT_EQ(Outcome(request.run(path, kPassword, 0)), "243 Invalid path length");
     }
   }
+  EXPECT_EQ(records.size(), 4U) << "most share one result";
+  EXPECT_STREQ(reinterpret_cast<const char*>(settings->element0_2), "device") << "left alone by what is not sent";
   EXPECT_EQ(API_GetConfiguration(nullptr, 1, 0, kPassword, 0)->status, 1U);
   EXPECT_EQ(API_SetIPConfiguration(nullptr, 0, kPassword, 0)->status, 1U);
   EXPECT_EQ(API_SetConfiguration(nullptr, 0, nullptr, 0, kPassword, 0)->status, 1U);
   EXPECT_EQ(API_SetTest(nullptr, 0, kPassword, 0)->status, 1U);
   EXPECT_EQ(API_SetTest(nullptr, 0, kPassword, 1)->status, 255U);
+  API_Terminate(7);
   EXPECT_TRUE(Sent().empty());
 
-  std::string path(259, 'x');
-  for (const Call& call : Calls()) {
-    EXPECT_EQ(Outcome(call.run("sixteen letters!", 0, path.data())), "3 Invalid password") << call.name;
+  std::string path(MEDIA_ADAPTER_MAX_PATH, 'x');
+  for (const DeviceRequest& request : DeviceRequests()) {
+    EXPECT_EQ(Outcome(request.run(path.data(), "sixteen letters!", 0)), "3 Invalid password") << request.name;
   }
 }
 
-TEST_F(ApiTest, AFailedCheckLeavesTheRestOfTheBlockAlone) {
-  AddAndSearch();
-  const uint16_t element = MEDIA_ADAPTER_ELEMENT(0, 2);
-  const auto* result = API_GetConfiguration(&element, 1, 0, kPassword, 0);
-  EXPECT_EQ(result->status, 0U);
-  EXPECT_STREQ(reinterpret_cast<const char*>(result->configuration.element0_2), "device");
-  API_Search(nullptr);
-  EXPECT_EQ(API_GetConfiguration(&element, 1, 0, kPassword, 0)->status, 255U);
-  EXPECT_STREQ(reinterpret_cast<const char*>(result->configuration.element0_2), "device");
-  API_Terminate(7);
-  Search();
-  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
-}
+// As they are promised to applications.
+constexpr const char* kTexts =
+    "0 Operation successful\n1 Invalid element size\n2 Invalid element ID\n3 Invalid password\n"
+    "4 Packet length is too large\n5 Media Adapter is busy\n6 Media Adapter is not ready\n"
+    "7 Not connected to Media Adapter\n8 Protocol error\n9 One or more packets were not received\n"
+    "49 Mass Storage Device cannot be accessed\n236 Specified name is already in use\n"
+    "237 Please wait operation in process to terminate\n238 A unique associated short name cannot be found\n"
+    "239 Not enough free directory entries found\n240 A directory cannot be overwritten by a file\n"
+    "241 A directory cannot be deleted\n242 Number of directory entries is too large\n243 Invalid path length\n"
+    "244 Invalid path\n245 First cluster of root directory is not cluster 2\n"
+    "246 Invalid number of sectors per cluster\n247 Not supported FAT type\n248 Invalid sector signature\n"
+    "249 Not enough free memory to allocate\n250 Sector size is not equal to 512\n"
+    "251 Invalid address of sector to read or write\n252 Invalid number of sectors to read or write\n"
+    "253 No response from device\n254 Invalid password length\n255 Device selected has not been found\n";
 
-TEST_F(ApiTest, EveryKnownStatusHasItsText) {
-  AddAndSearch();
-  const TestParameters test{};
+TEST_F(ApiTest, EveryKnownStatusHasItsTextAndTheOthersOneForAll) {
+  std::map<uint32_t, std::string> texts;
+  std::istringstream lines(kTexts);
+  for (std::string line; std::getline(lines, line);) texts[static_cast<uint32_t>(std::stoul(line))] = line;
+  ASSERT_EQ(texts.size(), 31U);
   uint32_t status = 0;
   world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
     if (!IsReplyTo(datagram, Command::SetTest)) return {};
     return {.bytes = WithStatus(datagram.bytes, status)};
   };
-  const std::map<uint32_t, std::string> samples = {{0, "Operation successful"},
-                                                   {9, "One or more packets were not received"},
-                                                   {49, "Mass Storage Device cannot be accessed"},
-                                                   {236, "Specified name is already in use"},
-                                                   {245, "First cluster of root directory is not cluster 2"},
-                                                   {248, "Invalid sector signature"},
-                                                   {255, "Device selected has not been found"},
-                                                   {10, "Unknown status"},
-                                                   {20, "Unknown status"},
-                                                   {256, "Unknown status"},
-                                                   {0x01000000, "Unknown status"}};
-  for (const auto& [code, text] : samples) {
-    status = code;
-    const auto* result = API_SetTest(&test, 0, kPassword, 0);
-    EXPECT_EQ(result->status, code);
-    EXPECT_EQ(result->message, text);
+  const TestParameters test{};
+  for (const uint32_t base : {0U, 256U, 0x01000000U, 0xFFFFFF00U}) {
+    for (status = base; status - base < 256; ++status) {
+      const auto known = texts.find(status);
+      const std::string expected = known == texts.end() ? std::to_string(status) + " Unknown status" : known->second;
+      EXPECT_EQ(Outcome(API_SetTest(&test, 0, kPassword, 0)), expected);
+    }
   }
-  std::set<std::string> texts;
-  for (status = 0; status < 256; ++status) texts.insert(API_SetTest(&test, 0, kPassword, 0)->message);
-  EXPECT_EQ(texts.size(), 32U) << "31 known texts and the one for all others";
 }
 
 TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
@@ -134,7 +99,7 @@ TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
   EXPECT_NE(port(), 0) << "without a choice any interface serves";
   EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
   const auto first = port();
-  for (const char* refused : {"10.0.0", "1.2.3.4.5", "300.1.1.1", "1.2.3.-4", "127.0.0.1.", "x"}) {
+  for (const char* refused : {"10.0.0", "1.2.3.4.5", "256.1.1.1", "1.2.3.-4", "127.0.0.1.", "x"}) {
     EXPECT_EQ(API_SetIpInterface(refused), 10U) << refused;
   }
   EXPECT_EQ(API_SetIpInterface(nullptr), 10U);
@@ -150,7 +115,7 @@ TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
   EXPECT_NE(third, second);
   EXPECT_EQ(API_SetIpInterface(""), 0U);
   EXPECT_EQ(port(), third);
-  for (const char* unbindable : {"10.0.0.x", "8.8.8.8", "127.0.0.1x"}) {
+  for (const char* unbindable : {"10.0.0.x", "8.8.8.255", "127.0.0.1x"}) {
     EXPECT_EQ(API_SetIpInterface(unbindable), 11U) << unbindable;
     EXPECT_EQ(port(), 0) << "there is no socket";
   }
@@ -159,7 +124,7 @@ TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
   world.failing.broadcast = false;
   EXPECT_EQ(API_SetIpInterface("192.168.1.20"), 0U);
   EXPECT_NE(port(), 0);
-  EXPECT_EQ(Slice(Sent().front().bytes, 12, 6), Bytes(world.adapter.begin(), world.adapter.end()))
+  EXPECT_EQ(Slice(Sent().front().bytes, wire::kSourceMacOffset, 6), Bytes(world.adapter.begin(), world.adapter.end()))
       << "the first adapter's address whichever interface is used";
 }
 
@@ -188,7 +153,6 @@ TEST(StartUp, FailuresAreShownAndEveryCallGivesUp) {
 
 // A caller's text is looked at in the caller's own turn: a second one sees what the first has left of it.
 TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
-  AddAndSearch(VolumeBuilder({}).Build());
   std::string text = "#\\";
   const auto write = [&] { return API_RFAWriteData("/proc/self/exe", text.data() + 1, 0, kPassword, 0)->status; };
   std::thread second;
@@ -210,12 +174,9 @@ TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
 }
 
 TEST_F(ApiTest, AForkedChildGivesUpAtOnceAndLeavesEverythingAlone) {
-  AddAndSearch();
   const auto start = world.Now();
   world.processId = 2;
-  for (const Call& call : Calls()) {
-    EXPECT_EQ(static_cast<const StatusResult*>(call.run(kPassword, 0, nullptr))->status, 253U) << call.name;
-  }
+  for (const DeviceRequest& request : DeviceRequests()) EXPECT_EQ(RunWell(request), 253U) << request.name;
   EXPECT_EQ(API_SetIpInterface("192.168.1.20"), 253U);
   EXPECT_EQ(API_Search("")->deviceCount, 0U);
   StopLibrary();
@@ -252,33 +213,39 @@ TEST(StartUp, CallsBeforeAndAfterTheLibrarysTimeGiveUpAtOnce) {
   }
 }
 
-TEST_F(ApiTest, ThreadsMayCallAtOnce) {
-  AddDevice(VolumeBuilder({}).Build());
-  Search();
-  const uint16_t element = MEDIA_ADAPTER_ELEMENT(0, 2);
-  const TestParameters test{};
-  uint32_t progress = 0;
-  const std::array<std::function<bool()>, 4> calls = {
-      [] { return API_RFAConnect(0, kPassword, 0)->status == 0; },
-      [&] { return API_GetConfiguration(&element, 1, 1, kPassword, 0)->status == 0; },
-      [&] {
-        std::string folder = "x";
-        return API_RFAReadDataExt("\\", folder.data(), 2, kPassword, 0, &progress)->status == 0;
-      },
-      [&] { return API_SetTest(&test, 3, kPassword, 0)->status == 0; }};
-  std::atomic<int> good = 0;
-  {
-    SimWorld::Outside outside;
-    std::vector<std::thread> threads;
-    threads.reserve(calls.size());
-    for (const auto& call : calls) {
-      threads.emplace_back([&] {
-        for (int i = 0; i < 50; ++i) good += call() ? 1 : 0;
-      });
-    }
-    for (auto& thread : threads) thread.join();
-  }
-  EXPECT_EQ(good, 200);
+// What a result held, what was found, read and reported, and the counter of requests.
+TEST_F(ApiTest, ASecondStartBeginsWithNothing) {
+  for (const DeviceRequest& request : DeviceRequests()) EXPECT_EQ(RunWell(request), 0U) << request.name;
+  const auto* settings = API_GetConfiguration(nullptr, 0, 0, kPassword, 1);
+  const auto* listing = Read("\\");
+  const auto* test = API_SetTest(nullptr, 0, kPassword, 1);
+  const auto* status = API_RFAConnect(0, kPassword, 1);
+  const auto* search = API_Search("");
+  const TestData& reported = *test->testData;
+  const auto holdsNothing = [](const auto& record) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+    return std::all_of(bytes, bytes + sizeof record, [](uint8_t byte) { return byte == 0; });
+  };
+  EXPECT_FALSE(holdsNothing(*settings) || holdsNothing(*listing) || holdsNothing(*test) || holdsNothing(*status) ||
+               holdsNothing(*search) || holdsNothing(reported));
+  Stop();
+  world.failing.thread = true;
+  StartLibrary();
+  EXPECT_TRUE(holdsNothing(*settings) && holdsNothing(*listing) && holdsNothing(*test) && holdsNothing(*status) &&
+              holdsNothing(*search) && holdsNothing(reported));
+  const Time before = world.Now();
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 253U);
+  EXPECT_EQ(world.Now() - before, 199 * 50ms + 60s) << "no worker is ready";
+  StopLibrary();
+  world.errors.clear();
+  world.failing.thread = false;
+  Start();
+  Mark();
+  EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 255U);
+  API_Search("");
+  EXPECT_EQ(SequenceOf(Sent().front().bytes), 0);
+  EXPECT_EQ(API_GetConfiguration(nullptr, 0, 0, kPassword, 0)->status, 0U);
+  EXPECT_TRUE(holdsNothing(settings->configuration));
 }
 
 }  // namespace

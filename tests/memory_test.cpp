@@ -1,5 +1,5 @@
-// The library without memory: over whole requests, each allocation of the library fails once. Nothing crosses the
-// border but a status that says so, and the next call works.
+// The library's memory: over whole requests, each of its allocations fails once, and nothing crosses the border but a
+// status that says so, and the next call works. What it took it gives back when it is stopped.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,11 +12,13 @@
 namespace {
 
 std::atomic<int> untilFailure = 0;  // allocations until the one that fails; 0: none does
+std::atomic<int> pieces = 0;        // allocated and not freed
 
 }  // namespace
 
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
   const bool fails = untilFailure > 0 && !media_adapter::sim::SimWorld::IsInside() && --untilFailure == 0;
+  pieces += fails ? 0 : 1;
   return fails ? nullptr : std::malloc(std::max<size_t>(size, 1));
 }
 void* operator new(size_t size) {
@@ -24,8 +26,11 @@ void* operator new(size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  pieces -= memory != nullptr ? 1 : 0;
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { operator delete(memory); }
 
 namespace media_adapter::sim {
 namespace {
@@ -56,44 +61,41 @@ TEST_F(MemoryTest, ARequestWithoutMemoryFailsAndTheNextOneWorks) {
   const std::vector<uint16_t> elements(100, MEDIA_ADAPTER_ELEMENT(0, 2));
   const std::string address = "127.0.0.1" + std::string(100, ' ');
 
+  const std::set<uint32_t> kNoMemory = {249, 253};
+  const auto prepareNothing = [&] { root = "\\"; };
+  const auto write = [&] {
+    prepareNothing();
+    return API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0)->status;
+  };
   const struct {
     const char* name;
-    std::function<uint32_t()> run;
     uint32_t good;
     std::set<uint32_t> failed;
+    std::function<void()> prepare;
+    std::function<uint32_t()> run;
   } rows[] = {
-      {"Search", [] { return API_Search("device")->deviceCount; }, 1, {0}},
-      {"GetConfiguration",
-       [&] { return API_GetConfiguration(elements.data(), 100, 0, kPassword, 0)->status; },
-       0,
-       {249, 253}},
-      {"SetTest", [] { return API_SetTest(nullptr, 0, "sixteen letters!", 0)->status; }, 1, {249, 253}},
-      {"SetIpInterface", [&] { return API_SetIpInterface(address.c_str()); }, 0, {253}},
-      {"List", [&] { return API_RFAReadData("\\", downloads.data(), 0, kPassword, 0)->status; }, 0, {249, 253}},
-      {"Read",
-       [&] { return API_RFAReadData("\\a long name.bin", downloads.data(), 0, kPassword, 0)->status; },
-       0,
-       {249, 253}},
-      {"Write", [&] { return API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0)->status; }, 0, {249, 253}},
-      {"CreateDirectory",
-       [&] { return API_RFACreateDirectory("\\a directory", 0, kPassword, 0)->status; },
-       0,
-       {249, 253}},
-      {"Delete", [&] { return API_RFADelete("\\another long name.bin", 0, kPassword, 0)->status; }, 0, {249, 253}},
+      {"Search", 1, {0}, prepareNothing, [] { return API_Search("device")->deviceCount; }},
+      {"GetConfiguration", 0, kNoMemory, prepareNothing,
+       [&] { return API_GetConfiguration(elements.data(), 100, 0, kPassword, 0)->status; }},
+      {"SetTest", 1, kNoMemory, prepareNothing, [] { return API_SetTest(nullptr, 0, "sixteen letters!", 0)->status; }},
+      {"SetIpInterface", 0, {253}, prepareNothing, [&] { return API_SetIpInterface(address.c_str()); }},
+      {"List", 0, kNoMemory, prepareNothing,
+       [&] { return API_RFAReadData("\\", downloads.data(), 0, kPassword, 0)->status; }},
+      {"Read", 0, kNoMemory, prepareNothing,
+       [&] { return API_RFAReadData("\\a long name.bin", downloads.data(), 0, kPassword, 0)->status; }},
+      {"Write", 0, kNoMemory, prepareNothing, write},
+      {"CreateDirectory", 0, kNoMemory, [] { API_RFAFormat(0, kPassword, 0); },
+       [] { return API_RFACreateDirectory("\\a directory", 0, kPassword, 0)->status; }},
+      {"Delete", 0, kNoMemory, write, [] { return API_RFADelete("\\another long name.bin", 0, kPassword, 0)->status; }},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const auto prepare = [&] {
-      root = "\\";
-      if (row.name == std::string("CreateDirectory")) API_RFAFormat(0, kPassword, 0);
-      if (row.name == std::string("Delete")) API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0);
-    };
-    prepare();
+    row.prepare();
     const int count = FailEach(row.run, [&](uint32_t result) {
       EXPECT_TRUE(row.failed.contains(result)) << result;
-      prepare();
+      row.prepare();
       EXPECT_EQ(row.run(), row.good);
-      prepare();
+      row.prepare();
     });
     EXPECT_GT(count, 0);
   }
@@ -119,6 +121,21 @@ TEST(Memory, ALibraryThatStartsWithoutItGivesUp) {
                      }),
             2);
   EXPECT_TRUE(world.errors.empty());
+}
+
+TEST_F(MemoryTest, AStoppedLibraryHasGivenBackWhatItTook) {
+  AddDevice(VolumeBuilder({}).Build());
+  Stop();
+  world.keepsLog = false;
+  int before = 0;
+  for (const bool usesStorage : {true, false, true}) {  // the first may learn something that stays
+    before = pieces;
+    StartLibrary();
+    EXPECT_EQ(API_Search("")->deviceCount, 1U);
+    EXPECT_EQ(usesStorage ? API_RFADelete("\\nothing", 0, kPassword, 0)->status : 244, 244U) << "keeps its buffers";
+    StopLibrary();
+  }
+  EXPECT_EQ(pieces, before);
 }
 
 }  // namespace

@@ -14,26 +14,20 @@ constexpr long kMaxOctet = 255;
 
 }  // namespace
 
-uint32_t ParseDottedAddress(const std::string& addressText, Octets& octets) {
-  size_t start = 0;
-  for (size_t part = 0; part < octets.size(); ++part) {
-    const size_t dot = addressText.find('.', start);
-    if (part + 1 < octets.size() && dot == std::string::npos) return MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
-    // A part without digits is 0; strtol stops at the dot and saturates where atoi would overflow.
-    const long value = std::strtol(addressText.c_str() + start, nullptr, 10);
-    if (value < 0 || value > kMaxOctet) return MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
-    octets[part] = static_cast<int>(value);
-    start = dot + 1;
-  }
-  return MEDIA_ADAPTER_OK;
-}
-
 uint32_t ParseInterfaceAddress(const std::optional<std::string>& text, Octets& octets) {
   octets = {};
   if (!text) return MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
   if (text->empty()) return MEDIA_ADAPTER_OK;
   if (std::ranges::count(*text, '.') != 3) return MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
-  return ParseDottedAddress(*text, octets);
+  const char* part = text->c_str();
+  for (int& octet : octets) {
+    // A part without digits is 0; strtol stops at the dot and saturates where atoi would overflow.
+    const long value = std::strtol(part, nullptr, 10);
+    if (value < 0 || value > kMaxOctet) return MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS;
+    octet = static_cast<int>(value);
+    part = std::find(part, text->c_str() + text->size(), '.') + 1;
+  }
+  return MEDIA_ADAPTER_OK;
 }
 
 uint32_t ChangeInterface(const std::optional<std::string>& text) {

@@ -47,9 +47,7 @@ bool StartWorker() {
 bool StopWorker() {
   if (worker == nullptr) return true;
   WorkerChannel().queue.PostQuit();
-  const bool ended = worker->Wait(kQuitTimeout) || worker->StopByForce();
-  SetWorkerReady(false);
-  return ended;
+  return worker->Wait(kQuitTimeout) || worker->StopByForce();
 }
 
 }  // namespace

@@ -33,14 +33,14 @@ void WorkerMain() {
   if (CreateDeviceSocket(channel.deviceSocket, nullptr, true) != MEDIA_ADAPTER_OK) return channel.deviceSocket.Close();
   channel.queue.Watch(&channel.deviceSocket);
   SetWorkerReady(true);
-  for (Message message;
-       channel.queue.Take(message, MessageQueue::Accept::Everything) == MessageQueue::Taken::Message;) {
+  for (;;) {
+    Message message;  // a record lives no longer than its request
+    if (channel.queue.Take(message, MessageQueue::Accept::Everything) != MessageQueue::Taken::Message) break;
     if (message.kind == Message::Kind::Request) {
       RunPostedRequest(message.request);
     } else {
       HandleMessage(message);
     }
-    message = {};  // a record lives no longer than its request
   }
   channel.deviceSocket.Close();
 }
