@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 #include "protocol/little_endian.h"
 
@@ -30,12 +31,12 @@ constexpr uint32_t kFirstWords[] = {0, 1, 5, 0}, kWordSteps[] = {1, 5, 3, 7};
 using State = std::array<uint32_t, 4>;
 
 // RFC 1321, 3.4: the functions F, G, H and I.
-uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
+constexpr uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
   switch (round) {
     case 0:
-      return (b & c) | (~b & d);
+      return d ^ (b & (c ^ d));
     case 1:
-      return (b & d) | (c & ~d);
+      return c ^ (d & (b ^ c));
     case 2:
       return b ^ c ^ d;
     default:
@@ -43,18 +44,23 @@ uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
   }
 }
 
+// Known when it is compiled, every index and count is a constant: each request has a digest.
+template <uint32_t kStep>
+void DoStep(State& state, std::span<const uint8_t> block) {
+  constexpr uint32_t round = kStep / 16;
+  constexpr uint32_t word = (kWordSteps[round] * kStep + kFirstWords[round]) % 16;
+  const auto at = [&](uint32_t place) -> uint32_t& { return state[(64 + place - kStep) % 4]; };
+  const uint32_t sum = at(0) + Mix(round, at(1), at(2), at(3)) + ReadU32(block, word * 4) + kSines[kStep];
+  at(0) = at(1) + std::rotl(sum, kRotations[round][kStep % 4]);
+}
+
 void AddBlock(State& state, std::span<const uint8_t> block) {
-  auto [a, b, c, d] = state;
-  for (uint32_t i = 0; i < kSines.size(); ++i) {
-    const uint32_t round = i / 16;
-    const uint32_t word = (kWordSteps[round] * i + kFirstWords[round]) % 16;
-    const uint32_t sum = a + Mix(round, b, c, d) + ReadU32(block, word * 4) + kSines[i];
-    a = d;
-    d = c;
-    c = b;
-    b += std::rotl(sum, kRotations[round][i % 4]);
-  }
-  state = {state[0] + a, state[1] + b, state[2] + c, state[3] + d};
+  State next = state;
+  const auto doAll = [&]<uint32_t... kSteps>(std::integer_sequence<uint32_t, kSteps...>) {
+    (DoStep<kSteps>(next, block), ...);
+  };
+  doAll(std::make_integer_sequence<uint32_t, kSines.size()>());
+  for (size_t i = 0; i < state.size(); ++i) state[i] += next[i];
 }
 
 }  // namespace
