@@ -3,8 +3,9 @@
 // A quick device has answered before a sleeping thread is awake again: waking it, on another processor most of all,
 // takes many times what the answer takes. So the worker looks first, for kLongest at most, and only while that pays:
 // each look in vain doubles the number of waits that go straight to sleep, up to kMostSkipped, and the first look that
-// finds its datagram ends that. So a device that is slow, or that needs the worker's own processor, costs one look in a
-// thousand waits, and one that becomes quick is noticed within as many.
+// pays ends that. A look pays that finds its datagram, the last looks having been clearly quicker than the last sleeps:
+// on one processor the device only runs when the worker lets it. So a device that is slow, or that shares the
+// processor, costs one look in a thousand waits, and one that becomes quick is noticed within a few thousand.
 #pragma once
 
 #include <algorithm>

@@ -139,6 +139,24 @@ TEST_F(ExchangeTest, AFailedSendIsTracedAndMadeUpForByTheTimer) {
   EXPECT_EQ(Connect(), 0U);
 }
 
+TEST_F(ExchangeTest, AQuickDeviceIsLookedForAndASlowOneIsSleptFor) {
+  world.wakeUp = 50us;
+  const auto looks = [&](Time answer, size_t exchanges) {
+    world.latency = answer / 2;
+    const size_t before = world.emptyReceives;
+    for (size_t i = 0; i < exchanges; ++i) EXPECT_EQ(Connect(), 0U);
+    return world.emptyReceives - before;
+  };
+  EXPECT_GE(looks(20us, 50), 45 * 20U);
+  EXPECT_LE(looks(500us, 2000), 14 * 50U) << "each look in vain doubles the sleeps, up to 1024";
+  EXPECT_LE(looks(500us, 2100), 3 * 50U);
+  EXPECT_GE(looks(20us, 3500), 300 * 20U) << "it is noticed";
+  EXPECT_EQ(looks(20us, 50), 50 * 20U);
+  world.wakeUp = 0us;  // as on one processor: to sleep is as quick
+  EXPECT_LE(looks(80us, 20), 5 * 50U);
+  EXPECT_LE(looks(20us, 2500), 30 * 20U);
+}
+
 TEST_F(ExchangeTest, SectorsBehindTheLastAreNeverAskedFor) {
   ASSERT_EQ(Connect(), 0U);
   Mark();

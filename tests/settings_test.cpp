@@ -152,6 +152,7 @@ constexpr BodyMode kReplies[] = {BodyMode::SearchReply,     BodyMode::GetConfigu
                                  BodyMode::RFAConnectReply, BodyMode::RFAReadDataReply,      BodyMode::TransferData};
 
 TEST(Elements, EachHasItsLimitsInEveryReply) {
+  ResetProtocol();
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.Name());
     for (const BodyMode reply : kReplies) {
@@ -166,11 +167,11 @@ TEST(Elements, EachHasItsLimitsInEveryReply) {
     const bool hasData = reply == BodyMode::RFAReadDataReply || reply == BodyMode::TransferData;
     EXPECT_NE(ParseElements(Item(wire::kFileAccessClass, wire::kDataIndex, {}), reply), hasData);
   }
-  ResetProtocol();
 }
 
 // The last of two, though an element stands between them that nobody knows; and nothing of a body that is malformed.
 TEST(Elements, AReplyFillsTheFieldsOfItsElementsAndNoOthers) {
+  ResetProtocol();
   const auto expectStored = [](const Row& row, const Bytes& first, const Bytes& value, const Bytes& stored) {
     const Bytes body = Join({row.ItemWith(first), Item(3, 3, {1}), row.ItemWith(value)});
     const auto expect = [&](auto& record, BodyMode reply, uint8_t untold, size_t place) {
@@ -191,7 +192,6 @@ TEST(Elements, AReplyFillsTheFieldsOfItsElementsAndNoOthers) {
     for (const Bytes& value : GoodValues(row)) expectStored(row, GoodValues(row).back(), value, value);
     if (row.form == 'l') expectStored(row, ListOf(1), ListOf(0xFFFFFFFF), ListOf(0));
   }
-  ResetProtocol();
 }
 
 TEST_F(SettingsTest, AllElementsTravelAtOnceEachFromItsPlace) {

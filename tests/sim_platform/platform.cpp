@@ -125,7 +125,9 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
     }
     return true;
   };
+  const auto start = world.Now();
   world.Wait(std::ref(take), deadline);  // a copy would take memory of the library's
+  if (outcome == Outcome::Readable && world.Now() != start && world.wakeUp != start.zero()) world.Advance(world.wakeUp);
   return outcome;
 }
 
@@ -150,7 +152,10 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& re
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
   const auto datagram = World().Receive(handle_, sender);
-  if (!datagram) World().Advance(kOneLook);
+  if (!datagram) {
+    ++World().emptyReceives;
+    World().Advance(kOneLook);
+  }
   if (!datagram || datagram->size() > buffer.size()) return -1;
   std::ranges::copy(*datagram, buffer.begin());
   return static_cast<int>(datagram->size());

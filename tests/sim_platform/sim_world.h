@@ -2,9 +2,9 @@
 // and the threads. A test owns one world at a time; platform.cpp implements platform/*.h over it.
 //
 // Exactly one thread runs at a time: a participant (the test, the worker) runs until it waits, then the next one whose
-// wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and only that
-// happens; datagrams that arrive at one instant wait in the socket together. So a run depends on nothing but the test and
-// the seed.
+// wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and only
+// that happens; datagrams that arrive at one instant wait in the socket together. So a run depends on nothing but the
+// test and the seed.
 #pragma once
 
 #include <atomic>
@@ -95,6 +95,8 @@ class SimWorld {
   std::function<Fate(const LoggedDatagram&, size_t ordinal)> fate;
   RandomFaults random;
   Time latency = std::chrono::microseconds(200);
+  Time wakeUp{};             // what it costs the library to have slept for a datagram
+  size_t emptyReceives = 0;  // the library's, each of a microsecond
   // Addresses of this host. Null binds and anything sent goes out from the first.
   std::vector<platform::Ipv4Address> hostAddresses{{127, 0, 0, 1}, {192, 168, 1, 20}};
 

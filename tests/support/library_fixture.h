@@ -43,8 +43,11 @@ inline bool IsRequest(const LoggedDatagram& datagram, Command command) {
 
 // An item of a body.
 inline Bytes Item(uint8_t elementClass, uint8_t index, const Bytes& value) {
-  Bytes item = {elementClass, index, static_cast<uint8_t>(value.size()), static_cast<uint8_t>(value.size() >> 8)};
-  item.insert(item.end(), value.begin(), value.end());
+  Bytes item(wire::kItemHeaderSize + value.size());
+  item[0] = elementClass;
+  item[1] = index;
+  WriteU16(item, 2, static_cast<uint16_t>(value.size()));
+  std::ranges::copy(value, item.begin() + wire::kItemHeaderSize);
   return item;
 }
 
