@@ -1,94 +1,44 @@
-// Reading files: the receive window against packets that arrive as a test says, files as large as stream and volume
+// Reading files: the receive window, alone and in a stream that loses packets, files as large as stream and volume
 // allow, disks and chains that end before them, and the rules of the local file.
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
 
+#include "fileops/receive_window.h"
 #include "protocol/md5.h"
 #include "tests/support/volume_checks.h"
 
 namespace media_adapter::sim {
 namespace {
 
-// ---- The receive window, against packets that arrive as the test says
+// ---- The receive window
 
 constexpr uint16_t kWrong = 1000;  // on top of a packet's number: it brings other bytes
 
-class WindowTest : public LibraryTest {
- protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    device_ = &AddAndSearch(Made({}, "/F100:100|/F1400:1400|/F4096:4096|/F4097:4097|/F5000:5000|/F9000:9000"));
-  }
+// What packet `arrival` carries of a file; past its end what nobody asked for.
+Bytes PacketOf(const Bytes& content, uint16_t arrival) {
+  const size_t i = arrival % kWrong == 0 ? 0 : arrival % kWrong - 1U;
+  const size_t offset = i / 3 * wire::kBlockSize + i % 3 * wire::kPacketSize;
+  Bytes data(i % 3 == 2 ? wire::kBlockSize - 2 * wire::kPacketSize : wire::kPacketSize, 0xEE);
+  for (size_t k = 0; arrival < kWrong && k < data.size() && offset + k < content.size(); ++k)
+    data[k] = content[offset + k];
+  return data;
+}
 
-  // Reads the file of `size` bytes. Its packets arrive in the order of `arrivals`, a millisecond apart, the one at
-  // place `failing` with status 9. Tells the status, what was sent ("3[1,2] 3": request again with number 3 for packets
-  // 1 and 2, acknowledgement 3) and the values of the progress: "0 3[1,2] 3; 0 50 100".
-  std::string Run(uint32_t size, const std::vector<uint16_t>& arrivals, size_t failing = 1000) {
-    content_ = Pattern(size);
-    name_ = "F" + std::to_string(size);
-    world.fate = [&, isFirst = true](const LoggedDatagram& datagram, size_t) mutable -> Fate {
-      if (!IsRequest(datagram, Command::RFAStartTransfer)) return {};
-      for (size_t k = 0; isFirst && k < arrivals.size(); ++k) {
-        const Datagram packet = Packet(datagram.bytes, arrivals[k]);
-        world.Inject({{127, 0, 0, 11}, 14001}, k == failing ? WithStatus(packet, 9) : packet, (k + 1) * 1ms);
-      }
-      isFirst = false;
-      return {.copies = 0};
-    };
-    uint32_t progress = 0, last = 0;
-    std::string values = "; 0", outcome;
-    const auto look = [&] {
-      const uint32_t now = std::atomic_ref(progress).load();
-      if (std::exchange(last, now) != now) values += " " + std::to_string(now);
-    };
-    bool isRead = false;
-    {
-      const Background watcher(world, [&] {
-        for (int i = 0; i < 200 && !isRead; ++i, world.Advance(500us)) look();
-      });
-      Mark();
-      outcome = std::to_string(Read("\\" + name_, {}, &progress)->status);
-      isRead = true;
-    }
-    look();
-    for (const auto& sent : Sent(Command::TransferAcknowledgement)) outcome += " " + Describe(sent.bytes);
-    world.fate = nullptr;
-    return outcome + values;
-  }
+std::string Describe(uint16_t number, std::span<const uint16_t> missing) {
+  std::string text = " " + std::to_string(number), separator = "[";
+  for (const uint16_t packet : missing) text += std::exchange(separator, ",") + std::to_string(packet);
+  return text + (missing.empty() ? "" : "]");
+}
 
-  std::string Describe(const Datagram& bytes) {
-    std::string text = std::to_string(SequenceOf(bytes) & 0x3FFF);
-    for (size_t at = 48; at < bytes.size(); at += 2) {
-      text += (at == 48 ? "[" : ",") + std::to_string(ReadU16(bytes, at));
-    }
-    return text + (bytes.size() > 44 ? "]" : "");
-  }
-
-  Datagram Packet(const Datagram& request, uint16_t arrival) const {
-    const auto number = static_cast<uint16_t>(arrival % kWrong);
-    const size_t i = number == 0 ? 0 : number - 1U;
-    const size_t offset = i / 3 * 4096 + i % 3 * 1400;
-    const size_t length = i % 3 == 2 ? 1296 : 1400;
-    Bytes data(length, 0xEE);  // past the file's end
-    for (size_t k = 0; arrival < kWrong && k < length && offset + k < content_.size(); ++k)
-      data[k] = content_[offset + k];
-    Datagram packet = WithBody(ReplyOf(request), Item(16, 3, data));
-    WriteU16(packet, wire::kSequenceOffset, number);
-    return packet;
-  }
-
-  simulator::DeviceModel* device_ = nullptr;
-  Bytes content_;
-  std::string name_;
-};
-
-TEST_F(WindowTest, AcknowledgesGroupsAndAsksAgainForWhatIsMissing) {
+// "3[1,2] 3": request again with number 3 for packets 1 and 2, then acknowledgement 3.
+TEST(Window, AcknowledgesGroupsAndAsksAgainForWhatIsMissing) {
   const struct {
     uint32_t size;
     std::vector<uint16_t> arrivals;
     const char* sends;
+    std::vector<uint32_t> totals = {};
   } rows[] = {
       {100, {1}, "3"},
       {1400, {1}, "3"},
@@ -96,8 +46,8 @@ TEST_F(WindowTest, AcknowledgesGroupsAndAsksAgainForWhatIsMissing) {
       {4096, {1, 3, 2}, "3[2] 3"},
       {4097, {1, 2, 3, 4}, "3 6"},
       {5000, {1, 2, 3, 4}, "3 6"},
-      {9000, {1, 1, 2, 2, 3, 4, 5, 6, 7}, "3 6 9"},
-      {9000, {1, 3, 3, 2, 4, 5, 6, 7}, "3[2] 3[2] 3 6 9"},
+      {9000, {1, 1, 2, 2, 3, 4, 5, 6, 7}, "3 6 9", {1400, 1400, 2800, 2800, 4096, 5496, 6896, 8192, 9000}},
+      {9000, {1, 3, 3, 2, 4, 5, 6, 7}, "3[2] 3[2] 3 6 9", {1400, 2696, 2696, 4096, 5496, 6896, 8192, 9000}},
       {9000, {1, 2, 4, 5, 6, 3, 7}, "3[3] 3 6 9"},
       {9000, {1, 4, 5, 6, 2, 3, 7}, "3[2,3] 3 6 9"},
       {9000, {1, 4, 3, 2, 5, 6, 7}, "3[2,3] 3[2] 3 6 9"},
@@ -110,60 +60,108 @@ TEST_F(WindowTest, AcknowledgesGroupsAndAsksAgainForWhatIsMissing) {
       {9000, {1, 2, 3, 4, 5, 6, kWrong + 3, kWrong + 1, 7}, "3 6 3 9"},
   };
   for (const auto& row : rows) {
-    const std::string outcome = Run(row.size, row.arrivals);
-    EXPECT_TRUE(outcome.starts_with(std::string("0 ") + row.sends + "; 0")) << outcome << ", not " << row.sends;
-    EXPECT_TRUE(outcome.ends_with(" 100")) << outcome;
-    EXPECT_EQ(Downloaded(name_), content_) << row.sends;
+    const Bytes content = Pattern(row.size);
+    Bytes file(row.size);
+    std::string sends;
+    std::vector<uint32_t> totals;
+    ReceiveWindow window(1, row.size);
+    for (const uint16_t arrival : row.arrivals) {
+      EXPECT_FALSE(window.IsComplete()) << row.sends;
+      const uint16_t number = arrival % kWrong;
+      const auto place = window.PlaceOf(number);
+      const Bytes data = PacketOf(content, arrival);
+      ASSERT_LE(place.offset + place.room, file.size());
+      const auto count = std::min<size_t>(place.room, data.size());
+      if (place.isInWindow) std::copy_n(data.begin(), count, file.begin() + place.offset);
+      for (const auto& each : window.Accept(number, static_cast<uint32_t>(count))) {
+        sends += Describe(each.number, each.Missing());
+      }
+      totals.push_back(window.Total());
+    }
+    EXPECT_TRUE(window.IsComplete());
+    EXPECT_EQ(sends, std::string(" ") + row.sends);
+    EXPECT_TRUE(row.totals.empty() || totals == row.totals) << testing::PrintToString(totals);
+    EXPECT_EQ(file, content) << row.sends;
   }
 }
 
-TEST_F(WindowTest, CountsProgressByFirstArrivals) {
-  EXPECT_EQ(Run(9000, {1, 3, 2, 4, 5, 6, 7}), "0 3[2] 3 6 9; 0 15 29 45 61 76 91 100");
-  EXPECT_EQ(Run(9000, {1, 3, 3, 1, 2, 2, 4, 5, 6, 4, 5, 7}), "0 3[2] 3[2] 3 6 9; 0 15 29 45 61 76 91 100");
-  EXPECT_EQ(Run(9000, {1, 2, 3}, 2), "9; 0 15 31 100");
-  EXPECT_EQ(Downloaded(name_), Slice(content_, 0, 2800));
-}
+// A file of seven packets, in three groups.
+class StreamTest : public WritingTest {
+ protected:
+  void SetUp() override {
+    WritingTest::SetUp();
+    Insert(Made({}, "/F9000:9000"));
+  }
+  // Reads the file; packets for which `isLost` says so do not arrive. Tells the status, what was sent, and the progress
+  // whenever something was sent or lost.
+  std::string Run(const std::function<bool(uint16_t number)>& isLost) {
+    std::string progresses;
+    uint32_t progress = 0;
+    const auto look = [&] { progresses += " " + std::to_string(std::atomic_ref(progress).load()); };
+    world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+      if (IsRequest(datagram, Command::TransferAcknowledgement)) look();
+      const bool isPacket = IsReplyTo(datagram, Command::RFAStartTransfer);
+      return {.copies = isPacket && isLost(SequenceOf(datagram.bytes)) ? 0U : 1U};
+    };
+    Mark();
+    std::string outcome = std::to_string(Read("\\F9000", "d", &progress)->status);
+    look();
+    for (const auto& sent : Sent(Command::TransferAcknowledgement)) {
+      std::vector<uint16_t> missing;
+      for (size_t at = wire::kHeaderSize + wire::kItemHeaderSize; at < sent.bytes.size(); at += 2) {
+        missing.push_back(ReadU16(sent.bytes, at));
+      }
+      outcome += Describe(SequenceOf(sent.bytes), missing);
+    }
+    world.fate = nullptr;
+    return outcome + ";" + progresses;
+  }
+  const Bytes content_ = Pattern(9000);
+};
 
-TEST_F(WindowTest, SaysItInTheRightBytes) {
-  Run(9000, {1, 2, 3, 6, 4, 5, 7});
+TEST_F(StreamTest, SaysInTheRightBytesWhatTheWindowSends) {
+  EXPECT_EQ(Run([lost = 0](uint16_t number) mutable { return (number == 4 || number == 5) && lost++ < 2; }),
+            "0 3 6[4,5] 6 9; 31 45 84 84 100");
+  EXPECT_EQ(ReadWholeFile("d/F9000"), content_);
   const auto sent = Sent(Command::TransferAcknowledgement);
-  ASSERT_EQ(sent.size(), 4U);
-  EXPECT_EQ(sent[0].bytes.size(), 44U);
-  EXPECT_EQ(Slice(sent[0].bytes, 24, 4), (Bytes{0, 0, 0, 0}));
-  EXPECT_EQ(ReadU16(sent[1].bytes, wire::kLengthOffset), 52);
-  EXPECT_EQ(Slice(sent[1].bytes, 24, 4), (Bytes{9, 0, 0, 0}));
+  EXPECT_EQ(sent[0].bytes.size(), wire::kHeaderSize);
+  EXPECT_EQ(ReadU32(sent[0].bytes, wire::kStatusOffset), 0U);
+  EXPECT_EQ(ReadU16(sent[1].bytes, wire::kLengthOffset), wire::kHeaderSize + 8);
+  EXPECT_EQ(ReadU32(sent[1].bytes, wire::kStatusOffset), 9U);
   EXPECT_EQ(BodyOf(sent[1].bytes), (Bytes{0x10, 6, 4, 0, 4, 0, 5, 0}));
   Bytes digestInput(kPassword, kPassword + 6);
-  digestInput.insert(digestInput.end(), 2, 0);
-  digestInput[6] = 6;
-  EXPECT_TRUE(std::ranges::equal(Md5(digestInput), Slice(sent[1].bytes, 28, 16)));
-  EXPECT_EQ(sent[1].receiver, (Endpoint{{127, 0, 0, 11}, 14001}));
+  digestInput.insert(digestInput.end(), {6, 0});
+  EXPECT_TRUE(std::ranges::equal(Md5(digestInput), Slice(sent[1].bytes, wire::kDigestOffset, wire::kDigestSize)));
+  EXPECT_EQ(sent[1].receiver, (Endpoint{{127, 0, 0, 11}, wire::kDevicePort}));
 }
 
-TEST_F(WindowTest, TheLastAcknowledgementIsWhatTheTimerRepeats) {
-  EXPECT_EQ(Run(9000, {1, 2, 3, 4}), "253 3 3 3 3; 0 15 31 45 61 100");
+TEST_F(StreamTest, TheLastAcknowledgementIsWhatTheTimerRepeats) {
+  device_->Faults().repeatLimit = 0;
+  EXPECT_EQ(Run([](uint16_t number) { return number > 4; }), "253 3 3 3 3; 31 61 61 61 100");
   const auto sent = Sent(Command::TransferAcknowledgement);
   ASSERT_EQ(sent.size(), 4U);
-  EXPECT_EQ(Timeline(Command::TransferAcknowledgement), (Milliseconds{0, 3001, 6001, 10501, 19501}));
+  EXPECT_EQ(Timeline(Command::TransferAcknowledgement), (Milliseconds{0, 3000, 6000, 10500, 19500}));
   for (const auto& datagram : sent) EXPECT_EQ(datagram.bytes, sent[0].bytes);
-  EXPECT_EQ(Downloaded(name_), Slice(content_, 0, 5496));
+  EXPECT_EQ(ReadWholeFile("d/F9000"), Slice(content_, 0, 5496));
 }
 
-TEST_F(WindowTest, PacketsThatDoNotFitNeverMakeAWrongFile) {
-  const auto changed = [&](const std::function<Datagram(const Datagram&)>& change) {
+TEST_F(StreamTest, PacketsThatDoNotFitNeverMakeAWrongFile) {
+  const auto changed = [&](uint16_t number, const std::function<Datagram(const Datagram&)>& change) {
     world.fate = [=](const LoggedDatagram& datagram, size_t) -> Fate {
-      if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) != 2) return {};
+      if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) != number) return {};
       return {.bytes = change(datagram.bytes)};
     };
-    return Read("\\F5000")->status;
+    return Read("\\F9000", "d")->status;
   };
-  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, {}); }), 253U) << "no data";
-  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 3, Bytes(1399, 1))); }), 253U);
-  EXPECT_EQ(changed([](const Datagram& bytes) { return WithBody(bytes, Item(16, 1, Bytes(4))); }), 253U);
+  EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, {}); }), 253U) << "no data";
+  EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, Item(16, 3, Bytes(1399, 1))); }), 253U);
+  EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, Item(16, 1, Bytes(4))); }), 253U);
+  EXPECT_EQ(changed(3, [](const Datagram& bytes) { return WithStatus(bytes, 9); }), 9U);
+  EXPECT_EQ(ReadWholeFile("d/F9000"), Slice(content_, 0, 2800));
 }
 
 // A device that repeats itself, or never hears what it is told, holds the worker for a minute and no longer.
-TEST_F(WindowTest, ATransferThatBringsNothingNewEnds) {
+TEST_F(StreamTest, ATransferThatBringsNothingNewEnds) {
   const auto isHeld = [&] { return (world.Now() - Sent(Command::RFAStartTransfer).front().time) / 1s; };
   device_->Faults().repeatLimit = 1000000;
   Lose([](const LoggedDatagram& datagram) { return IsRequest(datagram, Command::TransferAcknowledgement); });
