@@ -25,10 +25,10 @@ void ReceiveWindow::Send(int32_t ahead, const char* label) {
   toSend_[toSendCount_++] = {.number = static_cast<uint16_t>(static_cast<int64_t>(acked_) + ahead), .label = label};
 }
 
-void ReceiveWindow::AskAgain(int lastAsked, const char* label) {
+void ReceiveWindow::AskAgain(const char* label) {
   Send(kGroup, label);
   Acknowledgement& request = toSend_[toSendCount_ - 1];
-  for (int k = 1; k <= lastAsked; ++k) {
+  for (int k = 1; k <= kGroup; ++k) {
     if (!received_[static_cast<size_t>(k)]) {
       request.missing[request.missingCount++] = static_cast<uint16_t>(acked_ + static_cast<uint32_t>(k));
     }
@@ -59,9 +59,9 @@ std::span<const Acknowledgement> ReceiveWindow::Accept(uint16_t number, uint32_t
     } else if (received_[1] && received_[2] && received_[3]) {
       FinishGroup();
     } else if (distance == kGroup) {
-      AskAgain(kGroup - 1, "print_file5");
+      AskAgain("print_file5");
     } else if (distance > kGroup && !askedAgain_) {
-      AskAgain(kGroup, "print_file6");
+      AskAgain("print_file6");
     }
   }
   return std::span(toSend_).first(toSendCount_);

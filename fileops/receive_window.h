@@ -56,7 +56,7 @@ class ReceiveWindow {
 
   int32_t Distance(uint16_t number) const;
   void Send(int32_t ahead, const char* label);
-  void AskAgain(int lastAsked, const char* label);
+  void AskAgain(const char* label);
   void FinishGroup();
 
   uint16_t firstNumber_;

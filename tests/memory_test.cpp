@@ -132,7 +132,9 @@ TEST_F(MemoryTest, AStoppedLibraryHasGivenBackWhatItTook) {
     before = pieces;
     StartLibrary();
     EXPECT_EQ(API_Search("")->deviceCount, 1U);
-    EXPECT_EQ(usesStorage ? API_RFADelete("\\nothing", 0, kPassword, 0)->status : 244, 244U) << "keeps its buffers";
+    for (int calls = usesStorage ? 2 : 0; calls > 0; --calls) {
+      EXPECT_EQ(API_RFADelete("\\nothing", 0, kPassword, 0)->status, 244U) << "keeps its buffers";
+    }
     StopLibrary();
   }
   EXPECT_EQ(pieces, before);

@@ -167,6 +167,11 @@ TEST(Elements, EachHasItsLimitsInEveryReply) {
     const bool hasData = reply == BodyMode::RFAReadDataReply || reply == BodyMode::TransferData;
     EXPECT_NE(ParseElements(Item(wire::kFileAccessClass, wire::kDataIndex, {}), reply), hasData);
   }
+  ResetProtocol();
+  const Bytes foreign = Join({Item(17, wire::kLastSectorIndex, {1, 0, 0, 0}), Item(17, wire::kDataIndex, {1})});
+  for (const BodyMode reply : kReplies) EXPECT_TRUE(ParseElements(foreign, reply)) << "of another class";
+  EXPECT_EQ(sessionInfo.lastSector, 0U);
+  EXPECT_EQ(transferBuffer.size, 0);
 }
 
 // The last of two, though an element stands between them that nobody knows; and nothing of a body that is malformed.
