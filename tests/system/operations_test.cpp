@@ -128,6 +128,20 @@ TEST_F(OperationsTest, ConnectingAndPasswords) {
   library->Terminate(0);
 }
 
+TEST_F(OperationsTest, ThreadsMayCallAtOnce) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([] {
+      for (int calls = 0; calls < 50; ++calls) {
+        library->RFAConnect(0, kPassword, plain);  // its record is everybody's
+        EXPECT_EQ(library->SetIpInterface("127.0.0.1"), 0U);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(library->RFAConnect(0, kPassword, plain)->status, 0U);
+}
+
 TEST_F(OperationsTest, ABadInterfaceAndBack) {
   EXPECT_EQ(library->SetIpInterface("127.0.0.2x"), 11U);
   EXPECT_EQ(library->GetConfiguration(nullptr, 0, 0, kPassword, plain)->status, 253U);
