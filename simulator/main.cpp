@@ -78,7 +78,8 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--reorder", options.server.faults.reorder, "Deliver it after the next one with this probability")
       ->type_name("P")
       ->check(probability);
-  app.add_option("--delay", options.delay, "Delay every datagram, in each direction, by so many milliseconds, such as 0.25")
+  app.add_option("--delay", options.delay,
+                 "Delay every datagram, in each direction, by so many milliseconds, such as 0.25")
       ->type_name("MS")
       ->check(CLI::Range(0.0, 60000.0));
   app.add_option("--busy", options.behaviour.busyReplies,

@@ -335,6 +335,12 @@ TEST_F(WritingTest, FormattingClearsTheFirstFatAndTheRoot) {
     EXPECT_EQ(Put("HIGH", Pattern(100)), 0U);
     EXPECT_EQ(ClusterIn(view.Entries()["HIGH       "]), view.is32 ? 0x10002U : 3U);
     EXPECT_EQ(Get("\\HIGH"), Pattern(100));
+    if (!view.is32) continue;
+    EXPECT_EQ(MakeFolder("\\DIR"), 0U);
+    EXPECT_EQ(MakeFolder("\\DIR\\INNER"), 0U);
+    const ListingEntry* const dots = Read("\\DIR\\INNER")->entries;
+    EXPECT_EQ(dots[0].firstCluster, 0x10004U);
+    EXPECT_EQ(dots[1].firstCluster, 0x10003U);
   }
 }
 
