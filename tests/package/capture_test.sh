@@ -3,8 +3,8 @@
 # dissector and docs/protocol.md know the same elements as the library.
 #   capture_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
 source_folder=$(realpath "$(dirname "$0")/../..")
-# shellcheck source-path=SCRIPTDIR source=../support/cli.sh
-. "$source_folder/tests/support/cli.sh"
+# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
+. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
 dissector=$source_folder/tools/wireshark/media_adapter.lua
 
 sed -nE 's/^    \{([0-9]+), ([0-9]+), (\w+), ([0-9]+), ([0-9]+),.*/\1.\2 \L\3\E \4 \5/p' \
@@ -18,18 +18,17 @@ sed -nE 's/^\| ([0-9]+\.[0-9]+) \| ([a-z]+) \| ([0-9]+) \|.*/\1 \2 \3 \3/p
 expect_same table of_dissector
 expect_same table of_page
 
-make_volume disk.img
+make_volume lounge.img
 head -c 300000 /dev/urandom >song.mp3
-mcopy -i disk.img song.mp3 ::
+mcopy -i lounge.img song.mp3 ::
 echo secret >password
 printf 'plain-text-of-the-secret' >key
-start_simulator log --device "$(device 127.0.0.61 lounge "$work/disk.img" secret)" --busy 1 --seed 3 \
-  --loss 0.03 --duplicate 0.03 --pcap capture
+start_simulator 127.0.0.61,lounge,secret --busy 1 --seed 3 --loss 0.03 --duplicate 0.03 --pcap capture
 # Twice: an equal transfer request of the same number is another request.
 on lounge --password-file password --tag 2 -c "get /song.mp3 $TMPDIR" -c "get /song.mp3 $TMPDIR" \
   -c 'config get' -c 'config set 10.2=@key' -c 'test -s 1' >output 2>&1 || fail "$(cat output)"
-kill -KILL "${simulators[0]}"
-wait "${simulators[0]}" 2>/dev/null
+kill -KILL $!
+wait $! 2>/dev/null
 
 shark() { tshark -2 -X "lua_script:$dissector" -r capture "$@" 2>/dev/null; }
 fields() { shark -Y "$1" -T fields -E occurrence=a "${@:2}"; }

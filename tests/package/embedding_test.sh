@@ -4,8 +4,8 @@
 #   embedding_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
 source_folder=$(realpath "$(dirname "$0")/../..")
 build=$(realpath "$(dirname "$1")")
-# shellcheck source-path=SCRIPTDIR source=../support/cli.sh
-. "$source_folder/tests/support/cli.sh"
+# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
+. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
 must() { "$@" >must 2>&1 || { fail "$*: $(tail -30 must)"; exit 1; }; }
 
 must cmake --install "$build" --prefix "$work/prefix"
@@ -32,8 +32,7 @@ mkdir -p asked/build
 must cc found/app.c -o asked/build/app \
   $(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --libs media-adapter) -Wl,-rpath,"$work/$libraries"
 
-make_volume disk.img
-start_simulator log --device "$(device 127.0.0.62 lounge "$work/disk.img" secret)"
+start_simulator 127.0.0.62,lounge,secret
 for way in found fetched asked; do
   "$way/build/app" 127.0.0.1 lounge <<<secret >output 2>&1 || fail "$way: $(cat output)"
   expect_text output "(0,2) text: lounge"

@@ -4,8 +4,8 @@
 #   reference_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
 source_folder=$(realpath "$(dirname "$0")/../..")
 build=$(realpath "$(dirname "$1")")
-# shellcheck source-path=SCRIPTDIR source=../support/cli.sh
-. "$source_folder/tests/support/cli.sh"
+# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
+. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
 
 cmake --install "$build" --prefix "$work/prefix" >installed || fail "$(cat installed)"
 pages=$(find prefix -name man3)

@@ -13,7 +13,7 @@ export XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config
 unset MEDIA_ADAPTER_INTERFACE MEDIA_ADAPTER_DEVICE MEDIA_ADAPTER_PASSWORD_FILE
 mkdir "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME"
 # shellcheck disable=SC2046  # numbers
-trap 'kill $(cat simulators) 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill $(cat simulators 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
 
 # fail TEXT...: also from a run in the background or with its output in a file
 exec 3>&1
