@@ -27,7 +27,7 @@ class EagerWait {
     return --toSkip_ == 0 ? Way::SleepMeasured : Way::Sleep;
   }
 
-  // What came of a wait, not of one that just slept. `hasCome`: a look found its datagram.
+  // What a look or a measured sleep came to. `hasCome`: the look found its datagram.
   void Learn(Way way, bool hasCome, Duration duration) {
     Duration& average = way == Way::Look ? looked_ : slept_;
     average += (std::min(duration, kLongestKnown) - average) / 4;
