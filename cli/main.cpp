@@ -6,12 +6,12 @@
 #include <iostream>
 #include <sstream>
 
-#include "cli/commands.h"
-#include "cli/defaults.h"
-#include "cli/interrupts.h"
-#include "cli/shell.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/commands/shell.h"
+#include "cli/commands/table.h"
+#include "cli/console/interrupts.h"
+#include "cli/console/terminal.h"
+#include "cli/console/text.h"
+#include "cli/local/defaults.h"
 
 namespace {
 

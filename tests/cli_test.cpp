@@ -6,15 +6,15 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "cli/device_choice.h"
-#include "cli/device_path.h"
-#include "cli/element_value.h"
-#include "cli/local_name.h"
-#include "cli/passwords.h"
-#include "cli/settings_file.h"
-#include "cli/text.h"
-#include "cli/volume_name.h"
-#include "cli/words.h"
+#include "cli/console/text.h"
+#include "cli/console/words.h"
+#include "cli/device/device_choice.h"
+#include "cli/device/device_path.h"
+#include "cli/device/element_value.h"
+#include "cli/device/passwords.h"
+#include "cli/device/volume_name.h"
+#include "cli/local/local_name.h"
+#include "cli/local/settings_file.h"
 #include "protocol/little_endian.h"
 
 namespace media_adapter::cli {

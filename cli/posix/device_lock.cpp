@@ -1,6 +1,6 @@
 // Two files, each locked whole: one in the user's run-time folder, and one for all users of the machine where the
 // system lets everybody create one. The system drops both locks when the process ends, however it ends.
-#include "cli/device_lock.h"
+#include "cli/device/device_lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "cli/interrupts.h"
+#include "cli/console/interrupts.h"
 
 namespace media_adapter::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/interfaces.h"
+#include "cli/device/interfaces.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>

@@ -1,4 +1,4 @@
-#include "cli/interrupts.h"
+#include "cli/console/interrupts.h"
 
 #include <unistd.h>
 

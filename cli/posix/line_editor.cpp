@@ -1,11 +1,11 @@
-#include "cli/line_editor.h"
+#include "cli/console/line_editor.h"
 
 #include <histedit.h>
 
 #include <clocale>
 #include <cstdio>
 
-#include "cli/text.h"
+#include "cli/console/text.h"
 
 namespace media_adapter::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/local_text.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 

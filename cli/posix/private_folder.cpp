@@ -1,4 +1,4 @@
-#include "cli/private_folder.h"
+#include "cli/local/private_folder.h"
 
 #include <stdlib.h>
 

@@ -1,11 +1,11 @@
-#include "cli/terminal.h"
+#include "cli/console/terminal.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include "cli/interrupts.h"
+#include "cli/console/interrupts.h"
 
 namespace media_adapter::cli {
 namespace {

@@ -1,5 +1,5 @@
 // A named mutex of all sessions of the machine. The system gives it free when the process ends, however it ends.
-#include "cli/device_lock.h"
+#include "cli/device/device_lock.h"
 
 #include <windows.h>
 

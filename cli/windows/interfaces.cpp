@@ -1,4 +1,4 @@
-#include "cli/interfaces.h"
+#include "cli/device/interfaces.h"
 
 #include <winsock2.h>
 // After winsock2.h, which it needs.
@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "cli/local_text.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 namespace {

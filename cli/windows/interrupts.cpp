@@ -1,5 +1,5 @@
 // The system tells of an interrupt on a thread of its own.
-#include "cli/interrupts.h"
+#include "cli/console/interrupts.h"
 
 #include <windows.h>
 

@@ -1,5 +1,5 @@
 // The console edits lines and keeps earlier ones by itself. Its Tab key cannot be asked for.
-#include "cli/line_editor.h"
+#include "cli/console/line_editor.h"
 
 #include <iostream>
 

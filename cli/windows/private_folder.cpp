@@ -1,8 +1,8 @@
-#include "cli/private_folder.h"
+#include "cli/local/private_folder.h"
 
 #include <random>
 
-#include "cli/local_text.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 

@@ -1,4 +1,4 @@
-#include "cli/terminal.h"
+#include "cli/console/terminal.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -7,7 +7,7 @@
 #include <clocale>
 #include <cstdio>
 
-#include "cli/interrupts.h"
+#include "cli/console/interrupts.h"
 
 namespace media_adapter::cli {
 namespace {

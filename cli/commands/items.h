@@ -1,0 +1,75 @@
+// What the commands about files share: items of the volume, and results of commands that work on several of them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/commands/table.h"
+#include "cli/console/output.h"
+#include "cli/device/session.h"
+
+namespace media_adapter::cli {
+
+// Raw bytes, not to be printed or used as a local name as they are.
+std::string EntryName(const ListingEntry& entry);
+bool IsFolder(const ListingEntry& entry);
+// "." or "..".
+bool IsDotEntry(const ListingEntry& entry);
+
+struct Found {
+  Answer answer;
+  bool isFolder = false;
+  std::optional<ListingEntry> entry;  // none for the root, and where the folder around it is too large to list
+};
+
+Found FindItem(Session& session, const std::string& path);
+
+// The answer, and when it is that of an invalid path (244), which part of the path is not there.
+Answer ExplainMissing(Session& session, const std::string& path, Answer answer);
+
+// Ok when the path names a folder.
+Answer CheckFolder(Session& session, const std::string& path);
+
+// The absolute device paths of a command's arguments. False when one is none, which has been printed: wrong usage.
+bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                  std::vector<std::string>& paths);
+
+// Why a volume cannot hold a new item of this name, or "".
+std::string CheckNewName(std::string_view name);
+
+// Makes a folder. Its parent must exist.
+Answer MakeFolder(const Context& context, const std::string& path);
+// As above, or takes a folder that is there already.
+Answer MakeOrTakeFolder(const Context& context, const std::string& path);
+// As above for every folder on the way.
+Answer MakeFolderAndParents(const Context& context, const std::string& path);
+
+// Collects the results of a command's items: failures are printed at once, JSON at the end.
+class ItemResults {
+ public:
+  ItemResults(const Output& output, std::string command);
+  ~ItemResults();
+
+  // path: on the device, or empty when the item is local only; local: a local path, or empty.
+  void Add(const std::string& path, const Answer& answer, const std::string& local = {},
+           std::optional<uint64_t> size = std::nullopt);
+  // False once an item has failed for a reason that lies with the device or the way to it, since the others would fail
+  // as well, perhaps after a long wait each; and after an interrupt.
+  bool MayGoOn() const;
+  // The command's exit code.
+  int Finish() const;
+
+ private:
+  const Output& output_;
+  const std::string command_;
+  bool hasFailed_ = false;
+  bool mayGoOn_ = true;
+  std::unique_ptr<nlohmann::ordered_json> items_;
+};
+
+}  // namespace media_adapter::cli

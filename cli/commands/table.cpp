@@ -1,0 +1,135 @@
+#include "cli/commands/table.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "cli/console/text.h"
+#include "cli/console/words.h"
+
+namespace media_adapter::cli {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"search", "List the devices on the network", Completes::Nothing, DescribeSearch},
+    {"ls", "List a folder of the device", Completes::DevicePaths, DescribeList},
+    {"get", "Copy files and folders from the device", Completes::DevicePaths, DescribeGet},
+    {"put", "Copy files and folders to the device", Completes::LocalThenDevicePaths, DescribePut},
+    {"mkdir", "Create folders on the device", Completes::DevicePaths, DescribeMakeFolder},
+    {"rm", "Delete files on the device", Completes::DevicePaths, DescribeRemove},
+    {"format", "Delete everything on the device's volume", Completes::Nothing, DescribeFormat},
+    {"config", "Read, change, save and load the device's settings", Completes::ConfigCommands, DescribeConfig},
+    {"ip", "Give the device another IP address", Completes::Nothing, DescribeIp},
+    {"test", "Start the device's test and show its counters", Completes::Nothing, DescribeTest},
+    {"connect", "Open access to the device's storage", Completes::Nothing, DescribeConnect},
+    {"disconnect", "Close access to the device's storage", Completes::Nothing, DescribeDisconnect},
+    {"device", "Show or choose the device that commands work on", Completes::Nothing, DescribeDeviceCommand},
+    {"cd", "Change the current folder of the device", Completes::DevicePaths, DescribeChangeFolder},
+    {"pwd", "Print the current folder of the device", Completes::Nothing, DescribePrintFolder},
+    {"shell", "Read commands interactively", Completes::Nothing, DescribeShell},
+    {"help", "Describe the commands, or one of them", Completes::Commands, DescribeHelp},
+    {"exit", "Leave the script or the shell", Completes::Nothing, DescribeExit},
+};
+
+// The parser takes "[a,b]" for a list and "++" for the end of a command, but both may be file names. No argument can
+// hold a zero byte, so one at the end guards such words on their way through.
+void Guard(std::string& word) {
+  if (word == "++" || (word.starts_with('[') && word.ends_with(']'))) word += '\0';
+}
+
+// Takes the guards off again, whatever option a word ends up with.
+void Unguard(CLI::App& parser) {
+  for (CLI::Option* const option : parser.get_options()) {
+    option->transform([](std::string word) {
+      word.resize(word.find_last_not_of('\0') + 1);
+      return word;
+    });
+  }
+  for (CLI::App* const command : parser.get_subcommands([](CLI::App*) { return true; })) Unguard(*command);
+}
+
+// The command that the arguments name: "config set".
+std::string UsedCommand(const CLI::App& parser) {
+  std::string names;
+  for (const CLI::App* app = &parser; !app->get_subcommands().empty();) {
+    app = app->get_subcommands().front();
+    names += (names.empty() ? "" : " ") + app->get_name();
+  }
+  return names;
+}
+
+// The first word that the parser could do nothing with, where it stands for a command: what to say of it, or "".
+std::string UnknownCommand(const CLI::App& parser) {
+  const std::vector<std::string> rest = parser.remaining();
+  if (rest.empty() || rest.front().starts_with('-')) return {};
+  return "no such command: " + rest.front().substr(0, rest.front().find('\0'));
+}
+
+// A line as a parsed command: an action that is empty when there is nothing to do, or none and an exit code.
+struct ParsedLine {
+  explicit ParsedLine(std::string_view line, Context& context) {
+    const std::optional<std::vector<std::string>> words = SplitWords(line);
+    if (!words || line.find('\0') != std::string_view::npos) {
+      context.output.Error(words ? "a zero byte in a command" : "a quotation is not closed");
+      code = kUsage;
+      return;
+    }
+    if (words->empty() || words->front().starts_with('#')) return;
+    AddCommands(parser, context, action);
+    Parse(parser, *words, context.output, code);
+  }
+
+  CLI::App parser{"", ""};
+  Action action;
+  int code = kSuccess;
+};
+
+}  // namespace
+
+std::span<const Command> CommandTable() { return kCommands; }
+
+void AddCommands(CLI::App& parser, Context& context, Action& action) {
+  parser.require_subcommand(0, 1);
+  parser.allow_windows_style_options(false);
+  parser.get_formatter()->label("SUBCOMMAND", "COMMAND [ARGUMENT...]");
+  for (const Command& command : kCommands) {
+    CLI::App* const sub = parser.add_subcommand(command.name, command.summary);
+    sub->fallthrough()->group("Commands")->footer("");
+    command.describe(*sub, context, action);
+  }
+  Unguard(parser);
+}
+
+bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code) {
+  std::ranges::for_each(arguments, Guard);
+  std::ranges::reverse(arguments);
+  try {
+    parser.parse(std::move(arguments));
+    return true;
+  } catch (const CLI::Success& help) {
+    code = kSuccess;
+    parser.exit(help);
+  } catch (const CLI::ParseError& error) {
+    code = kUsage;
+    const std::string command = UsedCommand(parser);
+    const bool isLine = parser.get_name().empty();
+    const std::string unknown = command.empty() ? UnknownCommand(parser) : std::string();
+    output.Error((command.empty() ? "" : command + ": ") + Escape(unknown.empty() ? error.what() : unknown) +
+                 "; see \"" + (isLine ? "" : parser.get_name() + " ") + "help" +
+                 (command.empty() ? "" : " " + command) + "\"");
+  }
+  return false;
+}
+
+int RunLine(std::string_view line, Context& context) {
+  const ParsedLine parsed(line, context);
+  try {
+    return parsed.action ? parsed.action() : parsed.code;
+  } catch (const std::exception& error) {  // out of memory, for one: the lines that follow may do with less
+    context.output.Error(error.what());
+    return kFailure;
+  }
+}
+
+bool CheckLine(std::string_view line, Context& context) { return ParsedLine(line, context).code == kSuccess; }
+
+}  // namespace media_adapter::cli

@@ -1,0 +1,31 @@
+// Lines typed at the terminal, with the system's way of editing them and of bringing earlier ones back.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/commands/completion.h"
+
+namespace media_adapter::cli {
+
+class LineEditor {
+ public:
+  // complete: what the Tab key offers for a line up to the cursor, where the system's editing knows such a key.
+  using Completer = std::function<Completion(std::string_view line)>;
+  explicit LineEditor(Completer complete);
+  ~LineEditor();
+  LineEditor(const LineEditor&) = delete;
+  LineEditor& operator=(const LineEditor&) = delete;
+
+  // A line without its end; none at the end of input.
+  std::optional<std::string> ReadLine(const std::string& prompt);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace media_adapter::cli

@@ -1,0 +1,66 @@
+// Every change of a device's volume goes through here. The library rolls nothing back, and a failed request may leave
+// an entry whose space counts as free, which the next file would share. So a file is replaced by deleting the old one
+// first; what a failed request may have left is deleted before anything else is written; and where that cannot be done
+// nothing more is written to that device, and the message says what to do. A signal lets the running request end.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "cli/console/output.h"
+#include "cli/device/device_lock.h"
+#include "cli/device/session.h"
+
+namespace media_adapter::cli {
+
+class VolumeWriter {
+ public:
+  VolumeWriter(Session& session, const Output& output) : session_(session), output_(output) {}
+
+  // Makes a device ready, as Session::Prepare, and waits until no other run of the tool works on its volume: for each
+  // command that copies or changes something. An exit code; a failure has been printed.
+  int Begin();
+  // Lets other runs go on, unless a failed request has left something that they would run into.
+  void End();
+  bool doesWait = true;
+
+  // Copies the local file, of `size` bytes, into the folder; its own name has to be `name`.
+  Answer Put(const std::string& localPath, uint64_t size, const std::string& folder, const std::string& name);
+  Answer Remove(const std::string& path);
+  Answer MakeFolder(const std::string& path);
+  Answer Format();
+
+ private:
+  enum class Kind : uint8_t { File, Folder, Volume };
+  struct Leftover {
+    Kind kind = Kind::File;
+    std::string path;
+  };
+
+  std::string Mac() const;
+  Answer Settle();
+  void DeleteLeftover(const std::string& path, Answer& answer);
+
+  Session& session_;
+  const Output& output_;
+  std::map<std::string, Leftover> leftovers_;  // by MAC
+  std::map<std::string, DeviceLock> locks_;
+};
+
+// A device's volume for as long as a command works on it.
+class VolumeTurn {
+ public:
+  explicit VolumeTurn(VolumeWriter& writer) : writer_(writer), code_(writer.Begin()) {}
+  ~VolumeTurn() { writer_.End(); }
+  VolumeTurn(const VolumeTurn&) = delete;
+  VolumeTurn& operator=(const VolumeTurn&) = delete;
+
+  int Code() const { return code_; }
+
+ private:
+  VolumeWriter& writer_;
+  const int code_;
+};
+
+}  // namespace media_adapter::cli
