@@ -208,7 +208,7 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint&) {
   return static_cast<int>(datagram.size());
 }
 
-int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience) {
   if (mailbox.IsEmpty() || mailbox.Front().arrival > network.now) {
     network.now += fuzz::kOneLook;
     return -1;

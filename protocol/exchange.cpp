@@ -68,7 +68,7 @@ void SendBy(const ExchangeRule& rule, const char* label) {
 }
 
 // Arms the operation's timer and waits for its end: looks for the datagram where that promises more than sleeping does,
-// and sleeps.
+// naps, which costs a quick device's exchange least, and sleeps.
 void Await(Operation operation) {
   ProtocolState& state = protocolState;
   const auto& queue = WorkerChannel().queue;
@@ -79,6 +79,7 @@ void Await(Operation operation) {
     while (!state.operationDone && !queue.IsQuitting() && platform::MonotonicNow() < end) OnReceive();
   }
   const bool hasCome = state.operationDone;
+  if (!hasCome && !queue.IsQuitting()) OnReceive(platform::DatagramSocket::Patience::Nap);
   while (!state.operationDone) PumpOneMessage();
   if (way != EagerWait::Way::Sleep) state.eagerWait.Learn(way, hasCome, platform::MonotonicNow() - start);
   KillTimer(operation);  // a packet of a stream leaves it armed, and the end of the library

@@ -137,10 +137,10 @@ void Handle(const Reply& reply) {
 
 }  // namespace
 
-void OnReceive() {
+void OnReceive(platform::DatagramSocket::Patience patience) {
   static std::array<uint8_t, wire::kMaxDatagramSize> buffer;
   Reply reply;
-  const int size = WorkerChannel().deviceSocket.ReceiveFrom(buffer, reply.sender);
+  const int size = WorkerChannel().deviceSocket.ReceiveFrom(buffer, reply.sender, patience);
   if (size < static_cast<int>(wire::kHeaderSize)) return;
   reply.datagram = std::span(buffer).first(static_cast<size_t>(size));
   Handle(reply);

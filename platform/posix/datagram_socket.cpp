@@ -13,9 +13,11 @@ bool DatagramSocket::Open(const char* localAddress) {
   Close();
   const auto address = ParseAddress(localAddress);
   if (!address) return false;
-  const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (handle < 0) return false;
-  if (bind(handle, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
+  const timeval nap{.tv_sec = 0, .tv_usec = std::chrono::microseconds(kNap).count()};
+  if (setsockopt(handle, SOL_SOCKET, SO_RCVTIMEO, &nap, sizeof nap) != 0 ||
+      bind(handle, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     close(handle);
     return false;
   }
@@ -42,15 +44,16 @@ std::optional<Ipv4Address> DatagramSocket::LocalAddress() const {
 
 int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
   const sockaddr_in address = SystemAddress(receiver);
-  return static_cast<int>(sendto(static_cast<int>(handle_), datagram.data(), datagram.size(), 0,
+  return static_cast<int>(sendto(static_cast<int>(handle_), datagram.data(), datagram.size(), MSG_DONTWAIT,
                                  reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
-int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience patience) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
   // MSG_TRUNC asks for the datagram's own length, so that one that does not fit is seen.
-  const ssize_t received = recvfrom(static_cast<int>(handle_), buffer.data(), buffer.size(), MSG_TRUNC,
+  const int flags = patience == Patience::Nap ? MSG_TRUNC : MSG_TRUNC | MSG_DONTWAIT;
+  const ssize_t received = recvfrom(static_cast<int>(handle_), buffer.data(), buffer.size(), flags,
                                     reinterpret_cast<sockaddr*>(&address), &size);
   if (received < 0 || static_cast<size_t>(received) > buffer.size()) return -1;
   sender = FromSystem(address);

@@ -72,8 +72,9 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& re
                 static_cast<int>(datagram.size()), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-// A datagram longer than the buffer is an error of this system, and so is an ICMP error.
-int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+// A datagram longer than the buffer is an error of this system, and so is an ICMP error. There is no nap: a socket that
+// is waited for by an event does not block.
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience) {
   sockaddr_in address{};
   int size = sizeof address;
   const int received = recvfrom(SystemSocket(handle_), reinterpret_cast<char*>(buffer.data()),

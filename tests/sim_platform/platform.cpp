@@ -150,7 +150,8 @@ int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& re
   return World().Send(handle_, datagram, receiver) ? static_cast<int>(datagram.size()) : -1;
 }
 
-int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender) {
+int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience patience) {
+  if (patience == Patience::Nap) return -1;  // the waiter sleeps in this world
   const auto datagram = World().Receive(handle_, sender);
   if (!datagram) {
     ++World().emptyReceives;
