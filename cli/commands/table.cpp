@@ -25,9 +25,10 @@ constexpr Command kCommands[] = {
     {"device", "Show or choose the device that commands work on", Completes::Nothing, DescribeDeviceCommand},
     {"cd", "Change the current folder of the device", Completes::DevicePaths, DescribeChangeFolder},
     {"pwd", "Print the current folder of the device", Completes::Nothing, DescribePrintFolder},
-    {"shell", "Read commands interactively", Completes::Nothing, DescribeShell},
-    {"help", "Describe the commands, or one of them", Completes::Commands, DescribeHelp},
-    {"exit", "Leave the script or the shell", Completes::Nothing, DescribeExit},
+    {"shell", "Read commands interactively", Completes::Nothing, DescribeShell, true},
+    {"agent", "Keep the devices that were found, for later commands", Completes::Nothing, DescribeAgent, true},
+    {"help", "Describe the commands, or one of them", Completes::Commands, DescribeHelp, true},
+    {"exit", "Leave the script or the shell", Completes::Nothing, DescribeExit, true},
 };
 
 // The parser takes "[a,b]" for a list and "++" for the end of a command, but both may be file names. No argument can
@@ -86,6 +87,11 @@ struct ParsedLine {
 }  // namespace
 
 std::span<const Command> CommandTable() { return kCommands; }
+
+const Command* FindCommand(std::string_view name) {
+  const auto* const found = std::ranges::find(kCommands, name, &Command::name);
+  return found != std::end(kCommands) ? found : nullptr;
+}
 
 void AddCommands(CLI::App& parser, Context& context, Action& action) {
   parser.require_subcommand(0, 1);

@@ -22,6 +22,7 @@ struct Context {
   VolumeWriter& writer;
   bool isKeptGoing = false;  // a script does not stop at a command that fails
   bool isInShell = false;
+  bool isInAgent = false;
   bool isLeaving = false;  // set by "exit"
 };
 
@@ -37,9 +38,12 @@ struct Command {
   Completes completes;
   // Adds the command's options and arguments to `parser`, and a callback that sets `action` once they are parsed.
   void (*describe)(CLI::App& parser, Context& context, Action& action);
+  bool isOwn = false;  // never handed over to the agent: about the process itself, or the person before it
 };
 
 std::span<const Command> CommandTable();
+// Null when there is none of this name.
+const Command* FindCommand(std::string_view name);
 
 // Adds every command to `parser`, of which a line holds one at most. Last, after the parser's own options.
 void AddCommands(CLI::App& parser, Context& context, Action& action);
@@ -71,6 +75,7 @@ void DescribeChangeFolder(CLI::App& parser, Context& context, Action& action);
 void DescribePrintFolder(CLI::App& parser, Context& context, Action& action);
 void DescribeHelp(CLI::App& parser, Context& context, Action& action);
 void DescribeExit(CLI::App& parser, Context& context, Action& action);
+void DescribeAgent(CLI::App& parser, Context& context, Action& action);
 void DescribeShell(CLI::App& parser, Context& context, Action& action);
 
 }  // namespace media_adapter::cli

@@ -26,13 +26,22 @@ std::string MessageOf(const char (&field)[MEDIA_ADAPTER_MESSAGE_SIZE]) { return 
 Answer Session::Open(SessionOptions options) {
   options_ = std::move(options);
   std::string& address = options_.interfaceAddress;
-  if (address.empty()) return {MEDIA_ADAPTER_OK, {}};
-  const std::vector<LocalInterface> interfaces = LocalInterfaces();
-  const auto named = std::ranges::find(interfaces, address, &LocalInterface::name);
-  if (named != interfaces.end()) address = named->address;
-  const uint32_t status = API_SetIpInterface(address.c_str());
+  if (!address.empty()) {
+    const std::vector<LocalInterface> interfaces = LocalInterfaces();
+    const auto named = std::ranges::find(interfaces, address, &LocalInterface::name);
+    if (named != interfaces.end()) address = named->address;
+  }
+  if (search_.wanted == address) {
+    address = search_.bound;
+    return {MEDIA_ADAPTER_OK, {}};
+  }
+  // A library that was just loaded is bound to no interface.
+  const bool isBound = address.empty() && &search_ == &own_;
+  const uint32_t status = isBound ? uint32_t{MEDIA_ADAPTER_OK} : API_SetIpInterface(address.c_str());
+  search_ = {};
   switch (status) {
     case MEDIA_ADAPTER_OK:
+      search_.wanted = search_.bound = address;
       return {status, {}};
     case MEDIA_ADAPTER_INVALID_INTERFACE_ADDRESS:
       return {status, "neither an IPv4 address nor an interface of this machine"};
@@ -48,37 +57,42 @@ void Session::SearchOnce() {
   const SearchResult* const result = API_Search("");
   output_.Fleeting("");
   const uint32_t count = std::min<uint32_t>(result->deviceCount, MEDIA_ADAPTER_MAX_DEVICES);
-  devices_.assign(result->devices, result->devices + count);
+  search_.devices.assign(result->devices, result->devices + count);
 }
 
 // Without a default route a broadcast has no way out, unless it starts from an interface's own address.
 void Session::Search() {
+  if (isOld_ && search_.bound != search_.wanted) {
+    options_.interfaceAddress = search_.bound = search_.wanted.value_or("");
+    API_SetIpInterface(search_.bound.c_str());
+  }
   SearchOnce();
-  hasSearched_ = true;
+  search_.isDone = true;
+  isOld_ = false;
   index_.reset();
-  tried_ = options_.interfaceAddress;
-  if (!devices_.empty() || !options_.interfaceAddress.empty()) return;
+  search_.tried = options_.interfaceAddress;
+  if (!search_.devices.empty() || !options_.interfaceAddress.empty()) return;
   for (const LocalInterface& interface : LocalInterfaces()) {
     const std::string name = interface.name + " (" + interface.address + ")";
     if (IsInterrupted() || API_SetIpInterface(interface.address.c_str()) != MEDIA_ADAPTER_OK) continue;
     output_.Error("no device answered; searching by interface " + name);
     SearchOnce();
-    tried_ += (tried_.empty() ? "" : ", ") + name;
-    if (devices_.empty()) continue;
-    options_.interfaceAddress = interface.address;
+    search_.tried += (search_.tried.empty() ? "" : ", ") + name;
+    if (search_.devices.empty()) continue;
+    options_.interfaceAddress = search_.bound = interface.address;
     return;
   }
   API_SetIpInterface("");
 }
 
 std::string Session::DescribeSilence() const {
-  return "no device answered" + (tried_.empty() ? "" : " by " + tried_) +
+  return "no device answered" + (search_.tried.empty() ? "" : " by " + search_.tried) +
          ". Is the device switched on, and in this network? A firewall has to let UDP port 14001 out and the answers "
          "in; --interface names the way out";
 }
 
 void Session::ForgetSearch() {
-  hasSearched_ = false;
+  search_.isDone = false;
   index_.reset();
 }
 
@@ -94,48 +108,68 @@ void Session::Choose(const DeviceEntry& device) {
   chosenMac_ = std::to_array(device.macAddress);
 }
 
+void Session::Choose(size_t index) {
+  index_ = static_cast<uint32_t>(index);
+  chosenMac_ = std::to_array(search_.devices[index].macAddress);
+}
+
 void Session::ForgetChoice() {
   index_.reset();
   chosenMac_.reset();
 }
 
-const DeviceEntry* Session::Device() const { return index_ ? &devices_[*index_] : nullptr; }
+const DeviceEntry* Session::Device() const { return index_ ? &search_.devices[*index_] : nullptr; }
 
 std::string Session::DescribeDevice() const {
-  const DeviceEntry& device = devices_[*index_];
+  const DeviceEntry& device = search_.devices[*index_];
   return "\"" + DeviceName(device) + "\" (" + AddressText(device) + ", " + MacText(device) + ")";
 }
 
 int Session::ReportNoSingleDevice(const std::string& selector, std::span<const size_t> matches) const {
   const std::string wanted = "device " + Escape(selector);
-  if (devices_.empty()) return output_.Failed("search", Problem(DescribeSilence()));
+  if (search_.devices.empty()) return output_.Failed("search", Problem(DescribeSilence()));
   if (matches.empty()) return output_.Failed(wanted, Problem("not found; see \"search\" for the devices that answer"));
   output_.Failed(selector.empty() ? "search" : wanted,
                  Problem(std::to_string(matches.size()) +
                          " devices answer to that; choose one by name, index, MAC or address with --device:"),
                  kUsage);
   for (const size_t i : matches) {
-    output_.Error("  " + std::to_string(i) + "  " + DeviceName(devices_[i]) + "  " + AddressText(devices_[i]) + "  " +
-                  MacText(devices_[i]));
+    output_.Error("  " + std::to_string(i) + "  " + DeviceName(search_.devices[i]) + "  " +
+                  AddressText(search_.devices[i]) + "  " + MacText(search_.devices[i]));
   }
   return kUsage;
 }
 
 int Session::FindSeveral(std::vector<DeviceEntry>& devices) {
-  if (!hasSearched_) Search();
-  if (devices_.empty()) return output_.Failed("search", Problem(DescribeSilence()));
-  if (options_.isAll) devices = devices_;
+  const auto isSingle = [&](const std::string& selector) {
+    return MatchingDevices(search_.devices, selector).size() == 1;
+  };
+  const bool isMissing =
+      search_.devices.empty() || (!options_.isAll && !std::ranges::all_of(options_.devices, isSingle));
+  if (!search_.isDone || (isOld_ && isMissing)) Search();
+  if (search_.devices.empty()) return output_.Failed("search", Problem(DescribeSilence()));
+  if (options_.isAll) devices = search_.devices;
   int code = kSuccess;
   for (const std::string& selector : options_.isAll ? std::vector<std::string>() : options_.devices) {
-    const std::vector<size_t> matches = MatchingDevices(devices_, selector);
-    const auto isSame = [&](const DeviceEntry& d) { return IsMacOf(d, MacText(devices_[matches.front()])); };
+    const std::vector<size_t> matches = MatchingDevices(search_.devices, selector);
+    const auto isSame = [&](const DeviceEntry& d) { return IsMacOf(d, MacText(search_.devices[matches.front()])); };
     if (matches.size() != 1) {
       code = ReportNoSingleDevice(selector, matches);
     } else if (std::ranges::none_of(devices, isSame)) {
-      devices.push_back(devices_[matches.front()]);
+      devices.push_back(search_.devices[matches.front()]);
     }
   }
   return code;
+}
+
+// The devices of the search that may be meant.
+std::vector<size_t> Session::Matches() const {
+  const std::string selector = options_.devices.empty() ? std::string() : options_.devices.front();
+  std::vector<size_t> matches = MatchingDevices(search_.devices, chosenMac_ ? "" : selector);
+  if (chosenMac_) {
+    std::erase_if(matches, [&](size_t i) { return !std::ranges::equal(search_.devices[i].macAddress, *chosenMac_); });
+  }
+  return matches;
 }
 
 int Session::Prepare() {
@@ -149,15 +183,35 @@ int Session::Prepare() {
     options_.passwords.SetCommon(*password);
     options_.isPasswordAsked = false;
   }
-  if (!hasSearched_) Search();
-  const std::string selector = options_.devices.empty() ? std::string() : options_.devices.front();
-  std::vector<size_t> matches = MatchingDevices(devices_, chosenMac_ ? "" : selector);
-  if (chosenMac_)
-    std::erase_if(matches, [&](size_t i) { return !std::ranges::equal(devices_[i].macAddress, *chosenMac_); });
-  if (matches.size() != 1) return ReportNoSingleDevice(selector, matches);
-  index_ = static_cast<uint32_t>(matches[0]);
-  chosenMac_ = std::to_array(devices_[*index_].macAddress);
+  if (!search_.isDone || (isOld_ && Matches().size() != 1)) Search();
+  const std::vector<size_t> matches = Matches();
+  if (matches.size() != 1) {
+    return ReportNoSingleDevice(options_.devices.empty() ? std::string() : options_.devices.front(), matches);
+  }
+  Choose(matches.front());
   return kSuccess;
+}
+
+bool Session::PrepareQuietly() {
+  options_.isPasswordFixed = true;
+  const std::vector<size_t> matches = Matches();
+  if (!index_ && search_.isDone && (!HasSeveral() || chosenMac_) && matches.size() == 1) Choose(matches.front());
+  return index_.has_value();
+}
+
+// A device that an old search found and that does not answer may have another address by now. True when it has one: at
+// that address nothing was asked yet. A device that is gone stays chosen, for messages; the library knows it no more.
+bool Session::FindAgain() {
+  const DeviceEntry before = *Device();
+  Search();
+  if (const std::vector<size_t> matches = Matches(); matches.size() == 1) {
+    Choose(matches.front());
+    return AddressText(*Device()) != AddressText(before);
+  }
+  search_.devices.push_back(before);
+  Choose(search_.devices.size() - 1);
+  search_.isDone = false;
+  return false;
 }
 
 // A device without a password is the usual case, so the empty one is tried first; a person is asked only when the
@@ -193,8 +247,10 @@ Answer Session::Run(const Call& call) {
     Answer answer = {record->status, MessageOf(record->message)};
     if (answer.status == MEDIA_ADAPTER_NO_RESPONSE) {
       const auto tried = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
-      answer.detail = "asked " + DescribeDevice() + " again and again for " + std::to_string(tried.count()) +
-                      " s; is it switched on?";
+      const std::string asked = DescribeDevice();
+      if (isOld_ && FindAgain()) continue;
+      answer.detail =
+          "asked " + asked + " again and again for " + std::to_string(tried.count()) + " s; is it switched on?";
     }
     if (answer.status != MEDIA_ADAPTER_INVALID_PASSWORD || !AskPasswordAgain(attempt)) return answer;
   }
@@ -220,10 +276,12 @@ Answer Session::GetConfiguration(std::span<const uint16_t> elements, Configurati
 }
 
 Answer Session::SetConfiguration(std::span<const uint16_t> elements, const ConfigurationData& image) {
-  return Run([&](const char* password, uint32_t index) {
+  const Answer answer = Run([&](const char* password, uint32_t index) {
     return API_SetConfiguration(elements.data(), static_cast<uint32_t>(elements.size()), &image, options_.tag, password,
                                 index);
   });
+  if (answer.IsOk()) search_.wanted.reset();  // what the device tells of itself is another by now: for the next session
+  return answer;
 }
 
 Answer Session::SetIpConfiguration(const IpConfiguration& configuration) {

@@ -28,6 +28,16 @@ struct SessionOptions {
   uint32_t tag = 0;
 };
 
+// The interface that the library is bound to and what it found there, for as long as the process lives: the library's
+// device indices mean its last search.
+struct KeptSearch {
+  std::optional<std::string> wanted;  // the interface's address as it was asked for; none: not bound yet
+  std::string bound;                  // the address in use: one that the search itself has chosen may differ
+  std::string tried;                  // the interfaces of the search
+  bool isDone = false;
+  std::vector<DeviceEntry> devices;
+};
+
 struct Listing {
   Answer answer;
   bool isFile = false;  // the path names a file; `answer` is then not ok
@@ -36,18 +46,25 @@ struct Listing {
 
 class Session {
  public:
-  explicit Session(const Output& output) : output_(output) {}
+  // kept: the search of a process that runs several commands one after another, which this one starts from. One that
+  // no longer holds - the device is not in it, or does not answer - is done anew, once.
+  explicit Session(const Output& output, KeptSearch* kept = nullptr)
+      : output_(output), isOld_(kept != nullptr), search_(kept != nullptr ? *kept : own_) {}
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   // Takes the options and binds the library to the interface. Before anything else.
   Answer Open(SessionOptions options);
+
+  // The address that was asked for; "" for any.
+  const std::string& Interface() const { return options_.interfaceAddress; }
 
   // Searches for devices, which takes six seconds, and keeps the result. When nothing answers and no interface was
   // named, each of the machine's own is tried.
   void Search();
   // What to say when nothing answered.
   std::string DescribeSilence() const;
-  bool HasSearched() const { return hasSearched_; }
-  const std::vector<DeviceEntry>& Devices() const { return devices_; }
+  const std::vector<DeviceEntry>& Devices() const { return search_.devices; }
   // The search's result no longer holds: the next request searches again and finds the chosen device by its hardware
   // address.
   void ForgetSearch();
@@ -63,6 +80,8 @@ class Session {
   // Makes a device ready for requests: searches and asks for the password as needed. An exit code; a failure has been
   // printed.
   int Prepare();
+  // The same by what is known already: it neither searches nor asks nor prints. False when that is not enough.
+  bool PrepareQuietly();
   // The chosen device, null before Prepare.
   const DeviceEntry* Device() const;
   // Its name with its addresses, for questions and messages.
@@ -95,15 +114,18 @@ class Session {
   Answer Run(const Call& call);
   void WaitForRunningRequest() const;
   bool AskPasswordAgain(int attempt);
+  std::vector<size_t> Matches() const;
+  void Choose(size_t index);
+  bool FindAgain();
   int ReportNoSingleDevice(const std::string& selector, std::span<const size_t> matches) const;
   void SearchOnce();
 
   SessionOptions options_;
   const Output& output_;
-  std::vector<DeviceEntry> devices_;
-  std::string tried_;  // the interfaces of the last search
-  bool hasSearched_ = false;
-  std::optional<uint32_t> index_;                    // of the chosen device in `devices_`
+  bool isOld_;  // the search was done before this session
+  KeptSearch own_;
+  KeptSearch& search_;
+  std::optional<uint32_t> index_;                    // of the chosen device in the search
   std::optional<std::array<uint8_t, 6>> chosenMac_;  // kept from the first choice on
   alignas(uint32_t) uint32_t progress_ = 0;
 };

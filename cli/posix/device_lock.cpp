@@ -10,25 +10,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 
 #include "cli/console/interrupts.h"
+#include "cli/posix/runtime_folder.h"
 
 namespace media_adapter::cli {
 namespace {
 
 constexpr const char* kMachineFolder = "/run/lock";
-
-// A folder of this user's alone; "" when there is none.
-std::string UserFolder() {
-  const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-  const std::string folder = runtime != nullptr && runtime[0] == '/' ? std::string(runtime) + "/media-adapter"
-                                                                     : "/tmp/media-adapter-" + std::to_string(getuid());
-  mkdir(folder.c_str(), 0700);
-  struct stat status {};
-  const bool isOwn = lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == getuid();
-  return isOwn ? folder : std::string();
-}
 
 // To lock a file it is enough to be allowed to read it, whoever made it.
 int OpenLockFile(const std::string& path) {
@@ -52,7 +41,7 @@ bool LockFile(int file, bool isWaiting) {
 struct DeviceLock::Impl {
   explicit Impl(std::string name) {
     std::ranges::replace(name, ':', '-');
-    const std::string user = UserFolder();
+    const std::string user = RuntimeFolder();
     if (!user.empty()) files[0] = OpenLockFile(user + "/" + name + ".lock");
     files[1] = OpenLockFile(std::string(kMachineFolder) + "/media-adapter-" + name + ".lock");
   }

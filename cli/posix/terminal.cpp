@@ -6,15 +6,18 @@
 #include <unistd.h>
 
 #include "cli/console/interrupts.h"
+#include "cli/posix/lent_terminal.h"
 
 namespace media_adapter::cli {
 namespace {
+
+int lentTerminal = -1;
 
 class Dialogue {
  public:
   Dialogue() {
     if (IsInputTerminal() && IsErrorTerminal()) return;
-    own_ = open("/dev/tty", O_RDWR | O_CLOEXEC);
+    own_ = lentTerminal >= 0 ? fcntl(lentTerminal, F_DUPFD_CLOEXEC, 0) : open("/dev/tty", O_RDWR | O_CLOEXEC);
     input_ = output_ = own_;
   }
   ~Dialogue() {
@@ -75,6 +78,8 @@ class HiddenEcho {
 };
 
 }  // namespace
+
+void LendTerminal(int terminal) { lentTerminal = terminal; }
 
 void PrepareStreams() {}
 
