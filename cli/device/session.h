@@ -34,6 +34,10 @@ struct Listing {
   std::vector<ListingEntry> entries;
 };
 
+// True for a failure that lies with the device or the way to it: what else is asked of it would fail as well, perhaps
+// after a long wait.
+bool IsOfDevice(const Answer& answer);
+
 class Session {
  public:
   explicit Session(const Output& output) : output_(output) {}
