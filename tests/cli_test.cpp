@@ -7,6 +7,7 @@
 #include <random>
 
 #include "cli/console/text.h"
+#include "cli/console/wildcards.h"
 #include "cli/console/words.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/device_path.h"
@@ -86,6 +87,7 @@ TEST(VolumeName, EveryByteIsOneCharacterAndComesBack) {
   EXPECT_EQ(ShowName("Gr\xfc\xdf\x9b"), "Gr\xc3\xbc\xc3\x9f\\x9b");
   EXPECT_EQ(TypedPath("\\xylo/\\x41\\x9B\\").bytes, "\\xylo\\\\x41\x9b\\") << "what needs no escape is no escape";
   EXPECT_NE(TypedPath("/\xc4\x80").problem.find("U+00FF"), std::string::npos);
+  EXPECT_FALSE(TypedPath("/a\\x00b").problem.empty()) << "would end the path";
   EXPECT_FALSE(VolumeNameFor("\xfc").problem.empty()) << "not UTF-8";
 }
 
@@ -111,6 +113,75 @@ TEST(Words, QuotesKeepBlanksAndBackslashesAreOrdinary) {
   EXPECT_EQ(describe("get x \"My Mu"), "6My Mu\"");
   EXPECT_EQ(describe(" ge"), "1ge.first");
   EXPECT_EQ(describe("get "), "4.");
+}
+
+TEST(Wildcards, MatchNamesAsShellsDo) {
+  const auto cases = SplitWords(  // PATTERN NAME, where they match
+      "* a  *.mp3 a.b.mp3  ?? ab  ?? \xc3\xa4\xe2\x82\xac  [a-c]x bx  [!a-c]x dx  [^a]x bx  []]x ]x  [a-]x -x  [!]a]x "
+      "bx"
+      "  [[]a] [a]  [a [a  a]b a]b  a*b*c abbcbc  *a*a* aa  .* .x  SONG.* song.MP3  [x-z]\xe9 Y\xe9  x[A-C] xb  a** ab"s);
+  for (size_t i = 0; i < cases->size(); i += 2) {
+    EXPECT_TRUE(NamePattern((*cases)[i], {.ignoresCase = true}).Matches((*cases)[i + 1])) << (*cases)[i];
+  }
+  const auto others = SplitWords(
+      "* .a  ?a .a  [.]a .  [!a]b .b  a* ba  *.mp3 mp3  [a-c] d  [!a]x Ax  ?? a  ? \xc3\xa4y  *ab aba"
+      "  [a [b  [z-a] b");
+  for (size_t i = 0; i < others->size(); i += 2) {
+    EXPECT_FALSE(NamePattern((*others)[i], {.ignoresCase = true}).Matches((*others)[i + 1])) << (*others)[i];
+  }
+  EXPECT_FALSE(NamePattern("A*").Matches("ab")) << "letter case counts unless it is said otherwise";
+  EXPECT_TRUE(NamePattern("*x", {.hidesDots = false}).Matches(".x"));
+  EXPECT_FALSE(NamePattern(std::string(40, '*') + "b").Matches(std::string(5000, 'a'))) << "and that soon";
+  // What was quoted is no wildcard.
+  EXPECT_EQ(SplitPatterns(R"(*."*" '[a]'? "a b")"), (std::vector<std::string>{"*.\0*"s, "\0[a]?"s, "a b"}));
+  EXPECT_TRUE(NamePattern("\0[a]?"s).Matches("[a]b"));
+  EXPECT_FALSE(NamePattern("*.\0*"s).Matches("a.b"));
+  EXPECT_FALSE(HasWildcards(QuoteWildcards("*?[a]")) || HasWildcards("a[b") || !HasWildcards("[a]"));
+}
+
+// A tree of paths like "a/b/" (a folder) and "a/c".
+class ListedTree : public FileTree {
+ public:
+  std::string Join(const std::string& folder, const std::string& name) const override { return folder + "/" + name; }
+  Items List(const std::string& folder) override {
+    Items items;
+    for (std::string path : {"/a/", "/a/x.mp3", "/a/y.txt", "/a/[b]/", "/a/[b]/z.mp3", "/b/", "/b/x.mp3", "/.c/",
+                             "/.c/x.mp3", "/a/b/", "/a/b/B.MP3"}) {
+      const bool isFolder = path.ends_with('/');
+      if (isFolder) path.pop_back();
+      const size_t slash = path.rfind('/');
+      if (path.substr(0, slash) == folder) items.push_back({path.substr(slash + 1), path, isFolder});
+    }
+    return items;
+  }
+  void ForEachFolder(const std::string& folder, const std::function<void(const Items&)>& visit) override {
+    visit(List(folder));
+    for (const Item& item : List(folder)) {
+      if (item.isFolder && !item.name.starts_with('.')) ForEachFolder(item.path, visit);
+    }
+  }
+  std::string Fold(const std::string& text) const override { return FoldDeviceName(text); }
+  PatternRules Rules() const override { return {.ignoresCase = true}; }
+};
+
+TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
+  const auto find = [](std::vector<std::string> words) {
+    ListedTree tree;
+    std::string all;
+    for (const std::string& path : FindMatches(tree, "", std::move(words))) all += path + " ";
+    return all;
+  };
+  EXPECT_EQ(find({"*", "x.*"}), "/a/x.mp3 /b/x.mp3 ");
+  EXPECT_EQ(find({"**", "*.mp3"}), "/a/[b]/z.mp3 /a/b/B.MP3 /a/x.mp3 /b/x.mp3 ");
+  EXPECT_EQ(find({"**", "b", "**"}), "/a/b/B.MP3 /b/x.mp3 ");
+  EXPECT_EQ(find({"a", "**", "**", "?.mp3"}), "/a/[b]/z.mp3 /a/b/B.MP3 /a/x.mp3 ");
+  EXPECT_EQ(find({".*", "*"}), "/.c/x.mp3 ");
+  EXPECT_EQ(find({"a", "[B]"}), "/a/[b] ") << "there is something of this name";
+  EXPECT_EQ(find({"a", "[b]", "*"}), "/a/[b]/z.mp3 ");
+  EXPECT_EQ(find({"a", "[[]b]", "*"}), "/a/[b]/z.mp3 ");
+  EXPECT_EQ(find({"a", "[b-b]", "*"}), "/a/b/B.MP3 ");
+  EXPECT_EQ(find({"nope", "x"}), "/nope/x ") << "a plain path is left as it is";
+  EXPECT_EQ(find({"x.mp3", "*"}) + find({"*", "*", "*", "*"}) + find({"*.wav"}), "");
 }
 
 // The text that comes back from the field which `text` gives, or "!" when it is refused.

@@ -13,6 +13,7 @@
 #include "cli/console/interrupts.h"
 #include "cli/console/progress_bar.h"
 #include "cli/console/text.h"
+#include "cli/console/wildcards.h"
 #include "cli/device/volume_name.h"
 #include "cli/local/local_name.h"
 #include "cli/local/local_text.h"
@@ -98,6 +99,10 @@ class Getter {
     if (!found.isFolder) return File(path, root_ / name, found.entry);
     if (found.entry) seenFolders_.insert(found.entry->firstCluster);
     return name.empty() ? Contents(path, root_) : Folder(path, root_ / name);
+  }
+
+  std::vector<std::string> Expand(std::span<const std::string> patterns) {
+    return results_.Expand(context_.session, patterns);
   }
 
   int Finish() const { return results_.Finish(); }
@@ -221,7 +226,7 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
     return context.output.Failed("get", Problem(problem), kUsage);
   };
   if (options.target.empty() && paths.size() > 1) {
-    options.target = paths.back();
+    options.target = Unquote(paths.back());
     paths.pop_back();
   }
   if (options.target.empty()) options.target = ".";
@@ -233,8 +238,8 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
   } else if (const auto problem = FindTarget(options.target, paths.size(), root, newName); !problem.empty()) {
     return refuse(problem);
   }
-  std::vector<std::string> devicePaths;
-  if (!ResolvePaths(context, "get", paths, devicePaths)) return kUsage;
+  std::vector<std::string> patterns;
+  if (!ResolvePatterns(context, "get", paths, patterns)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   if (const std::string folder = DeviceFolderName(context); !folder.empty()) {
@@ -244,8 +249,16 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
     fs::create_directory(root, error);
     if (error) return context.output.Failed("get, into " + Escape(LocalText(root)), Problem(error.message()));
   }
-  if (options.target == "-") return GetToOutput(context, devicePaths.front());
   Getter getter(context, options.isRecursive, root);
+  const std::vector<std::string> devicePaths = getter.Expand(patterns);
+  const bool isToOne = options.target == "-" || !newName.empty();
+  if (isToOne && devicePaths.size() > 1) {
+    return refuse(std::to_string(devicePaths.size()) + " items match, but " + Escape(options.target) + " is no folder");
+  }
+  if (options.target == "-") {
+    const int code = devicePaths.empty() ? kFailure : GetToOutput(context, devicePaths.front());
+    return code == kSuccess ? getter.Finish() : code;
+  }
   for (const std::string& path : devicePaths) getter.Item(path, newName);
   return getter.Finish();
 }
@@ -258,7 +271,7 @@ void DescribeGet(CLI::App& parser, Context& context, Action& action) {
       "PATH",
       "What to copy; the last of several is the local folder to copy into (. when there is one only, - for standard "
       "output), or a new name for one item. Local files of the same name are replaced");
-  paths->expected(1, -1)->required()->allow_extra_args();
+  paths->expected(1, -1)->required()->allow_extra_args()->type_name(kPattern);
   parser.add_flag("-r,--recursive", options->isRecursive, "Copy folders with all that is in them");
   parser
       .add_option("-o,--output", options->target, "The local folder, a new name, or -; every PATH is then one to copy")

@@ -1,24 +1,20 @@
 #include "cli/commands/items.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/console/interrupts.h"
 #include "cli/console/text.h"
+#include "cli/console/wildcards.h"
+#include "cli/device/matching_paths.h"
 #include "cli/device/volume_name.h"
 #include "fat/volume_names.h"
 
 namespace media_adapter::cli {
 
 using nlohmann::ordered_json;
-
-std::string EntryName(const ListingEntry& entry) { return {entry.name, strnlen(entry.name, sizeof entry.name)}; }
-
-bool IsFolder(const ListingEntry& entry) { return (entry.attributes & 0x10) != 0; }
-
-bool IsDotEntry(const ListingEntry& entry) { return EntryName(entry) == "." || EntryName(entry) == ".."; }
 
 Found FindItem(Session& session, const std::string& path) {
   const DevicePathParts parts = SplitDevicePath(path);
@@ -48,7 +44,8 @@ Answer ExplainMissing(Session& session, const std::string& path, Answer answer) 
     if (listing.isFile) answer.detail = DisplayPath(folder) + " is a file on the device";
     if (listing.isFile || listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return answer;
   }
-  answer.detail = "there is no " + DisplayPath(path) + " on the device";
+  answer.detail = (HasWildcards(path) ? "nothing on the device matches " : "there is no ") + DisplayPath(path) +
+                  (HasWildcards(path) ? "" : " on the device");
   return answer;
 }
 
@@ -60,16 +57,23 @@ Answer CheckFolder(Session& session, const std::string& path) {
   return listing.answer;
 }
 
-bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
-                  std::vector<std::string>& paths) {
+bool ResolvePatterns(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                     std::vector<std::string>& patterns) {
   for (const std::string& argument : arguments) {
     const VolumeName typed = TypedPath(argument);
     if (!typed.problem.empty()) {
-      context.output.Failed(command + " " + Escape(argument), Problem(typed.problem), kUsage);
+      context.output.Failed(command + " " + Escape(Unquote(argument)), Problem(typed.problem), kUsage);
       return false;
     }
-    paths.push_back(context.session.Resolve(typed.bytes));
+    patterns.push_back(ResolveDevicePath(QuoteWildcards(context.session.folder), typed.bytes));
   }
+  return true;
+}
+
+bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                  std::vector<std::string>& paths) {
+  if (!ResolvePatterns(context, command, arguments, paths)) return false;
+  std::ranges::transform(paths, paths.begin(), Unquote);
   return true;
 }
 
@@ -126,9 +130,7 @@ void ItemResults::Add(const std::string& path, const Answer& answer, const std::
                       std::optional<uint64_t> size) {
   if (!answer.IsOk()) {
     hasFailed_ = true;
-    // The library's own statuses up to here are about a path or the volume.
-    mayGoOn_ =
-        !answer.status || (*answer.status >= MEDIA_ADAPTER_NAME_IN_USE && *answer.status < MEDIA_ADAPTER_NO_RESPONSE);
+    mayGoOn_ = mayGoOn_ && !IsOfDevice(answer);
     output_.ItemFailed(command_ + " " + (path.empty() ? Escape(local) : DisplayPath(path)), answer);
   }
   if (!output_.isJson) return;
@@ -138,6 +140,18 @@ void ItemResults::Add(const std::string& path, const Answer& answer, const std::
   if (size) item["size"] = *size;
   item.update(AnswerJson(answer));
   items_->push_back(std::move(item));
+}
+
+void ItemResults::AddJson(ordered_json item) { items_->push_back(std::move(item)); }
+
+std::vector<std::string> ItemResults::Expand(Session& session, std::span<const std::string> patterns) {
+  std::vector<std::string> paths;
+  for (const std::string& pattern : patterns) {
+    if (!MayGoOn()) break;
+    const auto fail = [&](const std::string& path, const Answer& answer) { Add(path, answer); };
+    std::ranges::move(MatchingPaths(session, pattern, fail), std::back_inserter(paths));
+  }
+  return paths;
 }
 
 int ItemResults::Finish() const {

@@ -11,15 +11,10 @@
 
 #include "cli/commands/table.h"
 #include "cli/console/output.h"
+#include "cli/device/entry.h"
 #include "cli/device/session.h"
 
 namespace media_adapter::cli {
-
-// Raw bytes, not to be printed or used as a local name as they are.
-std::string EntryName(const ListingEntry& entry);
-bool IsFolder(const ListingEntry& entry);
-// "." or "..".
-bool IsDotEntry(const ListingEntry& entry);
 
 struct Found {
   Answer answer;
@@ -38,6 +33,10 @@ Answer CheckFolder(Session& session, const std::string& path);
 // The absolute device paths of a command's arguments. False when one is none, which has been printed: wrong usage.
 bool ResolvePaths(const Context& context, const std::string& command, std::span<const std::string> arguments,
                   std::vector<std::string>& paths);
+
+// The same for arguments that may be patterns, which go to MatchingPaths once the device is ready.
+bool ResolvePatterns(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                     std::vector<std::string>& patterns);
 
 // Why a volume cannot hold a new item of this name, or "".
 std::string CheckNewName(std::string_view name);
@@ -58,8 +57,11 @@ class ItemResults {
   // path: on the device, or empty when the item is local only; local: a local path, or empty.
   void Add(const std::string& path, const Answer& answer, const std::string& local = {},
            std::optional<uint64_t> size = std::nullopt);
-  // False once an item has failed for a reason that lies with the device or the way to it, since the others would fail
-  // as well, perhaps after a long wait each; and after an interrupt.
+  // Something to print of an item that did not fail.
+  void AddJson(nlohmann::ordered_json item);
+  // The paths that the patterns stand for; what could not be looked through is added as a failure.
+  std::vector<std::string> Expand(Session& session, std::span<const std::string> patterns);
+  // False once an item has failed for a reason that lies with the device, and after an interrupt.
   bool MayGoOn() const;
   // The command's exit code.
   int Finish() const;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 
@@ -16,6 +17,7 @@
 #include "cli/device/volume_name.h"
 #include "cli/local/local_name.h"
 #include "cli/local/local_text.h"
+#include "cli/local/matching_files.h"
 #include "cli/local/temporary_folder.h"
 
 namespace media_adapter::cli {
@@ -176,12 +178,23 @@ PutTarget FindTarget(const Context& context, const std::string& argument, const 
   return {isFile ? Answer{MEDIA_ADAPTER_OK, {}} : CheckFolder(context.session, parts.folder), parts.folder, parts.name};
 }
 
-int RunPut(const Context& context, std::vector<std::string> locals, bool isRecursive) {
-  if (locals.size() < 2) {
+// The files to copy, which stand in front of the last word. On the command line the user's own shell has expanded
+// patterns already, where it does that.
+std::vector<std::string> LocalFiles(const Context& context, std::span<const std::string> words) {
+  std::vector<std::string> files;
+  for (const std::string& word : words.first(words.size() - 1)) {
+    const bool isExpanded = !context.isLine && !kIsDosHost;
+    std::ranges::move(isExpanded ? std::vector{word} : MatchingFiles(word), std::back_inserter(files));
+  }
+  return files;
+}
+
+int RunPut(const Context& context, const std::vector<std::string>& words, bool isRecursive) {
+  std::vector<std::string> locals = LocalFiles(context, words);
+  if (words.size() < 2) {
     return context.output.Failed("put", Problem("the last argument names the device's folder; / is its root"), kUsage);
   }
-  const std::string targetArgument = locals.back();
-  locals.pop_back();
+  const std::string targetArgument = words.back();
   std::vector<std::string> paths;
   if (!ResolvePaths(context, "put", {&targetArgument, 1}, paths)) return kUsage;
   const VolumeTurn turn(context.writer);
@@ -203,7 +216,7 @@ void DescribePut(CLI::App& parser, Context& context, Action& action) {
   CLI::Option* const paths = parser.add_option("FILE",
                                                "Local files to copy, and last the device's folder to copy into, or a "
                                                "new name for one. Files of the same name are replaced");
-  paths->expected(1, -1)->required()->allow_extra_args();
+  paths->expected(1, -1)->required()->allow_extra_args()->type_name(kPattern);
   parser.add_flag("-r,--recursive", *isRecursive, "Copy folders with all that is in them");
   parser.callback([=, &context, &action] {
     action = [=, &context, arguments = paths->reduced_results()] {

@@ -6,12 +6,12 @@ namespace media_adapter::cli {
 namespace {
 
 int RunRemove(const Context& context, std::span<const std::string> arguments) {
-  std::vector<std::string> paths;
-  if (!ResolvePaths(context, "rm", arguments, paths)) return kUsage;
+  std::vector<std::string> patterns;
+  if (!ResolvePatterns(context, "rm", arguments, patterns)) return kUsage;
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   ItemResults results(context.output, "rm");
-  for (const std::string& path : paths) {
+  for (const std::string& path : results.Expand(context.session, patterns)) {
     if (!results.MayGoOn()) break;
     results.Add(path, ExplainMissing(context.session, path, context.writer.Remove(path)));
   }
@@ -22,7 +22,7 @@ int RunRemove(const Context& context, std::span<const std::string> arguments) {
 
 void DescribeRemove(CLI::App& parser, Context& context, Action& action) {
   CLI::Option* const paths = parser.add_option("PATH", "Files to delete");
-  paths->expected(1, -1)->required()->allow_extra_args();
+  paths->expected(1, -1)->required()->allow_extra_args()->type_name(kPattern);
   parser.callback([=, &context, &action] {
     action = [=, &context, arguments = paths->reduced_results()] { return RunRemove(context, arguments); };
   });

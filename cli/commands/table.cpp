@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "cli/console/text.h"
+#include "cli/console/wildcards.h"
 #include "cli/console/words.h"
 
 namespace media_adapter::cli {
@@ -37,13 +38,13 @@ void Guard(std::string& word) {
   if (word == "++" || (word.starts_with('[') && word.ends_with(']'))) word += '\0';
 }
 
-// Takes the guards off again, whatever option a word ends up with.
+std::string WithoutGuard(std::string_view word) { return std::string(word.substr(0, word.find_last_not_of('\0') + 1)); }
+
+// Takes the guards off again, whatever option a word ends up with, and where it cannot be a pattern, what tells that
+// some of it was quoted.
 void Unguard(CLI::App& parser) {
   for (CLI::Option* const option : parser.get_options()) {
-    option->transform([](std::string word) {
-      word.resize(word.find_last_not_of('\0') + 1);
-      return word;
-    });
+    option->transform(option->get_type_name() == kPattern ? WithoutGuard : Unquote);
   }
   for (CLI::App* const command : parser.get_subcommands([](CLI::App*) { return true; })) Unguard(*command);
 }
@@ -62,13 +63,13 @@ std::string UsedCommand(const CLI::App& parser) {
 std::string UnknownCommand(const CLI::App& parser) {
   const std::vector<std::string> rest = parser.remaining();
   if (rest.empty() || rest.front().starts_with('-')) return {};
-  return "no such command: " + rest.front().substr(0, rest.front().find('\0'));
+  return "no such command: " + rest.front();
 }
 
 // A line as a parsed command: an action that is empty when there is nothing to do, or none and an exit code.
 struct ParsedLine {
   explicit ParsedLine(std::string_view line, Context& context) {
-    const std::optional<std::vector<std::string>> words = SplitWords(line);
+    const std::optional<std::vector<std::string>> words = SplitPatterns(line);
     if (!words || line.find('\0') != std::string_view::npos) {
       context.output.Error(words ? "a zero byte in a command" : "a quotation is not closed");
       code = kUsage;
@@ -119,7 +120,7 @@ bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& o
     const std::string command = UsedCommand(parser);
     const bool isLine = parser.get_name().empty();
     const std::string unknown = command.empty() ? UnknownCommand(parser) : std::string();
-    output.Error((command.empty() ? "" : command + ": ") + Escape(unknown.empty() ? error.what() : unknown) +
+    output.Error((command.empty() ? "" : command + ": ") + Escape(Unquote(unknown.empty() ? error.what() : unknown)) +
                  "; see \"" + (isLine ? "" : parser.get_name() + " ") + "help" +
                  (command.empty() ? "" : " " + command) + "\"");
   }
@@ -127,6 +128,7 @@ bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& o
 }
 
 int RunLine(std::string_view line, Context& context) {
+  context.isLine = true;
   const ParsedLine parsed(line, context);
   try {
     return parsed.action ? parsed.action() : parsed.code;

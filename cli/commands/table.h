@@ -23,8 +23,12 @@ struct Context {
   bool isKeptGoing = false;  // a script does not stop at a command that fails
   bool isInShell = false;
   bool isInAgent = false;
+  bool isLine = false;     // of -c, a script or the shell: patterns for local files are not yet taken apart
   bool isLeaving = false;  // set by "exit"
 };
+
+// The type of an option whose words may be patterns; they come with the marks of cli/console/wildcards.h.
+inline constexpr const char* kPattern = "PATTERN";
 
 // What a parsed command does; returns an exit code.
 using Action = std::function<int()>;

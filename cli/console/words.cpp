@@ -1,5 +1,9 @@
 #include "cli/console/words.h"
 
+#include <algorithm>
+
+#include "cli/console/wildcards.h"
+
 namespace media_adapter::cli {
 namespace {
 
@@ -7,7 +11,7 @@ bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
 // Walks a line character by character; `isOpen` tells whether a word has begun and not ended.
 struct Walk {
-  LastWord word;
+  LastWord word;  // its text with the marks of cli/console/wildcards.h
   bool isOpen = false;
 
   // True when `c` ended a word, which is then in `word`.
@@ -27,7 +31,7 @@ struct Walk {
     } else if (word.quote == 0 && (c == '"' || c == '\'')) {
       word.quote = c;
     } else {
-      word.text += c;
+      word.text += word.quote != 0 ? QuoteWildcards({&c, 1}) : std::string(1, c);
     }
     return false;
   }
@@ -35,7 +39,7 @@ struct Walk {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> SplitWords(std::string_view line) {
+std::optional<std::vector<std::string>> SplitPatterns(std::string_view line) {
   std::vector<std::string> words;
   Walk walk;
   for (size_t i = 0; i < line.size(); ++i) {
@@ -46,11 +50,18 @@ std::optional<std::vector<std::string>> SplitWords(std::string_view line) {
   return words;
 }
 
+std::optional<std::vector<std::string>> SplitWords(std::string_view line) {
+  std::optional<std::vector<std::string>> words = SplitPatterns(line);
+  if (words) std::ranges::transform(*words, words->begin(), Unquote);
+  return words;
+}
+
 LastWord FindLastWord(std::string_view line) {
   Walk walk;
   for (size_t i = 0; i < line.size(); ++i) {
     if (walk.Take(line[i], i)) walk.word.isFirst = false;
   }
+  walk.word.text = Unquote(walk.word.text);
   if (walk.isOpen) return walk.word;
   return {.start = line.size(), .text = {}, .quote = 0, .isFirst = walk.word.isFirst};
 }

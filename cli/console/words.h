@@ -11,6 +11,8 @@ namespace media_adapter::cli {
 
 // None when a quotation is not closed.
 std::optional<std::vector<std::string>> SplitWords(std::string_view line);
+// The same, with the marks of cli/console/wildcards.h in front of what was quoted.
+std::optional<std::vector<std::string>> SplitPatterns(std::string_view line);
 
 // The word at the end of an unfinished line, for completion.
 struct LastWord {

@@ -23,6 +23,12 @@ std::string MessageOf(const char (&field)[MEDIA_ADAPTER_MESSAGE_SIZE]) { return 
 
 }  // namespace
 
+// The library's own statuses up to that of no response are about a path or the volume.
+bool IsOfDevice(const Answer& answer) {
+  return answer.status && *answer.status != MEDIA_ADAPTER_OK &&
+         (*answer.status < MEDIA_ADAPTER_NAME_IN_USE || *answer.status >= MEDIA_ADAPTER_NO_RESPONSE);
+}
+
 Answer Session::Open(SessionOptions options) {
   options_ = std::move(options);
   std::string& address = options_.interfaceAddress;

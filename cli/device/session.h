@@ -44,6 +44,10 @@ struct Listing {
   std::vector<ListingEntry> entries;
 };
 
+// True for a failure that lies with the device or the way to it: what else is asked of it would fail as well, perhaps
+// after a long wait.
+bool IsOfDevice(const Answer& answer);
+
 class Session {
  public:
   // kept: the search of a process that runs several commands one after another, which this one starts from. One that

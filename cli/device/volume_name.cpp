@@ -65,6 +65,10 @@ VolumeName TypedPath(std::string_view text) {
   while (!text.empty()) {
     const auto escaped = kIsDosHost ? std::nullopt : Unescape(text.substr(0, 4));
     const bool isEscape = text.starts_with("\\x") && escaped && escaped->size() == 1;
+    if (isEscape && escaped->front() == '\0') {
+      path.problem = "a volume cannot hold \"\\x00\" in a name";
+      break;
+    }
     if (isEscape && IsControl(static_cast<uint8_t>(escaped->front()))) {
       path.bytes += *escaped;
       text.remove_prefix(4);

@@ -1,0 +1,30 @@
+// One row of a folder's listing: what it says of a file or folder, and the forms in which that is shown.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "api/media_adapter.h"
+
+namespace media_adapter::cli {
+
+// Raw bytes, not to be printed or used as a local name as they are.
+std::string EntryName(const ListingEntry& entry);
+bool IsFolder(const ListingEntry& entry);
+// "." or "..".
+bool IsDotEntry(const ListingEntry& entry);
+
+// "drhsa", a "-" for what the entry is not.
+std::string AttributesText(const ListingEntry& entry);
+// The last change, "2024-05-06 07:08:10".
+std::string TimeText(const ListingEntry& entry);
+// What the device's clock showed at the last change, taken for local time of this machine; none for a date that is
+// none.
+std::optional<std::chrono::sys_seconds> EntryTime(const ListingEntry& entry);
+
+// 1536 as "1.5K", rounded up as ls does.
+std::string ShortSize(uint64_t bytes);
+
+}  // namespace media_adapter::cli
