@@ -190,16 +190,12 @@ using ReadingTest = WritingTest;
 // A file in the root's first slot and in the clusters from 2 on.
 void AddForged(VolumeImage& image, const Bytes& content) {
   const VolumeView view(image);
-  const Slot entry = view.Slots()[0];
-  std::ranges::copy(std::string("FILE       "), entry.begin());
-  entry[slot::kAttributes] = slot::kFile;
-  WriteU16(entry, slot::kClusterLow, 2);
-  WriteU32(entry, slot::kSize, static_cast<uint32_t>(content.size()));
+  std::ranges::copy(ShortSlot("FILE       ", slot::kFile, 2, static_cast<uint32_t>(content.size())),
+                    view.Slots()[0].begin());
   Bytes sectors = content;
   sectors.resize((content.size() + 511) / 512 * 512);
   image.Write(view.data, sectors);
-  const auto last =
-      static_cast<uint32_t>(1 + (sectors.size() / 512 + view.sectorsPerCluster - 1) / view.sectorsPerCluster);
+  const auto last = static_cast<uint32_t>(1 + (sectors.size() + view.ClusterSize() - 1) / view.ClusterSize());
   for (uint32_t cluster = 2; cluster <= last; ++cluster) view.SetLink(cluster, cluster < last ? cluster + 1 : 0xFFFF);
 }
 

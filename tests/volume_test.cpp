@@ -7,44 +7,6 @@ namespace {
 
 using VolumeTest = WritingTest;
 
-// A volume with empty FAT and root, by the fields that a mount looks at.
-struct Boot {
-  uint8_t sectorsPerCluster = 1;
-  uint16_t reserved = 1;
-  uint8_t fats = 1;
-  uint16_t rootEntries = 16;
-  uint32_t clusters = 4085;
-  uint32_t rootCluster = 2;
-  uint16_t signature = 0xAA55;
-  bool in32Bits = false;  // the wide fields for sizes
-  uint32_t start = 0;     // of the partition
-  uint16_t tableSignature = 0xAA55;
-};
-
-VolumeImage Forge(const Boot& from) {
-  const uint32_t fatSectors = from.clusters / 128 + 1;
-  const uint32_t total = from.reserved + from.fats * fatSectors + (from.rootEntries * 32U + 511) / 512 +
-                         from.clusters * std::max<uint32_t>(from.sectorsPerCluster, 1);
-  const bool isWide = from.in32Bits || total > 0xFFFF;
-  VolumeImage image(from.start + total);
-  auto& sector = image.At(from.start);
-  sector[boot::kSectorsPerCluster] = from.sectorsPerCluster;
-  WriteU16(sector, boot::kReserved, from.reserved);
-  sector[boot::kFats] = from.fats;
-  WriteU16(sector, boot::kRootEntries, from.rootEntries);
-  WriteU16(sector, boot::kTotal16, isWide ? 0 : static_cast<uint16_t>(total));
-  WriteU16(sector, boot::kFatSize16, from.in32Bits ? 0 : static_cast<uint16_t>(fatSectors));
-  WriteU32(sector, boot::kTotal32, isWide ? total : 7);
-  WriteU32(sector, boot::kFatSize32, from.in32Bits ? fatSectors : 7);
-  WriteU32(sector, boot::kRootCluster, from.rootCluster);
-  WriteU16(sector, boot::kSignature, from.signature);
-  if (from.start != 0) {
-    WriteU32(image.At(0), boot::kPartitionStart, from.start);
-    WriteU16(image.At(0), boot::kSignature, from.tableSignature);
-  }
-  return image;
-}
-
 TEST_F(VolumeTest, MountChecksComeInTheirOrder) {
   const struct {
     Boot boot;
@@ -219,26 +181,8 @@ TEST_F(VolumeTest, AListingEndsAt511Entries) {
 // ---- Directories by hand
 
 Bytes Short(const std::string& name11, uint8_t attributes = slot::kFile, uint8_t caseFlags = 0, uint16_t cluster = 0) {
-  Bytes bytes(slot::kLength);
-  std::ranges::copy(name11, bytes.begin());
-  bytes[slot::kAttributes] = attributes;
+  Bytes bytes = ShortSlot(name11, attributes, 0x77770000U + cluster, cluster == 0 ? 0 : 100);  // FAT16: 16 bits count
   bytes[slot::kCaseFlags] = caseFlags;
-  WriteU16(bytes, slot::kClusterHigh, 0x7777);  // means nothing on FAT16
-  WriteU16(bytes, slot::kClusterLow, cluster);
-  WriteU32(bytes, slot::kSize, cluster == 0 ? 0 : 100);
-  return bytes;
-}
-
-// 13 characters at most; a shorter text gets its terminator and padding.
-Bytes Long(uint8_t ordinal, const std::string& part) {
-  static constexpr std::array<uint8_t, 13> kPlaces = {1, 3, 5, 7, 9, 14, 16, 18, 20, 22, 24, 28, 30};
-  Bytes bytes(slot::kLength);
-  bytes[0] = ordinal;
-  bytes[slot::kAttributes] = slot::kLongName;
-  for (size_t i = 0; i < kPlaces.size(); ++i) {
-    const uint16_t padding = i == part.size() ? 0 : 0xFFFF;
-    WriteU16(bytes, kPlaces[i], i < part.size() ? static_cast<uint8_t>(part[i]) : padding);
-  }
   return bytes;
 }
 
@@ -263,19 +207,19 @@ TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
                               Short("LABEL      ", 0x08), Short("NOLABEL    ", 0x28),
                               Short(std::string("ZE\0O    TXT", 11)),  // ends there
                               // Well-formed: the checksum is not looked at.
-                              Long(0x42, "d tail"), Long(1, "head, middle,"), Short("HEADMI~1   "),
-                              Long(0x41, "thirteen char"), Short("THIRTE~1   "),
+                              LongSlot(0x42, "d tail"), LongSlot(1, "head, middle,"), Short("HEADMI~1   "),
+                              LongSlot(0x41, "thirteen char"), Short("THIRTE~1   "),
                               // Runs that something interrupts: the short name counts.
-                              Long(0x41, "deleted"),
+                              LongSlot(0x41, "deleted"),
                               Short("\xE5"
                                     "ELETED    "),
-                              Short("AFTERDEL   "), Long(0x41, "labelled"), Short("LABEL      ", 0x08),
-                              Short("AFTERLAB   "), Long(0x41, "ended"), Bytes(slot::kLength), Short("AFTERNUL   "),
-                              Long(0x55, "x"), Short("ORDINAL21  "), Long(0x42, "lost"), Long(21, "lost"),
-                              Long(1, "kept"), Short("KEPT       "), Long(0x40, "x"), Short("ORDINAL0   "),
+                              Short("AFTERDEL   "), LongSlot(0x41, "labelled"), Short("LABEL      ", 0x08),
+                              Short("AFTERLAB   "), LongSlot(0x41, "ended"), Bytes(slot::kLength), Short("AFTERNUL   "),
+                              LongSlot(0x55, "x"), Short("ORDINAL21  "), LongSlot(0x42, "lost"), LongSlot(21, "lost"),
+                              LongSlot(1, "kept"), Short("KEPT       "), LongSlot(0x40, "x"), Short("ORDINAL0   "),
                               // A character's low byte counts, and 0xFF is a space.
-                              Long(0x41, "a\xFFz"), Short("SPACE      ")};
-  for (uint8_t ordinal = 20; ordinal >= 1; --ordinal) slots.push_back(Long(ordinal, longest.substr(0, 13)));
+                              LongSlot(0x41, "a\xFFz"), Short("SPACE      ")};
+  for (uint8_t ordinal = 20; ordinal >= 1; --ordinal) slots.push_back(LongSlot(ordinal, longest.substr(0, 13)));
   slots.push_back(Short("LONGEST    "));
   slots.push_back(Short("LAST       "));
   MountRoot(slots);

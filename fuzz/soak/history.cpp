@@ -86,7 +86,7 @@ History::History(uint64_t seed, const Shape& shape, Totals& totals)
   disk_ = disk.get();
   const simulator::DeviceIdentity identity{{127, 0, 0, 11}, {2, 0, 0, 0, 0, 11}, "device", kPassword};
   auto& device = world_.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));
-  volume_.emplace(*disk_, start_);
+  volume_.emplace(*disk_);
   faults_.emplace(world_, device, random_);
   Fill();
   fat_ = volume_->Fat();
@@ -104,11 +104,11 @@ History::~History() {
 // some nearly all.
 void History::Fill() {
   const size_t kind = random_.Below(4);
-  const uint32_t scattered = 6 * volume_->entriesPerSector;
+  const uint32_t scattered = 6 * volume_->linksPerSector;
   const uint32_t end = kind == 0 ? 0 : kind == 3 ? volume_->lastCluster + 1 : scattered;
   const size_t isFreeOneIn = random_.Of(std::array<size_t, 3>{8, 30, 100});
   for (uint32_t c = volume_->is32 ? 3 : 2; c < end; ++c) {
-    if (c >= scattered || !random_.OneIn(isFreeOneIn)) volume_->SetLink(*disk_, c, kBad);
+    if (c >= scattered || !random_.OneIn(isFreeOneIn)) volume_->SetLink(c, kBad);
   }
 }
 
@@ -230,7 +230,7 @@ uint32_t History::PlanItem(const Step& step, Plan& plan) {
   }
   const Entry& entry = plan.item->entry;
   plan.places = isPut ? std::vector{entry.places.back()} : entry.places;
-  if (entry.Size() != 0) plan.freed = volume_->Chain(fat_, volume_->ClusterOf(entry.slot));
+  if (entry.Size() != 0) plan.freed = volume_->Chain(fat_, sim::ClusterIn(entry.slot));
   for (const uint32_t c : plan.freed) plan.fat[c] = 0;
   return isPut ? PlanContent(plan, step.content.size()) : 0;
 }
@@ -289,7 +289,7 @@ uint32_t History::PlanContent(Plan& plan, size_t bytes) const {
 // Clears the FAT sectors with entries of the device's clusters, and one more where they end with a sector.
 void History::PlanFormat(Plan& plan) const {
   const uint32_t entries = (disk_->SectorCount() - 1 - volume_->data) / volume_->sectorsPerCluster + 2;
-  const size_t cleared = size_t{entries / volume_->entriesPerSector + 1} * volume_->entriesPerSector;
+  const size_t cleared = size_t{entries / volume_->linksPerSector + 1} * volume_->linksPerSector;
   Require(cleared <= plan.fat.size(), "the FAT of this shape is too short to be cleared");
   std::fill(plan.fat.begin() + 2, plan.fat.begin() + static_cast<ptrdiff_t>(cleared), 0U);
   if (volume_->is32) plan.fat[2] = kEnd;

@@ -6,18 +6,6 @@
 namespace media_adapter::soak {
 namespace {
 
-Slot LongNameSlot(const std::string& name, size_t ordinal, size_t last, uint8_t checksum) {
-  Slot slot{};
-  slot[0] = static_cast<uint8_t>(ordinal | (ordinal == last ? 0x40 : 0));
-  slot[11] = 0x0F;
-  slot[13] = checksum;
-  const std::string part = name.substr(13 * (ordinal - 1), 13);
-  for (size_t i = 0; i < 13; ++i) {
-    WriteU16(slot, CharacterAt(i), i < part.size() ? static_cast<uint8_t>(part[i]) : i == part.size() ? 0 : 0xFFFF);
-  }
-  return slot;
-}
-
 bool AreZero(std::span<const Slot> slots) {
   return std::ranges::all_of(slots, [](const Slot& slot) { return slot == kZero; });
 }
@@ -70,8 +58,8 @@ Clusters History::JudgeFat(const Plan& plan) const {
   for (const uint32_t sector : disk_->written) {
     if (sector < volume_->fat || sector >= volume_->fat + volume_->fatSectors) continue;
     volume_->ReadFatSector(sector - volume_->fat, fat);
-    const uint32_t first = (sector - volume_->fat) * volume_->entriesPerSector;
-    for (uint32_t c = first; c < first + volume_->entriesPerSector; ++c) {
+    const uint32_t first = (sector - volume_->fat) * volume_->linksPerSector;
+    for (uint32_t c = first; c < first + volume_->linksPerSector; ++c) {
       const bool isBetween = (fat[c] == 0 && Has(plan.freed, c)) || (fat[c] == kEnd && Has(plan.growth, c));
       Require(fat[c] == fat_[c] || fat[c] == plan.fat[c] || isBetween, "a FAT entry was changed", c);
     }
@@ -90,10 +78,10 @@ void History::JudgeRead(const Step& step, const Plan& plan) const {
   for (size_t i = 0; i < entries.size(); ++i) {
     const ListingEntry& row = result.entries[i];
     const Slot& slot = entries[i].slot;
-    Require(row.number == i + 1 && row.name == entries[i].name && row.attributes == slot[11] &&
-                row.size == entries[i].Size() && row.firstCluster == volume_->ClusterOf(slot) &&
-                (row.hour << 11 | row.minute << 5 | row.second / 2) == ReadU16(slot, kLastWrite) &&
-                ((row.year - 1980) << 9 | row.month << 5 | row.day) == ReadU16(slot, kLastWrite + 2),
+    Require(row.number == i + 1 && row.name == entries[i].name && row.attributes == slot[slot::kAttributes] &&
+                row.size == entries[i].Size() && row.firstCluster == sim::ClusterIn(slot) &&
+                (row.hour << 11 | row.minute << 5 | row.second / 2) == ReadU16(slot, slot::kWrite) &&
+                ((row.year - 1980) << 9 | row.month << 5 | row.day) == ReadU16(slot, slot::kWriteDate),
             "a row of the listing", entries[i].name);
   }
 }
@@ -175,7 +163,9 @@ bool History::IsPlanned(const Step& step, const Plan& plan, size_t place, const 
   if (plan.places.back() >= now.slots.size()) return false;
   const Slot& own = now.slots[plan.places.back()];
   if (place == plan.places.back()) return IsPlannedShort(step, plan, own);
-  return slot == LongNameSlot(plan.name, plan.places.back() - place, plan.places.size() - 1, ChecksumOf(own));
+  const size_t ordinal = plan.places.back() - place, last = place == plan.places.front() ? 0x40 : 0;
+  const std::string part = plan.name.substr(13 * (ordinal - 1), 13);
+  return std::ranges::equal(slot, sim::LongSlot(static_cast<uint8_t>(ordinal | last), part, ChecksumOf(own)));
 }
 
 bool History::IsPlannedShort(const Step& step, const Plan& plan, const Slot& slot) const {
@@ -183,14 +173,14 @@ bool History::IsPlannedShort(const Step& step, const Plan& plan, const Slot& slo
   const uint32_t cluster = plan.content.empty() ? 0 : plan.content.front();
   const Moment now(now_), written(step.kind == Kind::MakeFolder ? now_ : step.modified);
   Slot planned = isNew ? slot : plan.item->entry.slot;  // a new name is judged with the long one, and by Look
-  planned[11] = step.attributes;
+  planned[slot::kAttributes] = step.attributes;
   if (isNew) planned[13] = 0;
-  if (isNew) WriteU32(planned, kCreation, now.Stamp());
-  WriteU16(planned, 18, now.date);
-  WriteU16(planned, 20, static_cast<uint16_t>(cluster >> 16));
-  WriteU32(planned, kLastWrite, written.Stamp());
-  WriteU16(planned, 26, static_cast<uint16_t>(cluster));
-  WriteU32(planned, 28, static_cast<uint32_t>(step.content.size()));
+  if (isNew) WriteU32(planned, slot::kCreation, now.Stamp());
+  WriteU16(planned, slot::kAccessDate, now.date);
+  WriteU16(planned, slot::kClusterHigh, static_cast<uint16_t>(cluster >> 16));
+  WriteU32(planned, slot::kWrite, written.Stamp());
+  WriteU16(planned, slot::kClusterLow, static_cast<uint16_t>(cluster));
+  WriteU32(planned, slot::kSize, static_cast<uint32_t>(step.content.size()));
   return slot == planned && !IsFree(slot);
 }
 
@@ -215,7 +205,7 @@ void History::KeepItem(const Step& step, const Plan& plan, bool isThere, bool is
   if (plan.item == nullptr ? !isThere : plan.item->isFolder) return;
   if (plan.item != nullptr && isUntouched && !isWhole) {
     const Entry& old = plan.item->entry;
-    const Clusters chain = volume_->Chain(fat_, volume_->ClusterOf(old.slot));
+    const Clusters chain = volume_->Chain(fat_, sim::ClusterIn(old.slot));
     if (volume_->Content(chain, old.Size()) == plan.item->content) return;
   }
   const size_t place = plan.item != nullptr ? plan.item->entry.places.back() : plan.places.back();

@@ -23,7 +23,7 @@ void History::Look() {
     const bool isFolder = item.isFolder;
     if (isFolder) LookInto(item);
     if (isFolder) entries += item.folder.entries.size() - (key.empty() ? 0 : 2);
-    const uint32_t first = !isFolder                   ? volume_->ClusterOf(item.entry.slot)
+    const uint32_t first = !isFolder                   ? sim::ClusterIn(item.entry.slot)
                            : item.folder.chain.empty() ? 0
                                                        : item.folder.chain.front();
     const Clusters chain = item.isFrozen ? item.folder.chain : volume_->Chain(fat_, first);
@@ -47,7 +47,7 @@ void History::LookInto(Item& folder) {
   const Folder& now = folder.folder = volume_->ReadFolder(folder.folder.chain);
   const bool isRoot = folder.path.empty();
   const auto hasDots = [&] {
-    return HasDots(now, items_.at(Key(FolderOf(folder.path))), ReadU32(folder.entry.slot, kCreation));
+    return HasDots(now, items_.at(Key(FolderOf(folder.path))), ReadU32(folder.entry.slot, slot::kCreation));
   };
   Require(isRoot || hasDots(), "the dots of", folder.path);
   std::set<std::string> names;
@@ -74,8 +74,8 @@ bool History::HasDots(const Folder& folder, const Item& parent, uint32_t created
   const auto isDot = [&](size_t place, const char* name, uint32_t cluster) {
     const Entry& entry = folder.entries[place];
     return entry.name == name && entry.places.back() == place && entry.slot[11] == 0x10 && entry.Size() == 0 &&
-           volume_->ClusterOf(entry.slot) == cluster && ReadU32(entry.slot, kCreation) == created &&
-           ReadU32(entry.slot, kLastWrite) == created;
+           sim::ClusterIn(entry.slot) == cluster && ReadU32(entry.slot, slot::kCreation) == created &&
+           ReadU32(entry.slot, slot::kWrite) == created;
   };
   return folder.entries.size() >= 2 && isDot(0, ".", folder.chain.front()) && isDot(1, "..", up);
 }
@@ -85,6 +85,7 @@ bool History::HasDots(const Folder& folder, const Item& parent, uint32_t created
 // The volume without what the failures left, and with a second FAT like the first, which is never written.
 sim::VolumeImage History::WithoutRemains() const {
   sim::VolumeImage image = *disk_;
+  const sim::VolumeView view(image);
   const auto release = [&](const Folder& folder, size_t place) {
     image.At(volume_->SectorOfSlot(folder.chain, place))[place % 16 * sizeof(Slot)] = 0xE5;
   };
@@ -92,11 +93,11 @@ sim::VolumeImage History::WithoutRemains() const {
     for (size_t place = 0; item.hasRemains && place < item.folder.slots.size(); ++place) {
       if (item.folder.slots[place][0] == 0 || item.orphans.contains(place)) release(item.folder, place);
     }
-    if (item.isFrozen) volume_->SetLink(image, item.folder.chain.back(), kEnd);
+    if (item.isFrozen) view.SetLink(item.folder.chain.back(), kEnd);
     if (!item.isBroken) continue;
     for (const size_t place : item.entry.places) release(items_.at(Key(FolderOf(item.path))).folder, place);
   }
-  for (const uint32_t c : lost_) volume_->SetLink(image, c, 0);
+  for (const uint32_t c : lost_) view.SetLink(c, 0);
   for (uint32_t i = volume_->fat; volume_->fats == 2 && i < volume_->fat + volume_->fatSectors; ++i) {
     image.At(i + volume_->fatSectors) = image.At(i);
   }
@@ -115,7 +116,7 @@ void History::JudgeEnd() {
     std::string attributes;
     for (size_t i = 0; i < 4; ++i) attributes.append((slot[11] & "\x20\x04\x02\x01"[i]) != 0, "ASHR"[i]);
     Require(item.isFolder || (found->second.content == item.content && found->second.attributes == attributes &&
-                              Moment(found->second.modified).Stamp() == ReadU32(slot, kLastWrite)),
+                              Moment(found->second.modified).Stamp() == ReadU32(slot, slot::kWrite)),
             "mtools read otherwise", item.path);
     tree.erase(found);
   }

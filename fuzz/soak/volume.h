@@ -2,12 +2,10 @@
 // what the library left against it. Knows the format by itself, trusts the boot sector, and never writes.
 #pragma once
 
-#include <algorithm>
 #include <ctime>
 #include <set>
 
-#include "protocol/little_endian.h"
-#include "tests/support/volume_builder.h"
+#include "tests/support/volume_view.h"
 
 namespace media_adapter::soak {
 
@@ -19,7 +17,7 @@ inline constexpr uint32_t kEnd = 0xFFFFFFFF;  // an end of a chain, whichever ma
 inline constexpr uint32_t kBad = 0xFFFFFFF7;
 inline constexpr Slot kZero{};
 
-inline constexpr size_t kCreation = 14, kLastWrite = 22;  // in a short entry: time and date
+namespace slot = sim::slot;
 
 // A time as an entry holds it.
 struct Moment {
@@ -52,8 +50,8 @@ struct Entry {
   std::vector<size_t> places;  // its slots' indices in the folder; the short entry is the last
   Slot slot{};
   bool operator==(const Entry&) const = default;
-  bool IsFolder() const { return (slot[11] & 0x10) != 0; }
-  uint32_t Size() const { return ReadU32(slot, 28); }
+  bool IsFolder() const { return (slot[slot::kAttributes] & slot::kFolder) != 0; }
+  uint32_t Size() const { return ReadU32(slot, slot::kSize); }
 };
 
 struct Folder {
@@ -62,9 +60,8 @@ struct Folder {
   std::vector<Entry> entries;  // in order; "." and ".." among them
 };
 
-inline bool IsFree(const Slot& slot) { return slot[0] == 0 || slot[0] == 0xE5; }
-inline bool IsLongName(const Slot& slot) { return !IsFree(slot) && slot[11] == 0x0F; }
-inline size_t CharacterAt(size_t i) { return i < 5 ? 1 + 2 * i : i < 11 ? 4 + 2 * i : 6 + 2 * i; }  // i: 0 to 12
+inline bool IsFree(const Slot& slot) { return slot[0] == 0 || slot[0] == slot::kDeleted; }
+inline bool IsLongName(const Slot& slot) { return !IsFree(slot) && slot[slot::kAttributes] == slot::kLongName; }
 
 inline uint8_t ChecksumOf(const Slot& shortEntry) {
   uint8_t sum = 0;
@@ -85,28 +82,10 @@ inline std::string ShortNameIn(const Slot& slot) {
   return extension.empty() ? base : base + "." + extension;
 }
 
-class Volume {
+class Volume : public sim::VolumeView {
  public:
-  Volume(Disk& disk, uint32_t start) : disk_(disk) {
-    const auto boot = Read(start);
-    is32 = ReadU16(boot, 22) == 0;
-    sectorsPerCluster = boot[13];
-    fats = boot[16];
-    fat = start + ReadU16(boot, 14);
-    fatSectors = is32 ? ReadU32(boot, 36) : ReadU16(boot, 22);
-    root = fat + fats * fatSectors;
-    data = root + ReadU16(boot, 17) / 16U;
-    const uint32_t total = ReadU16(boot, 19) != 0 ? ReadU16(boot, 19) : ReadU32(boot, 32);
-    lastCluster = (start + total - data) / sectorsPerCluster + 1;
-    entriesPerSector = is32 ? 128 : 256;
-  }
+  explicit Volume(Disk& disk) : VolumeView(disk), disk_(disk) {}
 
-  bool is32;
-  uint32_t fats, fatSectors, sectorsPerCluster, lastCluster, entriesPerSector;
-  uint32_t fat, root, data;  // first sectors
-
-  size_t ClusterSize() const { return size_t{sectorsPerCluster} * sim::kSectorSize; }
-  uint32_t SectorOf(uint32_t cluster) const { return data + (cluster - 2) * sectorsPerCluster; }
   uint32_t SectorOfSlot(const Clusters& chain, size_t slot) const {
     const auto n = static_cast<uint32_t>(slot / 16);
     return chain.empty() ? root + n : SectorOf(chain[n / sectorsPerCluster]) + n % sectorsPerCluster;
@@ -114,27 +93,18 @@ class Volume {
 
   // Every entry that the first FAT has room for; 0 is free.
   Clusters Fat() const {
-    Clusters entries(size_t{fatSectors} * entriesPerSector);
+    Clusters entries(size_t{fatSectors} * linksPerSector);
     for (uint32_t i = 0; i < fatSectors; ++i) ReadFatSector(i, entries);
     return entries;
   }
   void ReadFatSector(uint32_t index, Clusters& entries) const {
     const auto bytes = Read(fat + index);
     const uint32_t marks = is32 ? 0x0FFFFFF7 : 0xFFF7;
-    for (uint32_t i = 0; i < entriesPerSector; ++i) {
+    for (uint32_t i = 0; i < linksPerSector; ++i) {
       const uint32_t value = is32 ? ReadU32(bytes, i * 4) & 0x0FFFFFFF : ReadU16(bytes, i * 2);
-      const uint32_t c = index * entriesPerSector + i;
+      const uint32_t c = index * linksPerSector + i;
       entries[c] = c < 2 || value < marks ? value : value == marks ? kBad : kEnd;
     }
-  }
-  void SetLink(sim::VolumeImage& image, uint32_t c, uint32_t value) const {
-    auto& sector = image.At(fat + c / entriesPerSector);
-    const size_t at = c % entriesPerSector;
-    is32 ? WriteU32(sector, at * 4, value & 0x0FFFFFFF) : WriteU16(sector, at * 2, static_cast<uint16_t>(value));
-  }
-
-  uint32_t ClusterOf(const Slot& entry) const {
-    return ReadU16(entry, 26) + (is32 ? uint32_t{ReadU16(entry, 20)} << 16 : 0);
   }
   // From `first` to the end, or to where it leaves the volume, meets a free cluster or is longer than the volume.
   Clusters Chain(const Clusters& entries, uint32_t first) const {
@@ -181,7 +151,7 @@ class Volume {
     for (size_t i = place; i-- > 0;) {
       const Slot& slot = slots[i];
       if (!IsLongName(slot) || (slot[0] & 0x3F) != place - i || slot[13] != ChecksumOf(entry.slot)) break;
-      for (size_t k = 0; k < 13; ++k) entry.name += static_cast<char>(slot[CharacterAt(k)]);
+      for (size_t k = 0; k < 13; ++k) entry.name += static_cast<char>(slot[sim::CharacterAt(k)]);
       entry.places.insert(entry.places.begin(), i);
       if ((slot[0] & 0x40) != 0) break;
     }

@@ -1,19 +1,17 @@
 #include "tests/support/volume_builder.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
 #include <sstream>
 #include <stdexcept>
 
 #include "protocol/little_endian.h"
-
-extern char** environ;
 
 namespace media_adapter::sim {
 namespace {
@@ -24,33 +22,17 @@ struct ToolResult {
 };
 
 ToolResult RunTool(const std::vector<std::string>& command) {
-  setenv("MTOOLS_SKIP_CHECK", "1", 1);
-  setenv("MTOOLSRC", "/dev/null", 1);
-  setenv("TZ", "UTC", 1);
-  int pipeEnds[2];
-  if (pipe2(pipeEnds, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 2);
-  std::vector<char*> arguments;
-  arguments.reserve(command.size() + 1);
-  for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  pid_t process = 0;
-  const int error = posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
+  std::string line = "MTOOLS_SKIP_CHECK=1 MTOOLSRC=/dev/null TZ=UTC exec";
+  for (std::string word : command) {
+    for (size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4) word.replace(at, 1, "'\\''");
+    line += " '" + word + "'";
+  }
+  FILE* const tool = popen((line + " 2>&1 </dev/null").c_str(), "re");
+  if (tool == nullptr) throw std::runtime_error("cannot run " + command[0]);
   ToolResult result;
   char buffer[4096];
-  for (ssize_t count = 0; (count = read(pipeEnds[0], buffer, sizeof(buffer))) > 0;) {
-    result.output.append(buffer, static_cast<size_t>(count));
-  }
-  close(pipeEnds[0]);
-  if (error != 0) throw std::runtime_error("cannot run " + command[0]);
-  int status = 0;
-  waitpid(process, &status, 0);
+  while (const size_t count = fread(buffer, 1, sizeof(buffer), tool)) result.output.append(buffer, count);
+  const int status = pclose(tool);
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return result;
 }

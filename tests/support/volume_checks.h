@@ -1,97 +1,13 @@
-// For the tests of volumes and files: a volume's bytes by their meaning, to look at or to forge, and what requests an
-// operation made, as a line of text. Knows the FAT format by itself; nothing here comes from the library.
+// For the tests of volumes and files: volumes in a line of text, operations that are one short call each, and what
+// requests an operation made, as a line of text.
 #pragma once
 
 #include "tests/support/library_fixture.h"
+#include "tests/support/volume_view.h"
 
 namespace media_adapter::sim {
 
-using Slot = std::span<uint8_t>;
 using Strings = std::vector<std::string>;
-
-// The offsets that tests use: in a boot sector, and in a slot of a directory.
-namespace boot {
-inline constexpr size_t kSectorsPerCluster = 13, kReserved = 14, kFats = 16, kRootEntries = 17, kTotal16 = 19,
-                        kFatSize16 = 22, kTotal32 = 32, kFatSize32 = 36, kRootCluster = 44, kPartitionStart = 454,
-                        kSignature = 510;
-}
-namespace slot {
-inline constexpr size_t kAttributes = 11, kCaseFlags = 12, kCreationDate = 16, kAccessDate = 18, kClusterHigh = 20,
-                        kWriteDate = 24, kClusterLow = 26, kSize = 28, kLength = 32;
-inline constexpr uint8_t kDeleted = 0xE5, kLongName = 0x0F, kFolder = 0x10, kFile = 0x20;
-}  // namespace slot
-
-// A volume's bytes by their meaning, in the partition that the first sector tells of or without one.
-class VolumeView {
- public:
-  explicit VolumeView(VolumeImage& image) : image_(image) {
-    const uint32_t start = ReadU32(image.At(0), boot::kPartitionStart);
-    const auto& bytes = image.At(start);
-    is32 = ReadU16(bytes, boot::kFatSize16) == 0;
-    sectorsPerCluster = std::max<uint32_t>(bytes[boot::kSectorsPerCluster], 1);
-    fat = start + ReadU16(bytes, boot::kReserved);
-    const uint32_t fatSectors = is32 ? ReadU32(bytes, boot::kFatSize32) : ReadU16(bytes, boot::kFatSize16);
-    secondFat_ = fat + fatSectors;
-    root = fat + bytes[boot::kFats] * fatSectors;
-    data = root + (ReadU16(bytes, boot::kRootEntries) + 15U) / 16;
-    const uint32_t total = ReadU16(bytes, boot::kTotal16);
-    lastCluster = (start + (total != 0 ? total : ReadU32(bytes, boot::kTotal32)) - data) / sectorsPerCluster + 1;
-  }
-
-  // s0 (reserved), fat3, other0 (another FAT), root1 (the fixed root), c5.0 (the first sector of cluster 5)
-  std::string Place(uint32_t sector) const {
-    if (sector < fat) return "s" + std::to_string(sector);
-    if (sector < secondFat_) return "fat" + std::to_string(sector - fat);
-    if (sector < root) return "other" + std::to_string(sector - secondFat_);
-    if (sector < data) return "root" + std::to_string(sector - root);
-    sector -= data;
-    return "c" + std::to_string(2 + sector / sectorsPerCluster) + "." + std::to_string(sector % sectorsPerCluster);
-  }
-
-  uint32_t Link(uint32_t cluster) const { return is32 ? ReadU32(LinkOf(cluster), 0) : ReadU16(LinkOf(cluster), 0); }
-  void SetLink(uint32_t cluster, size_t value) const {
-    WriteU16(LinkOf(cluster), 0, static_cast<uint16_t>(value));
-    if (is32) WriteU16(LinkOf(cluster), 2, static_cast<uint16_t>(value >> 16));
-  }
-
-  uint32_t SectorOf(uint32_t cluster) const { return data + (cluster - 2) * sectorsPerCluster; }
-  // The slots of a directory in order; 0 is the root.
-  std::vector<Slot> Slots(uint32_t cluster = 0) const {
-    std::vector<Slot> slots;
-    const auto add = [&](uint32_t first, uint32_t count) {
-      for (uint32_t i = 0; i < count * 16; ++i) slots.push_back(At(first + i / 16, i % 16 * 32).first(32));
-    };
-    if (cluster == 0) add(root, data - root);
-    for (cluster = cluster == 0 && is32 ? 2 : cluster; cluster >= 2 && cluster <= lastCluster;
-         cluster = Link(cluster) & 0x0FFFFFFF) {
-      add(SectorOf(cluster), sectorsPerCluster);
-    }
-    return slots;
-  }
-  // The short entries of a directory by the 11 characters of their names.
-  std::map<std::string, Slot> Entries(uint32_t cluster = 0) const {
-    std::map<std::string, Slot> entries;
-    for (const Slot entry : Slots(cluster)) {
-      if (entry[0] != 0 && entry[0] != slot::kDeleted && entry[slot::kAttributes] != slot::kLongName) {
-        entries[{entry.begin(), entry.begin() + 11}] = entry;
-      }
-    }
-    return entries;
-  }
-
-  bool is32;
-  uint32_t sectorsPerCluster, lastCluster;
-  uint32_t fat, root, data;  // first sectors; a FAT32 volume's root is a chain and has none
-
- private:
-  Slot At(uint32_t sector, uint32_t offset) const { return Slot(image_.At(sector)).subspan(offset); }
-  Slot LinkOf(uint32_t cluster) const {
-    const uint32_t offset = cluster * (is32 ? 4 : 2);
-    return At(fat + offset / 512, offset % 512);
-  }
-  VolumeImage& image_;
-  uint32_t secondFat_;
-};
 
 inline Strings Split(const std::string& text, char separator) {
   Strings parts(1);
@@ -115,9 +31,6 @@ inline std::string Numbered(const std::string& path, int first, int last) {
   return first == last ? item : item + Numbered(path, first + 1, last);
 }
 inline Bytes Copy(std::span<const uint8_t> slot) { return {slot.begin(), slot.end()}; }
-inline uint32_t ClusterIn(std::span<const uint8_t> bytes) {
-  return ReadU16(bytes, slot::kClusterHigh) * 0x10000U + ReadU16(bytes, slot::kClusterLow);
-}
 
 // The device's medium can be exchanged, and operations are one short call each. Local files lie in the current folder,
 // in "u" to put and in "d" when read, so that their paths leave room for the longest names.
