@@ -71,6 +71,7 @@ target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Th
 if(NOT WIN32)
   target_compile_definitions(media_adapter_local_files PRIVATE _FILE_OFFSET_BITS=64)  # where offsets have 32 bits
 else()
+  target_sources(media_adapter_platform PRIVATE ${platform_folder}/mutex.cpp)
   target_link_libraries(media_adapter_platform PUBLIC ws2_32 iphlpapi)
 endif()
 
