@@ -261,5 +261,6 @@ std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
 
 bool IsHostSeparator(char c) { return c == '/'; }
 char HostSeparator() { return '/'; }
+bool EndsInSeparator(const std::string& folder) { return folder.ends_with('/') || folder.ends_with('\\'); }
 
 }  // namespace media_adapter::platform
