@@ -10,6 +10,7 @@
 #include "api/result_blocks.h"
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/mutex.h"
 #include "platform/process.h"
 
 namespace media_adapter {
@@ -26,7 +27,7 @@ constexpr milliseconds kReturnTime{20};  // for a caller that has only its retur
 
 // What callers wait at.
 struct Door {
-  std::mutex libraryLock;  // one request at a time
+  platform::Mutex libraryLock;  // one request at a time
   platform::Event completionEvent;
 };
 

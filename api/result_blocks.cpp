@@ -42,8 +42,8 @@ ReadDataResult readDataResult;
 TestResult testResult;
 uint32_t interfaceStatus;
 
-std::mutex& ResultMutex() {
-  static std::mutex mutex;
+platform::Mutex& ResultMutex() {
+  static constinit platform::Mutex mutex;
   return mutex;
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "api/media_adapter.h"
+#include "platform/mutex.h"
 
 namespace media_adapter {
 
@@ -15,7 +16,7 @@ extern ReadDataResult readDataResult;
 extern TestResult testResult;
 extern uint32_t interfaceStatus;
 
-std::mutex& ResultMutex();
+platform::Mutex& ResultMutex();
 
 // All records back to zero. Only while no export runs.
 void ResetResultBlocks();

@@ -57,7 +57,8 @@ target_compile_definitions(media_adapter_core PRIVATE MEDIA_ADAPTER_BUILD)
 # The platform floor: one folder a system, sources of the same names.
 find_package(Threads REQUIRED)
 set(platform_folder platform/$<IF:$<BOOL:${WIN32}>,windows,posix>)
-add_library(media_adapter_local_files STATIC platform/local_file.cpp ${platform_folder}/local_files.cpp)
+add_library(media_adapter_local_files STATIC platform/local_file.cpp ${platform_folder}/local_files.cpp
+  $<$<BOOL:${WIN32}>:${platform_folder}/code_page.cpp>)
 add_library(media_adapter_platform STATIC
   ${platform_folder}/adapters.cpp
   ${platform_folder}/clock.cpp
@@ -71,6 +72,7 @@ target_link_libraries(media_adapter_platform PUBLIC media_adapter_local_files Th
 if(NOT WIN32)
   target_compile_definitions(media_adapter_local_files PRIVATE _FILE_OFFSET_BITS=64)  # where offsets have 32 bits
 else()
+  target_sources(media_adapter_platform PRIVATE ${platform_folder}/mutex.cpp)
   target_link_libraries(media_adapter_platform PUBLIC ws2_32 iphlpapi)
 endif()
 

@@ -20,7 +20,7 @@ std::string LastComponent(const std::string& devicePath) {
 // The local file that a copy goes to, or none when folder and name together are too long.
 std::optional<std::string> LocalPathFor(const ReadArguments& arguments, const std::string& name) {
   std::string folder = *arguments.localFolder;
-  if (folder.ends_with(kDeviceSeparator) || folder.ends_with(platform::HostSeparator())) {
+  if (platform::EndsInSeparator(folder)) {
     folder.pop_back();
     arguments.trimCallerFolder();
   }

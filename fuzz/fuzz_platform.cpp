@@ -163,6 +163,7 @@ using fuzz::network;
 std::chrono::nanoseconds MonotonicNow() { return network.now; }
 LocalTime CurrentLocalTime() { return {}; }
 void Sleep(std::chrono::milliseconds duration) { network.now += duration; }
+void AllowUnloading(bool (*)()) {}
 MacAddress FirstAdapterAddress() { return {}; }
 void ShowError(const char*) {}
 void TraceLine(const char*) {}
@@ -197,6 +198,7 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   return Outcome::TimedOut;
 }
 
+bool StartSockets() { return true; }
 bool DatagramSocket::Open(const char*) { return true; }
 bool DatagramSocket::EnableBroadcast() { return true; }
 void DatagramSocket::Close() {}
@@ -259,5 +261,6 @@ std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
 
 bool IsHostSeparator(char c) { return c == '/'; }
 char HostSeparator() { return '/'; }
+bool EndsInSeparator(const std::string& folder) { return folder.ends_with('/') || folder.ends_with('\\'); }
 
 }  // namespace media_adapter::platform

@@ -20,6 +20,9 @@ struct Endpoint {
   bool operator==(const Endpoint&) const = default;
 };
 
+// Starts the system's socket layer, once, before any socket is opened; it stays for the process's life.
+bool StartSockets();
+
 class DatagramSocket {
  public:
   DatagramSocket() = default;

@@ -66,5 +66,7 @@ std::optional<LocalFileInfo> FindLocalFile(const std::string& path);
 bool IsHostSeparator(char c);
 // The separator that joins a folder and a name.
 char HostSeparator();
+// True when the last character of a local folder is a separator: this system's, or "\" as on the device.
+bool EndsInSeparator(const std::string& folder);
 
 }  // namespace media_adapter::platform

@@ -1,5 +1,7 @@
 #include "platform/message_queue.h"
 
+#include <mutex>
+
 #include "platform/clock.h"
 
 namespace media_adapter::platform {

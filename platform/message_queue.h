@@ -12,9 +12,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 
+#include "platform/mutex.h"
 #include "platform/waiter.h"
 
 namespace media_adapter::platform {
@@ -56,7 +56,7 @@ class MessageQueue {
   std::optional<uint32_t> NextTimer() const;
   bool TakePosted(Message& message, Accept accept, Taken& taken);
 
-  std::mutex mutex_;  // guards requests_
+  Mutex mutex_;  // guards requests_
   std::deque<std::shared_ptr<void>> requests_;
   std::atomic<bool> quit_ = false;
 

@@ -132,7 +132,8 @@ TEST(StartUp, FailuresAreShownAndEveryCallGivesUp) {
   const struct {
     bool SimWorld::Failing::*what;
     const char* text;
-  } rows[] = {{&SimWorld::Failing::open, "Error : 2A\nCreate Socket"},
+  } rows[] = {{&SimWorld::Failing::sockets, "Windows sockets initialization failed."},
+              {&SimWorld::Failing::open, "Error : 2A\nCreate Socket"},
               {&SimWorld::Failing::broadcast, "Error : 2A\nSetSockOpt"},
               {&SimWorld::Failing::thread, "Error : 2A\nCreateThreadSocket"}};
   for (const auto& row : rows) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <string_view>
 
 #include "api/result_blocks.h"

@@ -10,12 +10,10 @@
 #include "api/result_blocks.h"
 #include "fat/sector_buffers.h"
 #include "fat/volume.h"
-#include "platform/adapters.h"
 #include "platform/load_hook.h"
 #include "platform/notices.h"
 #include "platform/thread.h"
 #include "protocol/channel.h"
-#include "protocol/packet.h"
 #include "protocol/protocol_state.h"
 #include "worker/device_socket_setup.h"
 #include "worker/worker_thread.h"
@@ -54,11 +52,13 @@ bool StopWorker() {
 
 bool StartLibrary() {
   ResetResultBlocks();
-  ResetPackets(platform::FirstAdapterAddress());
   ResetProtocol();
   ResetVolume();
   FreeSectorBuffers();
-  if (!StartWorker()) ShowSystemError("CreateThreadSocket");
+  if (!StartWorker()) {
+    ShowSystemError("CreateThreadSocket");
+    platform::AllowUnloading([] { return true; });
+  }
   if (!OpenGate()) ShowSystemError("CreateEvent");
   return true;
 }

@@ -4,8 +4,8 @@
 
 namespace media_adapter {
 
-// Takes the host's hardware address, resets all state, starts the worker and opens the gate for the exports. Always
-// true: a library whose parts failed to start is loaded all the same, and its exports time out.
+// Resets all state, starts the worker and opens the gate for the exports. Always true: a library whose parts failed to
+// start is loaded all the same, and its exports time out.
 bool StartLibrary();
 
 // Ends the worker (by the quit message; by force after 100 ms) and the calls that are still inside, and frees what the

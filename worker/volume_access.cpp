@@ -1,6 +1,7 @@
 #include "worker/volume_access.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "api/result_blocks.h"
 #include "fat/sector_buffers.h"

@@ -4,8 +4,12 @@
 
 #include "api/request_gate.h"
 #include "api/request_record.h"
+#include "platform/adapters.h"
+#include "platform/load_hook.h"
+#include "platform/notices.h"
 #include "protocol/channel.h"
 #include "protocol/exchange.h"
+#include "protocol/packet.h"
 #include "worker/device_socket_setup.h"
 #include "worker/handlers.h"
 
@@ -22,6 +26,14 @@ void RunPostedRequest(const std::shared_ptr<void>& posted) {
   CompleteRequest(record);
 }
 
+// What the first request needs. A box has said why when it fails.
+bool OpenSocket(Channel& channel) {
+  ResetPackets(platform::FirstAdapterAddress());
+  if (platform::StartSockets()) return CreateDeviceSocket(channel.deviceSocket, nullptr, true) == MEDIA_ADAPTER_OK;
+  platform::ShowError("Windows sockets initialization failed.");
+  return false;
+}
+
 }  // namespace
 
 void PostRequest(std::shared_ptr<RequestRecord> record) {
@@ -30,7 +42,9 @@ void PostRequest(std::shared_ptr<RequestRecord> record) {
 
 void WorkerMain() {
   Channel& channel = WorkerChannel();
-  if (CreateDeviceSocket(channel.deviceSocket, nullptr, true) != MEDIA_ADAPTER_OK) return channel.deviceSocket.Close();
+  const bool hasSocket = OpenSocket(channel);
+  platform::AllowUnloading([] { return WorkerChannel().queue.IsQuitting(); });
+  if (!hasSocket) return channel.deviceSocket.Close();
   channel.queue.Watch(&channel.deviceSocket);
   SetWorkerReady(true);
   for (;;) {

@@ -3,7 +3,8 @@
 
 namespace media_adapter {
 
-// The thread's entry: opens the socket, lets the exports in, and takes messages until the quit message.
+// The thread's entry: takes the host's hardware address, opens the socket, lets the exports in, and takes messages
+// until the quit message.
 void WorkerMain();
 
 }  // namespace media_adapter

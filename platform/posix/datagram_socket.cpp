@@ -9,6 +9,8 @@
 
 namespace media_adapter::platform {
 
+bool StartSockets() { return true; }
+
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
   const auto address = ParseAddress(localAddress);

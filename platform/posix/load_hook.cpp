@@ -15,4 +15,8 @@ struct LoadHook {
 const LoadHook loadHook;
 
 }  // namespace
+
+// Unloading holds nothing that the start needs.
+void AllowUnloading(bool (*)()) {}
+
 }  // namespace media_adapter::platform

@@ -130,4 +130,6 @@ bool IsHostSeparator(char c) { return c == '/'; }
 
 char HostSeparator() { return '/'; }
 
+bool EndsInSeparator(const std::string& folder) { return folder.ends_with('/') || folder.ends_with('\\'); }
+
 }  // namespace media_adapter::platform

@@ -19,8 +19,11 @@ SOCKET OpenBound(const sockaddr_in& address) {
   if (handle == INVALID_SOCKET) return handle;
   u_long on = 1;
   BOOL off = FALSE;
+  const BOOL yes = TRUE;
   DWORD nothing = 0;
   ioctlsocket(handle, FIONBIO, &on);
+  // Nobody else on this machine may bind the port as well and take the replies.
+  setsockopt(handle, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&yes), sizeof yes);
   WSAIoctl(handle, SIO_UDP_CONNRESET, &off, sizeof off, nullptr, 0, &nothing, nullptr, nullptr);
   if (bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return handle;
   const int error = WSAGetLastError();
@@ -31,19 +34,18 @@ SOCKET OpenBound(const sockaddr_in& address) {
 
 }  // namespace
 
-// Every open socket holds the system's socket layer.
+// Never cleaned up: that is not allowed where libraries are unloaded.
+bool StartSockets() {
+  WSADATA data;
+  return WSAStartup(MAKEWORD(2, 2), &data) == 0;
+}
+
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
   const auto address = ParseAddress(localAddress);
   if (!address) return false;
-  WSADATA data;
-  if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return false;
   handle_ = static_cast<std::intptr_t>(OpenBound(*address));
-  if (IsOpen()) return true;
-  const int error = WSAGetLastError();
-  WSACleanup();
-  WSASetLastError(error);
-  return false;
+  return IsOpen();
 }
 
 bool DatagramSocket::EnableBroadcast() {
@@ -55,7 +57,6 @@ bool DatagramSocket::EnableBroadcast() {
 void DatagramSocket::Close() {
   if (!IsOpen()) return;
   closesocket(SystemSocket(handle_));
-  WSACleanup();
   handle_ = kNoHandle;
 }
 

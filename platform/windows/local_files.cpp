@@ -1,5 +1,6 @@
 #include "platform/local_files.h"
 
+#include "platform/windows/code_page.h"
 #include "platform/windows/local_time.h"
 
 namespace media_adapter::platform {
@@ -7,6 +8,8 @@ namespace {
 
 constexpr DWORD kDosAttributes = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                                  FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ARCHIVE;
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 HANDLE ToHandle(FileHandle file) { return reinterpret_cast<HANDLE>(file); }
 
@@ -26,6 +29,12 @@ LocalTime InLocalTime(const FILETIME& time) {
   return ToLocalTime(fields);
 }
 
+// The search would take the name for a pattern. What stands before it may hold a "?", as \\?\ does.
+bool HoldsPattern(std::wstring_view path) {
+  const size_t separator = path.find_last_of(L"\\/:");
+  return path.find_first_of(L"*?", separator == path.npos ? 0 : separator) != path.npos;
+}
+
 }  // namespace
 
 // The force of this system needs no leave.
@@ -34,10 +43,12 @@ Interruptible::~Interruptible() = default;
 
 FileHandle OpenRegularFile(const std::string& path, FileUse use) {
   const bool isRead = use == FileUse::Read;
+  const auto name = Widen(path);
+  if (!name) return kNoFile;
   // An existing file is cut, not made anew: it keeps its attributes, and may be a hidden one.
-  const HANDLE handle =
-      CreateFileA(path.c_str(), isRead ? GENERIC_READ : GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                  isRead ? OPEN_EXISTING : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  // Others may rename or delete it meanwhile, as they may elsewhere.
+  const HANDLE handle = CreateFileW(name->c_str(), isRead ? GENERIC_READ : GENERIC_WRITE, kShareAll, nullptr,
+                                    isRead ? OPEN_EXISTING : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return kNoFile;
   if (GetFileType(handle) == FILE_TYPE_DISK && (isRead || SetEndOfFile(handle))) {
     return reinterpret_cast<FileHandle>(handle);
@@ -69,12 +80,15 @@ int64_t WriteAt(FileHandle file, std::span<const uint8_t> bytes, uint64_t offset
 bool CloseFile(FileHandle file) { return CloseHandle(ToHandle(file)); }
 
 std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
-  if (path.find_first_of("*?") != std::string::npos) return std::nullopt;  // the search would take it for a pattern
-  WIN32_FIND_DATAA found{};
-  const HANDLE search = FindFirstFileA(path.c_str(), &found);
+  const auto wide = Widen(path);
+  if (!wide || HoldsPattern(*wide)) return std::nullopt;
+  WIN32_FIND_DATAW found{};
+  const HANDLE search = FindFirstFileW(wide->c_str(), &found);
   if (search == INVALID_HANDLE_VALUE) return std::nullopt;
   FindClose(search);
-  return LocalFileInfo{.name = found.cFileName,
+  const auto name = Narrow(found.cFileName);
+  if (!name) return std::nullopt;
+  return LocalFileInfo{.name = *name,
                        .attributes = static_cast<uint8_t>(found.dwFileAttributes & kDosAttributes),
                        .lastWrite = InLocalTime(found.ftLastWriteTime)};
 }
@@ -82,5 +96,11 @@ std::optional<LocalFileInfo> FindLocalFile(const std::string& path) {
 bool IsHostSeparator(char c) { return c == '\\' || c == '/' || c == ':'; }
 
 char HostSeparator() { return '\\'; }
+
+// The second byte of a character may have the separator's value.
+bool EndsInSeparator(const std::string& folder) {
+  const auto wide = Widen(folder);
+  return wide && wide->ends_with(L'\\');
+}
 
 }  // namespace media_adapter::platform

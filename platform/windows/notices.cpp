@@ -4,7 +4,10 @@
 
 namespace media_adapter::platform {
 
-void ShowError(const char* text) { MessageBoxA(nullptr, text, "Media adapter", MB_OK | MB_ICONSTOP | MB_TASKMODAL); }
+// In front of the application's windows: without an owner it would open behind them.
+void ShowError(const char* text) {
+  MessageBoxA(nullptr, text, "Media adapter", MB_OK | MB_ICONSTOP | MB_TASKMODAL | MB_SETFOREGROUND | MB_TOPMOST);
+}
 
 void TraceLine(const char* text) {
   OutputDebugStringA(text);

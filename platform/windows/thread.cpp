@@ -1,8 +1,9 @@
-// A thread needs the loader's lock for its very end, and who unloads the library holds that lock while it waits. So a
-// thread says by an event that it has done its work, then waits for ever, holding nothing; its owner ends it there.
+// The thread is the one of a thread pool of its own. Who unloads the library holds the loader's lock, which an ending
+// thread needs, and must not unmap code that is still running: the pool says when the thread has left the library's
+// code for good, and ends it once the lock is free.
 #include "platform/thread.h"
 
-#include <array>
+#include <atomic>
 
 #include "platform/windows/system.h"
 
@@ -14,58 +15,72 @@ constexpr DWORD kForceTimeout = 1000;  // milliseconds
 }  // namespace
 
 struct Thread::Impl {
-  explicit Impl(void (*toRun)()) : entry(toRun) {}
+  explicit Impl(void (*toRun)()) : entry(toRun) {
+    if (pool == nullptr || ended == nullptr) return;
+    InitializeThreadpoolEnvironment(&environment);
+    SetThreadpoolCallbackPool(&environment, pool);
+    SetThreadpoolThreadMaximum(pool, 1);
+    if (SetThreadpoolThreadMinimum(pool, 1)) work = CreateThreadpoolWork(&Impl::Run, this, &environment);
+  }
+  // Of a thread that has ended, or never began.
   ~Impl() {
+    if (work != nullptr) CloseThreadpoolWork(work);
+    if (pool != nullptr) CloseThreadpool(pool);
     if (ended != nullptr) CloseHandle(ended);
     if (handle != nullptr) CloseHandle(handle);
   }
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
-  static DWORD WINAPI Run(void* argument) {
-    const Impl& self = *static_cast<Impl*>(argument);
+  static void CALLBACK Run(TP_CALLBACK_INSTANCE* instance, void* argument, TP_WORK*) {
+    Impl& self = *static_cast<Impl*>(argument);
+    const HANDLE thread = GetCurrentThread();
+    HANDLE handle = nullptr;
+    DuplicateHandle(GetCurrentProcess(), thread, GetCurrentProcess(), &handle, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    self.handle = handle;
+    SetEventWhenCallbackReturns(instance, self.ended);
+    SetThreadPriority(thread, THREAD_PRIORITY_HIGHEST);
     self.entry();
-    SetEvent(self.ended);
-    ::Sleep(INFINITE);
-    return 0;
+    SetThreadPriority(thread, THREAD_PRIORITY_NORMAL);  // as the pool wants it back
   }
 
-  bool End() const {
-    TerminateThread(handle, 0);
-    return WaitForSingleObject(handle, kForceTimeout) == WAIT_OBJECT_0;
-  }
+  bool HasEnded(DWORD timeout) const { return WaitForSingleObject(ended, timeout) == WAIT_OBJECT_0; }
 
   void (*entry)();
+  TP_POOL* pool = CreateThreadpool(nullptr);
+  TP_CALLBACK_ENVIRON environment{};
+  TP_WORK* work = nullptr;
   HANDLE ended = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-  HANDLE handle = nullptr;
+  std::atomic<HANDLE> handle = nullptr;  // from when it runs
 };
 
 Thread::Thread() = default;
 
 Thread::~Thread() {
   // One that still runs keeps its record.
-  if (impl_ && !Wait(std::chrono::milliseconds(0))) new std::shared_ptr<Impl>(impl_);
+  if (impl_ && !impl_->HasEnded(0)) new std::shared_ptr<Impl>(impl_);
 }
 
 bool Thread::Start(void (*entry)()) {
   if (impl_) return false;
   auto impl = std::make_shared<Impl>(entry);
-  if (impl->ended == nullptr) return false;
-  impl->handle = CreateThread(nullptr, 0, &Impl::Run, impl.get(), 0, nullptr);
-  if (impl->handle == nullptr) return false;
-  SetThreadPriority(impl->handle, THREAD_PRIORITY_HIGHEST);
+  if (impl->work == nullptr) return false;
+  SubmitThreadpoolWork(impl->work);
   impl_ = std::move(impl);
   return true;
 }
 
 bool Thread::Wait(std::chrono::milliseconds timeout) {
-  if (!impl_) return true;
-  const std::array<HANDLE, 2> either = {impl_->ended, impl_->handle};
-  const DWORD outcome = WaitForMultipleObjects(static_cast<DWORD>(either.size()), either.data(), FALSE,
-                                               static_cast<DWORD>(timeout.count()));
-  return outcome != WAIT_TIMEOUT && outcome != WAIT_FAILED && impl_->End();
+  return !impl_ || impl_->HasEnded(static_cast<DWORD>(timeout.count()));
 }
 
-bool Thread::StopByForce() { return !impl_ || impl_->End(); }
+// The pool never hears of it: its record, and the thread's, stay behind.
+bool Thread::StopByForce() {
+  if (!impl_ || impl_->HasEnded(0)) return true;
+  const HANDLE handle = impl_->handle;
+  if (handle == nullptr) return false;
+  TerminateThread(handle, 0);
+  return WaitForSingleObject(handle, kForceTimeout) == WAIT_OBJECT_0 && SetEvent(impl_->ended);
+}
 
 }  // namespace media_adapter::platform

@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/datagram_socket.h"
 #include "platform/event.h"
+#include "platform/load_hook.h"
 #include "platform/notices.h"
 #include "platform/process.h"
 #include "platform/thread.h"
@@ -24,6 +25,8 @@ constexpr std::chrono::microseconds kOneLook{1};
 sim::SimWorld& World() { return sim::SimWorld::Current(); }
 
 }  // namespace
+
+void AllowUnloading(bool (*)()) {}
 
 MacAddress FirstAdapterAddress() { return World().adapter; }
 
@@ -130,6 +133,8 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   if (outcome == Outcome::Readable && world.Now() != start && world.wakeUp != start.zero()) world.Advance(world.wakeUp);
   return outcome;
 }
+
+bool StartSockets() { return !World().failing.sockets; }
 
 bool DatagramSocket::Open(const char* localAddress) {
   Close();

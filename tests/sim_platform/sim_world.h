@@ -108,7 +108,7 @@ class SimWorld {
   std::vector<std::string> errors;      // texts of ShowError
   std::vector<std::string> traces;      // texts of TraceLine
   struct Failing {
-    bool thread = false, open = false, broadcast = false, send = false;
+    bool thread = false, sockets = false, open = false, broadcast = false, send = false;
   } failing;
 
   Time Now();

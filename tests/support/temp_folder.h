@@ -13,14 +13,11 @@ namespace media_adapter::sim {
 
 using Bytes = std::vector<uint8_t>;
 
-// Where there is room for it in memory: on a disk the volumes would be most of a test's time.
+// In memory where there is room for it: on a disk the volumes would be most of a test's time.
 class TempFolder {
  public:
-  TempFolder() {
+  explicit TempFolder(const std::filesystem::path& parent = RoomyFolder()) {
     std::random_device random;
-    std::error_code none;
-    const bool isRoomy = std::filesystem::space("/dev/shm", none).available >= 1 << 30 && !none;
-    const std::filesystem::path parent = isRoomy ? "/dev/shm" : std::filesystem::temp_directory_path();
     do {
       path_ = parent / ("media-adapter-" + std::to_string(random()));
     } while (!std::filesystem::create_directory(path_));
@@ -36,6 +33,12 @@ class TempFolder {
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
  private:
+  static std::filesystem::path RoomyFolder() {
+    std::error_code none;
+    const bool isRoomy = std::filesystem::space("/dev/shm", none).available >= 1 << 30 && !none;
+    return isRoomy ? "/dev/shm" : std::filesystem::temp_directory_path();
+  }
+
   std::filesystem::path path_;
 };
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <functional>
 #include <thread>
+#include <vector>
 
 #include "tests/support/temp_folder.h"
 #include "tests/system/loaded_library.h"
@@ -16,6 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+
+constexpr int kLoads = std::filesystem::path::preferred_separator == '\\' ? 1200 : 100;  // indices there are 1088
+constexpr size_t kSlack = 2000;  // bytes that belong to the system or the threads of the test
 
 // Unloads while `call` is inside. It has to come back at once.
 void UnloadDuring(LoadedLibrary& library, const std::function<void()>& call) {
@@ -32,16 +36,64 @@ void UnloadDuring(LoadedLibrary& library, const std::function<void()>& call) {
   EXPECT_LT(Clock::now() - start, 1s);
 }
 
-TEST(Lifetime, LoadsAndUnloadsIdle) {
-  for (int i = 0; i < 20; ++i) LoadedLibrary().Unload();
-  EXPECT_EQ(LoadedLibrary::WritableBytes(), 0U) << "it has really gone";
+// What may take a moment after the library has gone: its thread's end.
+void ExpectSoon(const std::function<bool()>& condition, const char* what) {
+  const auto start = Clock::now();
+  while (!condition() && Clock::now() - start < 5s) std::this_thread::sleep_for(1ms);
+  EXPECT_TRUE(condition()) << what;
+}
+
+void ComeAndGo(int times) {
+  for (int i = 0; i < times; ++i) {
+    LoadedLibrary library;
+    EXPECT_EQ(library.RFAConnect(0, kPassword, 0)->status, 255U);
+    library.Unload();
+    EXPECT_EQ(LoadedLibrary::WritableBytes(), 0U) << "it has really gone";
+  }
+}
+
+// The last calls are inside when the library goes: one in a search, the others in front of it.
+void LeaveManyCallers(int times) {
+  for (int i = 0; i < times; ++i) {
+    LoadedLibrary library;
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 8; ++caller) {
+      callers.emplace_back([&] {
+        for (int call = 0; call < 10; ++call) library.RFAConnect(0, kPassword, 0);
+        library.Search("");
+      });
+    }
+    std::this_thread::sleep_for(150ms);
+    library.Unload();
+    for (auto& caller : callers) caller.join();
+  }
+}
+
+TEST(Lifetime, ComesAndGoesAndLeavesNothingBehind) {
+  ComeAndGo(10);
+  LeaveManyCallers(2);
+  std::this_thread::sleep_for(1s);
+  const size_t indices = ThreadLocalIndices(), handles = OpenHandles(), bytes = AllocatedBytes();
+  ComeAndGo(kLoads);
+  LeaveManyCallers(kLoads / 20);
+  ExpectSoon([=] { return ThreadLocalIndices() >= indices; }, "indices of thread-local storage");
+  ExpectSoon([=] { return OpenHandles() <= handles; }, "handles");
+  ExpectSoon([=] { return AllocatedBytes() <= bytes + kSlack; }, "memory");
+}
+
+TEST(Lifetime, GoesAtOnceWhenItHasJustCome) {
+  for (int i = 0; i < 50; ++i) {
+    LoadedLibrary library(false);
+    const auto start = Clock::now();
+    library.Unload();
+    EXPECT_LT(Clock::now() - start, 80ms) << "no force was needed";
+  }
+  ExpectSoon([] { return LoadedLibrary::WritableBytes() == 0; }, "the start is over, and it has gone");
 }
 
 TEST(Lifetime, UnloadsDuringASearch) {
-  for (int i = 0; i < 5; ++i) {
-    LoadedLibrary library;
-    UnloadDuring(library, [&] { library.Search(""); });
-  }
+  LoadedLibrary library;
+  UnloadDuring(library, [&] { library.Search(""); });
 }
 
 // Unloading has then no part in it: the exit finds the library at work on another thread.

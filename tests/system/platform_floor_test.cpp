@@ -27,7 +27,7 @@ constexpr bool kIsWindows = std::filesystem::path::preferred_separator == '\\';
 class PlatformFloor : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(socket_.Open("127.0.0.1"));
+    ASSERT_TRUE(platform::StartSockets() && socket_.Open("127.0.0.1"));
     ASSERT_TRUE(socket_.EnableBroadcast());
     waiter_.Watch(&socket_);
   }

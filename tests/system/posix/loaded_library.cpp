@@ -3,8 +3,11 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <malloc.h>
+#include <pthread.h>
 
+#include <filesystem>
 #include <utility>
+#include <vector>
 
 namespace media_adapter::system_tests {
 
@@ -31,6 +34,18 @@ size_t LoadedLibrary::WritableBytes() {
 size_t AllocatedBytes() {
   const auto info = mallinfo2();
   return info.uordblks + info.hblkhd;
+}
+
+size_t OpenHandles() {
+  const std::filesystem::directory_iterator handles("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(handles), end(handles)));
+}
+
+size_t ThreadLocalIndices() {
+  std::vector<pthread_key_t> keys;
+  for (pthread_key_t key{}; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
+  for (const pthread_key_t key : keys) pthread_key_delete(key);
+  return keys.size();
 }
 
 }  // namespace media_adapter::system_tests

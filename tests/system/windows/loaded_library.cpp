@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include <array>
 #include <span>
 #include <utility>
+#include <vector>
 
 namespace media_adapter::system_tests {
 
@@ -28,12 +30,28 @@ size_t LoadedLibrary::WritableBytes() {
 }
 
 size_t AllocatedBytes() {
+  std::array<HANDLE, 64> heaps{};
   size_t bytes = 0;
-  PROCESS_HEAP_ENTRY entry{};
-  while (HeapWalk(GetProcessHeap(), &entry) != 0) {
-    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+  for (const HANDLE heap : std::span(heaps).first(GetProcessHeaps(heaps.size(), heaps.data()))) {
+    PROCESS_HEAP_ENTRY entry{};
+    while (HeapWalk(heap, &entry) != 0) {
+      if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += entry.cbData;
+    }
   }
   return bytes;
+}
+
+size_t OpenHandles() {
+  DWORD count = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &count);
+  return count;
+}
+
+size_t ThreadLocalIndices() {
+  std::vector<DWORD> indices;
+  for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) indices.push_back(index);
+  for (const DWORD index : indices) TlsFree(index);
+  return indices.size();
 }
 
 }  // namespace media_adapter::system_tests
