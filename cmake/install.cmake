@@ -1,4 +1,4 @@
-# install: header, library, CMake package, pkg-config file, tools and their man pages, where a distribution expects them.
+# install: header, library, CMake package, pkg-config file, tools, pages and examples, where a distribution expects them.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS mediaadapter EXPORT MediaAdapterTargets
@@ -28,6 +28,12 @@ if(PROJECT_IS_TOP_LEVEL)
     COMMENT "Removing what the last installation brought" VERBATIM)
 endif()
 
+# The pages lie as they do in the sources, so that their links lead somewhere.
+install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES docs/architecture.md docs/protocol.md docs/troubleshooting.md docs/windows.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)
+
 # The folder of global Lua plugins of a Wireshark that is installed below the same prefix.
 install(FILES tools/wireshark/media_adapter.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins)
 
@@ -35,6 +41,8 @@ foreach(tool media-adapter media-adapter-sim)
   if(TARGET ${tool})
     set_target_properties(${tool} PROPERTIES INSTALL_RPATH $ORIGIN/${library_from_bin})
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    if(NOT WIN32)
+      install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    endif()
   endif()
 endforeach()

@@ -4,7 +4,7 @@ set(reference_source ${PROJECT_SOURCE_DIR}/docs/reference)
 set(public_header ${PROJECT_SOURCE_DIR}/api/media_adapter.h)
 
 find_program(AWK awk)
-if(AWK)
+if(AWK AND NOT WIN32)
   string(TIMESTAMP reference_date "%B %d, %Y" UTC)
   file(MAKE_DIRECTORY ${reference_folder}/man3)
   add_custom_command(OUTPUT ${reference_folder}/man3/media_adapter.3

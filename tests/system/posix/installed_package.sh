@@ -1,15 +1,16 @@
 #!/bin/sh
-# Installs the project into a temporary folder, looks at what the library exports and needs, and builds the example
-# against what is there: by the CMake package and by the pkg-config file.
-#   installed_package.sh CMAKE BUILD-FOLDER SOURCE-FOLDER
+# Installs the project into a temporary folder, looks at what the library exports and needs, and builds the
+# examples against what is there: by the CMake package and by the pkg-config file.
+#   installed_package.sh CMAKE BUILD-FOLDER
 set -eu
-cmake=$1 build=$2 source=$3
+cmake=$1 build=$2
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 fail() { echo "installed package: $1"; exit 1; }
 
 "$cmake" --install "$build" --prefix "$folder/prefix" >"$folder/log"
-"$cmake" -S "$source/examples" -B "$folder/build" -DCMAKE_PREFIX_PATH="$folder/prefix" >>"$folder/log"
+examples=$(find "$folder/prefix" -type d -name examples)
+"$cmake" -S "$examples" -B "$folder/build" -DCMAKE_PREFIX_PATH="$folder/prefix" >>"$folder/log"
 "$cmake" --build "$folder/build" >>"$folder/log" || fail "$(cat "$folder/log")"
 
 header=$folder/prefix/include/media_adapter.h
@@ -24,7 +25,7 @@ needed=$(ldd "$library" | grep -v 'linux-vdso\|ld-linux\|libc\.so\|libm\.so\|lib
 package_file=$(find "$folder/prefix" -name media-adapter.pc)
 ask() { PKG_CONFIG_PATH=${package_file%/*} pkg-config --define-variable=prefix="$folder/prefix" "$@" media-adapter; }
 # shellcheck disable=SC2046  # lists of words
-cc -std=c11 "$source/examples/search_and_read.c" -o "$folder/by_pkg_config" \
+cc -std=c11 "$examples/search_and_read.c" -o "$folder/by_pkg_config" \
   $(ask --cflags) $(ask --libs) -Wl,-rpath,"$(ask --variable=libdir)"
 
 for program in "$folder/build/search_and_read" "$folder/by_pkg_config"; do
