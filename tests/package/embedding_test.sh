@@ -9,7 +9,7 @@ build=$(realpath "$(dirname "$1")")
 must() { "$@" >must 2>&1 || { fail "$*: $(tail -30 must)"; exit 1; }; }
 
 must cmake --install "$build" --prefix "$work/prefix"
-must git -C "$source_folder" archive --format=tar.gz -o "$work/source.tar.gz" HEAD
+must "$source_folder/scripts/package" --source "$work/dist"
 application() { # FOLDER LINES: a project that gets MediaAdapter::MediaAdapter by these lines
   mkdir "$1"
   cp "$source_folder/examples/search_and_read.c" "$1/app.c"
@@ -20,7 +20,7 @@ application() { # FOLDER LINES: a project that gets MediaAdapter::MediaAdapter b
 }
 application found 'find_package(MediaAdapter 1.0 REQUIRED)'
 application fetched "include(FetchContent)
-FetchContent_Declare(MediaAdapter URL $work/source.tar.gz)
+FetchContent_Declare(MediaAdapter URL $(find "$work/dist" -name '*.tar.gz'))
 FetchContent_MakeAvailable(MediaAdapter)"
 [ "$(find fetched/build -type f -perm -u+x -not -path '*/CMakeFiles/*' -not -name '*.so*' -not -path '*-src/*' | wc -l)" = 1 ] ||
   fail "more programs than the application's: $(find fetched/build -type f -perm -u+x)"
