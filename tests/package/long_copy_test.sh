@@ -1,6 +1,6 @@
 #!/bin/bash
-# A copy of more than 60 seconds, each way: the call gives up with 253, its request goes on, and the example waits for its
-# end and has the true status.
+# A copy of more than 60 seconds, each way: the call gives up with 253, its request goes on, and the example waits for
+# its end and has the true status.
 #   long_copy_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
 source_folder=$(realpath "$(dirname "$0")/../..")
 example=$(find "$(realpath "$(dirname "$1")")" -name copy_large -type f)

@@ -15,7 +15,9 @@ usage() {
   expect_code 2 "settings: usage" example settings 127.0.0.1 example 123456789012345678901234567890123
   expect_code 2 "copy_large: usage" example copy_large move 127.0.0.1 example file /
 }
-settings() { expect_code 0 settings example settings 127.0.0.1 example "new value" <<<secret | tr -d '\r' >settings.out; }
+settings() {
+  expect_code 0 settings example settings 127.0.0.1 example "new value" <<<secret | tr -d '\r' >settings.out
+}
 copies() {
   expect_code 0 put example copy_large put 127.0.0.1 example song.mp3 '\' <<<secret 2>put.err
   expect_code 0 get example copy_large get 127.0.0.1 example '\song.mp3' in <<<secret 2>get.err
