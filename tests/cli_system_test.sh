@@ -97,7 +97,7 @@ test_usage() {
   local device=(--interface 127.0.0.1 --device cli-usage)
   usage_case 2 "slip in the last command" "${device[@]}" -c 'mkdir /slip' -c 'ls "'
   usage_case 2 "unknown command" frob
-  usage_case 2 "format asks" "${device[@]}" format
+  usage_case 2 "format asks, before it looks for the device" --interface 127.0.0.1 --device cli-nobody format
   usage_case 2 "get into no folder" "${device[@]}" get /a /b /c
   usage_case 1 "no such device" --interface 127.0.0.1 --device cli-nobody ls
   usage_case 2 "several devices" --interface 127.0.0.1 ls

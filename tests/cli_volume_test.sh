@@ -221,15 +221,91 @@ test_foreign_names() {
   expect_same back/tabbed Öb
 }
 
+# A tree with names that look like patterns, a file that patterns do not see, and times of its own.
+make_tree() {
+  local name number=10
+  mkdir '[x]'
+  for name in '[x]/o1.bin' '[x]/o2.bin'; do echo "$name" >"$name"; done
+  make_volume vol-tree.img
+  mmd -i vol-tree.img ::/music ::/music/live ::/music/empty
+  for name in a1.mp3 a2.MP3 b.txt live/a3.mp3 live/.hidden.mp3 "live/long name.mp3"; do
+    head -c $((++number * 100)) /dev/urandom >item
+    touch -d "2020-01-02 03:04:$((number * 2))" item
+    mcopy -m -i vol-tree.img item "::/music/$name"
+    [ "$name" = live/.hidden.mp3 ] && cp item hidden
+  done
+}
+
+# Patterns on both sides, quoted or not; ls in its forms. What is deleted is what was meant.
+test_patterns() {
+  expect_code 1 "patterns" on vol-tree --keep-going >tree.out 2>tree.err <<'END'
+put -r [[]x] /
+ls -1 /music/*.mp3 /**/[!a]*.mp3
+ls -1 -r -S /music
+cd /music
+ls -t -h live
+ls -R -1 ../mus*
+rm "/[x]/*.bin" /*/nothing* live/?3.mp3
+ls -d -1 /[x] /[x]/o* "/mus*"
+put "[x]/o*" [x]/o2* /music/empty
+rm /[x]/o1*
+ls -1 /[[]x] empty
+get /[x]/*.bin copy.bin
+get /**/live/.h* copied
+get /music/*.mp3 copied
+END
+  diff - tree.out <<'END' || fail "patterns: not the output above"
+/music/a1.mp3
+/music/a2.MP3
+/music/live/long name.mp3
+live
+empty
+a1.mp3
+a2.MP3
+b.txt
+----a	1.6K	2020-01-02 03:04:32	long name.mp3
+----a	1.5K	2020-01-02 03:04:30	.hidden.mp3
+----a	1.4K	2020-01-02 03:04:28	a3.mp3
+/music:
+a1.mp3
+a2.MP3
+b.txt
+empty
+live
+
+/music/empty:
+
+/music/live:
+.hidden.mp3
+a3.mp3
+long name.mp3
+/[x]
+/[x]/o1.bin
+/[x]/o2.bin
+/[x]:
+o2.bin
+
+/music/empty:
+o2.bin
+END
+  expect_text tree.err "line 7: rm /[x]/*.bin: Invalid path (status 244): nothing on the device matches /[x]/*.bin" \
+    "line 7: rm /*/nothing*: Invalid path" 'line 8: ls /mus*: ' 'line 9: put [x]/o*: no such local file' \
+    "line 14: get: 2 items match, but copied is no folder"
+  expect_count 5 tree.err ''
+  expect_same copy.bin '[x]/o2.bin'
+  expect_same copied hidden
+}
+
 make_files
+make_tree
 refused_tests=()
 for after in 0 2 5 6; do
   start_simulator 127.0.0.9$after,vol-ref$after --refuse-write-after $after
   refused_tests+=("test_refused_writes $after")
 done
 start_simulator "127.0.0.85,vol-slow 127.0.0.86,vol-killed 127.0.0.87,vol-shell 127.0.0.88,vol-turns" --delay 5
-start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign"
+start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign 127.0.0.91,vol-tree"
 is_windows || posix_tests="test_interrupts test_second_interrupt test_interrupt_in_shell test_names test_foreign_names"
 # shellcheck disable=SC2086  # words
-run_all "${refused_tests[@]}" test_full_volume test_stuck_device test_dead_device test_two_writers ${posix_tests-} &&
+run_all "${refused_tests[@]}" test_full_volume test_stuck_device test_dead_device test_two_writers test_patterns ${posix_tests-} &&
   echo "cli volume test: passed"

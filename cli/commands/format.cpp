@@ -4,11 +4,14 @@
 #include "cli/commands/requests.h"
 #include "cli/commands/table.h"
 #include "cli/console/progress_bar.h"
+#include "cli/console/terminal.h"
 
 namespace media_adapter::cli {
 namespace {
 
 int RunFormat(const Context& context, bool isConfirmed) {
+  // Without an answer it would come to nothing: that is said before a wait for the device or for another run.
+  if (!isConfirmed && !IsInputTerminal()) return Confirm(context, "format", {});
   const VolumeTurn turn(context.writer);
   if (turn.Code() != kSuccess) return turn.Code();
   // The password and whether there is storage at all come before the question.

@@ -16,6 +16,15 @@ namespace media_adapter::cli {
 
 using nlohmann::ordered_json;
 
+ordered_json EntryJson(const std::string& path, const ListingEntry& entry) {
+  return {{"name", EntryName(entry).empty() ? "/" : ShowName(EntryName(entry))},
+          {"folder", IsFolder(entry)},
+          {"attributes", AttributesText(entry)},
+          {"size", entry.size},
+          {"modified", entry.year == 0 ? ordered_json() : ordered_json(TimeText(entry))},
+          {"path", DisplayPath(path)}};
+}
+
 Found FindItem(Session& session, const std::string& path) {
   const DevicePathParts parts = SplitDevicePath(path);
   if (!parts.name.empty()) {
@@ -32,13 +41,16 @@ Found FindItem(Session& session, const std::string& path) {
   if (itself.isFile) return {{MEDIA_ADAPTER_OK, {}}, false, std::nullopt};
   if (itself.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES)
     return {{MEDIA_ADAPTER_OK, {}}, true, std::nullopt};
-  return {itself.answer, true, std::nullopt};
+  Found found = {itself.answer, true, std::nullopt};
+  if (parts.name.empty()) found.entry = RootEntry();
+  return found;
 }
 
 Answer ExplainMissing(Session& session, const std::string& path, Answer answer) {
   if (answer.status != MEDIA_ADAPTER_INVALID_PATH) return answer;
   for (size_t end = path.find('\\', 1); end != std::string::npos; end = path.find('\\', end + 1)) {
     const std::string folder = path.substr(0, end);
+    if (HasWildcards(folder)) break;
     const Listing listing = session.List(folder);
     answer.detail = "there is no folder " + DisplayPath(folder) + " on the device";
     if (listing.isFile) answer.detail = DisplayPath(folder) + " is a file on the device";
@@ -75,6 +87,11 @@ bool ResolvePaths(const Context& context, const std::string& command, std::span<
   if (!ResolvePatterns(context, command, arguments, paths)) return false;
   std::ranges::transform(paths, paths.begin(), Unquote);
   return true;
+}
+
+void AddColorOption(CLI::App& parser, std::string& when) {
+  parser.add_flag("--color{always}", when, "Colours for names: auto (on a terminal, as without this), always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
 }
 
 std::string CheckNewName(std::string_view name) {

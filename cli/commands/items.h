@@ -16,10 +16,13 @@
 
 namespace media_adapter::cli {
 
+// What --json tells of it. The root has no time.
+nlohmann::ordered_json EntryJson(const std::string& path, const ListingEntry& entry);
+
 struct Found {
   Answer answer;
   bool isFolder = false;
-  std::optional<ListingEntry> entry;  // none for the root, and where the folder around it is too large to list
+  std::optional<ListingEntry> entry;  // none for what the folder around it does not list under this name
 };
 
 Found FindItem(Session& session, const std::string& path);
@@ -37,6 +40,9 @@ bool ResolvePaths(const Context& context, const std::string& command, std::span<
 // The same for arguments that may be patterns, which go to MatchingPaths once the device is ready.
 bool ResolvePatterns(const Context& context, const std::string& command, std::span<const std::string> arguments,
                      std::vector<std::string>& patterns);
+
+// --color[=WHEN], for a command that prints names.
+void AddColorOption(CLI::App& parser, std::string& when);
 
 // Why a volume cannot hold a new item of this name, or "".
 std::string CheckNewName(std::string_view name);

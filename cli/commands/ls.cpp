@@ -1,83 +1,176 @@
 // The "ls" command.
-#include <array>
-#include <cstdio>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <tuple>
 
 #include "cli/commands/items.h"
 #include "cli/commands/several_devices.h"
 #include "cli/commands/table.h"
-#include "cli/console/text.h"
+#include "cli/console/colors.h"
+#include "cli/console/wildcards.h"
 #include "cli/device/volume_name.h"
+#include "cli/device/walk.h"
 
 namespace media_adapter::cli {
 namespace {
 
-using nlohmann::ordered_json;
+struct ListOptions {
+  bool isAll = false;
+  bool isFolderItself = false;
+  bool isLong = false;
+  bool isNameOnly = false;
+  bool isShortSize = false;
+  bool isRecursive = false;
+  bool isReverse = false;
+  bool isBySize = false;
+  bool isByTime = false;
+  bool isUnsorted = false;
+  std::string colors = "auto";
+};
 
-// "drhsa", a "-" for what the entry is not.
-std::string AttributesText(const ListingEntry& entry) {
-  constexpr std::array<std::pair<uint8_t, char>, 5> kLetters = {
-      {{0x10, 'd'}, {0x01, 'r'}, {0x02, 'h'}, {0x04, 's'}, {0x20, 'a'}}};
-  std::string text;
-  for (const auto& [bit, letter] : kLetters) text += (entry.attributes & bit) != 0 ? letter : '-';
-  return text;
+int64_t TimeNumber(const ListingEntry& entry) {
+  return ((((entry.year * int64_t{16} + entry.month) * 32 + entry.day) * 32 + entry.hour) * 64 + entry.minute) * 64 +
+         entry.second;
 }
 
-std::string TimeText(const ListingEntry& entry) {
-  std::array<char, 48> text = {};
-  std::snprintf(text.data(), text.size(), "%04u-%02u-%02u %02u:%02u:%02u", entry.year, entry.month, entry.day,
-                entry.hour, entry.minute, entry.second);
-  return text.data();
-}
+class Lister : public WalkVisitor {
+ public:
+  Lister(const Output& output, const ListOptions& options, ItemResults& results)
+      : output_(output), options_(options), results_(results), colors_(ChooseColors(options.colors)) {}
 
-ordered_json EntryJson(const ListingEntry& entry) {
-  return {{"name", ShowName(EntryName(entry))},
-          {"folder", IsFolder(entry)},
-          {"attributes", AttributesText(entry)},
-          {"size", entry.size},
-          {"modified", TimeText(entry)}};
-}
+  // Files, and folders that are listed themselves: their entries, named after the paths that led to them.
+  void Items(std::vector<std::pair<std::string, ListingEntry>> items, bool hasPaths) {
+    Sort(items, [](const auto& item) { return std::pair(item.first, &item.second); });
+    rows_.clear();
+    for (const auto& [path, entry] : items) {
+      Add(path, entry, hasPaths || SplitDevicePath(path).name.empty() ? DisplayPath(path) : ShowName(EntryName(entry)));
+    }
+    Print({});
+  }
 
-int RunList(const Context& context, const std::string& argument, bool isAll) {
-  std::vector<std::string> paths;
-  if (!ResolvePaths(context, "ls", {&argument, 1}, paths)) return kUsage;
-  if (const int code = context.session.Prepare(); code != kSuccess) return code;
-  const std::string& path = paths.front();
-  Listing listing = context.session.List(path);
-  if (listing.isFile) {
-    const Found found = FindItem(context.session, path);
-    listing.answer = found.entry ? found.answer : Problem("a file in a folder with too many entries to list");
-    if (found.entry) listing.entries = {*found.entry};
+  // What stands above the rows of each folder that comes.
+  bool hasHeadings = false;
+
+  void Enter(const std::string& path, std::vector<ListingEntry>& entries) override {
+    Sort(entries, [](const ListingEntry& entry) { return std::pair(EntryName(entry), &entry); });
+    rows_.clear();
+    for (const ListingEntry& entry : entries) {
+      if (options_.isAll || !IsDotEntry(entry)) {
+        Add(IsDotEntry(entry) ? path : JoinDevicePath(path, EntryName(entry)), entry, ShowName(EntryName(entry)));
+      }
+    }
+    Print(path);
   }
-  if (!listing.answer.IsOk()) {
-    return context.output.Failed("ls " + DisplayPath(path), ExplainMissing(context.session, path, listing.answer));
+
+  bool Visit(const WalkItem& /*item*/) override { return options_.isRecursive; }
+  void Fail(const std::string& path, const Answer& answer) override {
+    if (options_.isRecursive) results_.Add(path, answer);
   }
-  if (!isAll) std::erase_if(listing.entries, IsDotEntry);
-  if (context.output.isJson) {
-    ordered_json list = ordered_json::array();
-    for (const ListingEntry& entry : listing.entries) list.push_back(EntryJson(entry));
-    context.output.Json(list);
-    return kSuccess;
+
+ private:
+  // get(item): its name and its entry
+  template <typename Items, typename Get>
+  void Sort(Items& items, const Get& get) const {
+    if (options_.isUnsorted) return;
+    std::ranges::sort(items, {}, [&](const auto& item) {
+      const auto [name, entry] = get(item);
+      const int64_t rank = options_.isBySize ? int64_t{entry->size} : options_.isByTime ? TimeNumber(*entry) : 0;
+      return std::tuple(-rank, FoldDeviceName(name), name);
+    });
+    if (options_.isReverse) std::ranges::reverse(items);
   }
-  const Column columns[] = {{"ATTR"}, {"SIZE", true}, {"MODIFIED"}, {"NAME"}};
-  std::vector<Row> rows;
-  for (const ListingEntry& entry : listing.entries) {
-    rows.push_back({AttributesText(entry), std::to_string(entry.size), TimeText(entry), ShowName(EntryName(entry))});
+
+  void Add(const std::string& path, const ListingEntry& entry, const std::string& shown) {
+    if (output_.isJson) return results_.AddJson(EntryJson(path, entry));
+    const std::string name = colors_.Paint(shown, IsFolder(entry));
+    if (isNameOnly_) return rows_.push_back({name});
+    const std::string size = options_.isShortSize ? ShortSize(entry.size) : std::to_string(entry.size);
+    rows_.push_back({AttributesText(entry), size, TimeText(entry), name});
   }
-  context.output.Table(columns, rows);
-  return kSuccess;
+
+  // path: the folder that the rows are of, or ""
+  void Print(const std::string& path) {
+    if (output_.isJson || (path.empty() && rows_.empty())) return;
+    if (hasHeadings && !path.empty()) {
+      const std::string device = output_.device.empty() ? "" : output_.device + ":";
+      output_.Line((isFirst_ ? "" : "\n") + device + DisplayPath(path) + ":");
+    }
+    isFirst_ = false;
+    static const std::vector<Column> kLong = {{"ATTR"}, {"SIZE", true}, {"MODIFIED"}, {"NAME"}};
+    static const std::vector<Column> kNames = {{""}};
+    output_.Table(isNameOnly_ ? kNames : kLong, rows_);
+  }
+
+  const Output& output_;
+  const ListOptions& options_;
+  ItemResults& results_;
+  const Colors colors_;
+  const bool isNameOnly_ = options_.isNameOnly && !options_.isLong;
+  std::vector<Row> rows_;
+  bool isFirst_ = true;
+};
+
+int RunList(const Context& context, const std::vector<std::string>& arguments, const ListOptions& options) {
+  std::vector<std::string> patterns;
+  if (!ResolvePatterns(context, "ls", arguments, patterns)) return kUsage;
+  Session& session = context.session;
+  if (const int code = session.Prepare(); code != kSuccess) return code;
+  ItemResults results(context.output, "ls");
+  const bool isOne = patterns.size() == 1 && !HasWildcards(patterns.front());
+  std::vector<std::pair<std::string, ListingEntry>> items;
+  std::vector<std::pair<std::string, Listing>> folders;
+  for (const std::string& path : results.Expand(session, patterns)) {
+    if (!results.MayGoOn()) break;
+    Listing listing = session.List(path);
+    Answer answer = listing.answer;
+    if (listing.isFile || (options.isFolderItself && answer.IsOk())) {
+      const Found found = FindItem(session, path);
+      answer = found.entry ? found.answer : Problem("in a folder with too many entries to list");
+      if (found.entry) items.emplace_back(path, *found.entry);
+    } else if (answer.IsOk()) {
+      folders.emplace_back(path, std::move(listing));
+    }
+    if (answer.IsOk()) continue;
+    answer = ExplainMissing(session, path, answer);
+    if (isOne) return context.output.Failed("ls " + DisplayPath(path), answer);
+    results.Add(path, answer);
+  }
+  Lister lister(context.output, options, results);
+  lister.Items(std::move(items), !isOne);
+  lister.hasHeadings = options.isRecursive || !isOne;
+  for (auto& [path, listing] : folders) {
+    if (results.MayGoOn()) Walk(session, path, std::move(listing), lister);
+  }
+  return results.Finish();
 }
 
 }  // namespace
 
 void DescribeList(CLI::App& parser, Context& context, Action& action) {
-  auto path = std::make_shared<std::string>();
-  auto isAll = std::make_shared<bool>(false);
-  parser.add_option("PATH", *path, "A folder, or a file to see its row; the current folder when not given");
-  parser.add_flag("-a,--all", *isAll, "The rows \".\" and \"..\" too");
+  auto options = std::make_shared<ListOptions>();
+  CLI::Option* const paths = parser.add_option("PATH",
+                                               "Folders, or files to see their rows; the current folder when "
+                                               "not given");
+  paths->expected(0, -1)->allow_extra_args()->type_name(kPattern);
+  parser.set_help_flag("--help", "Print this help message and exit");
+  const std::tuple<const char*, bool&, const char*> flags[] = {
+      {"-a,--all", options->isAll, "The rows \".\" and \"..\" too"},
+      {"-d,--directory", options->isFolderItself, "Folders themselves instead of what is in them"},
+      {"-l", options->isLong, "One row an item with its attributes, size and time, as without -1"},
+      {"-1", options->isNameOnly, "Names only, one a line"},
+      {"-h,--human-readable", options->isShortSize, "Sizes like 1.5K"},
+      {"-R,--recursive", options->isRecursive, "All folders below, each under its path"},
+      {"-r,--reverse", options->isReverse, "The other way round"},
+      {"-S", options->isBySize, "By size, the largest first"},
+      {"-t", options->isByTime, "By time, the newest first"},
+      {"-U", options->isUnsorted, "In the order in which the folder holds them"}};
+  for (const auto& [names, isSet, text] : flags) parser.add_flag(names, isSet, text);
+  AddColorOption(parser, options->colors);
   parser.callback([=, &context, &action] {
-    action = [=, &context] { return ForEachDevice(context, [&] { return RunList(context, *path, *isAll); }); };
+    std::vector<std::string> arguments = paths->reduced_results();
+    if (paths->count() == 0) arguments = {""};
+    action = [=, &context] { return ForEachDevice(context, [&] { return RunList(context, arguments, *options); }); };
   });
 }
 

@@ -46,7 +46,8 @@ void PrintAligned(std::span<const Column> columns, std::span<const Row> rows) {
     widths.push_back(Columns(columns[i].title));
     for (const Row& row : rows) widths[i] = std::max(widths[i], Columns(row[i]));
   }
-  Print(stdout, AlignedLine(columns, titles, widths));
+  const bool hasTitles = std::ranges::any_of(titles, [](const std::string& title) { return !title.empty(); });
+  if (hasTitles) Print(stdout, AlignedLine(columns, titles, widths));
   for (const Row& row : rows) Print(stdout, AlignedLine(columns, row, widths));
 }
 

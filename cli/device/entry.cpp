@@ -9,21 +9,34 @@
 
 namespace media_adapter::cli {
 
+namespace {
+
+constexpr uint8_t kFolderAttribute = 0x10;
+
+}  // namespace
+
+ListingEntry RootEntry() {
+  ListingEntry root = {};
+  root.attributes = kFolderAttribute;
+  return root;
+}
+
 std::string EntryName(const ListingEntry& entry) { return {entry.name, strnlen(entry.name, sizeof entry.name)}; }
 
-bool IsFolder(const ListingEntry& entry) { return (entry.attributes & 0x10) != 0; }
+bool IsFolder(const ListingEntry& entry) { return (entry.attributes & kFolderAttribute) != 0; }
 
 bool IsDotEntry(const ListingEntry& entry) { return EntryName(entry) == "." || EntryName(entry) == ".."; }
 
 std::string AttributesText(const ListingEntry& entry) {
   constexpr std::array<std::pair<uint8_t, char>, 5> kLetters = {
-      {{0x10, 'd'}, {0x01, 'r'}, {0x02, 'h'}, {0x04, 's'}, {0x20, 'a'}}};
+      {{kFolderAttribute, 'd'}, {0x01, 'r'}, {0x02, 'h'}, {0x04, 's'}, {0x20, 'a'}}};
   std::string text;
   for (const auto& [bit, letter] : kLetters) text += (entry.attributes & bit) != 0 ? letter : '-';
   return text;
 }
 
 std::string TimeText(const ListingEntry& entry) {
+  if (entry.year == 0) return "-";
   std::array<char, 48> text = {};
   std::snprintf(text.data(), text.size(), "%04u-%02u-%02u %02u:%02u:%02u", entry.year, entry.month, entry.day,
                 entry.hour, entry.minute, entry.second);

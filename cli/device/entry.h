@@ -10,6 +10,9 @@
 
 namespace media_adapter::cli {
 
+// The root, of which no folder holds a row: it has neither name nor time.
+ListingEntry RootEntry();
+
 // Raw bytes, not to be printed or used as a local name as they are.
 std::string EntryName(const ListingEntry& entry);
 bool IsFolder(const ListingEntry& entry);
@@ -18,7 +21,7 @@ bool IsDotEntry(const ListingEntry& entry);
 
 // "drhsa", a "-" for what the entry is not.
 std::string AttributesText(const ListingEntry& entry);
-// The last change, "2024-05-06 07:08:10".
+// The last change, "2024-05-06 07:08:10"; "-" for the root.
 std::string TimeText(const ListingEntry& entry);
 // What the device's clock showed at the last change, taken for local time of this machine; none for a date that is
 // none.
