@@ -12,6 +12,7 @@
 #include "cli/device/device_choice.h"
 #include "cli/device/device_path.h"
 #include "cli/device/element_value.h"
+#include "cli/device/entry_filter.h"
 #include "cli/device/passwords.h"
 #include "cli/device/volume_name.h"
 #include "cli/local/local_name.h"
@@ -182,6 +183,44 @@ TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
   EXPECT_EQ(find({"a", "[b-b]", "*"}), "/a/b/B.MP3 ");
   EXPECT_EQ(find({"nope", "x"}), "/nope/x ") << "a plain path is left as it is";
   EXPECT_EQ(find({"x.mp3", "*"}) + find({"*", "*", "*", "*"}) + find({"*.wav"}), "");
+}
+
+TEST(Entries, AreShownAndFilteredAsElsewhere) {
+  EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10138) + " " + ShortSize(10241) + " " +
+                ShortSize(1048575) + " " + ShortSize(UINT32_MAX),
+            "1023 1.1K 9.9K 11K 1.0M 4.0G");
+  ListingEntry entry = {.number = 1,
+                        .name = ".Gr\xfc\xdf.MP3",
+                        .attributes = 0x20,
+                        .second = 10,
+                        .minute = 8,
+                        .hour = 7,
+                        .day = 6,
+                        .month = 5,
+                        .year = 2024,
+                        .size = 1025,
+                        .firstCluster = 2};
+  const std::chrono::sys_seconds now = *EntryTime(entry) + std::chrono::hours(47);
+  const auto matches = [&](bool (EntryFilter::*add)(std::string_view), std::string_view words) {
+    std::string results;
+    for (const std::string& word : *SplitWords(words)) {
+      EntryFilter filter;
+      const bool isTaken = (filter.*add)(word);
+      results += !isTaken ? '!' : filter.Matches(entry, now) ? '1' : '0';
+    }
+    return results;
+  };
+  EXPECT_EQ(matches(&EntryFilter::AddName, "*.MP3 *.mp3 .Gr?\xc3\x9f.*"), "101");
+  EXPECT_EQ(matches(&EntryFilter::AddNameOfAnyCase, "*.mp3"), "1");
+  EXPECT_EQ(matches(&EntryFilter::AddType, "f d x"), "10!");
+  EXPECT_EQ(matches(&EntryFilter::AddSize, "1025c +1024c -1025c 2k -2k +1k 3 1M -1M 1x k +-1 ''"), "110101110!!!!");
+  EXPECT_EQ(matches(&EntryFilter::AddDays, "1 +0 +1 -2 -1 1d"), "11010!");
+  EXPECT_EQ(matches(&EntryFilter::AddMinutes, "+2819 2820 -2821"), "111");
+  EXPECT_EQ(matches(&EntryFilter::AddNewerThan,
+                    "2024-05-06 '2024-05-06 07:08' 2024-05-06T07:08:10 2024-05-07 2024-05 '2024-05-06 07' 2024-05-06x 2024-13-01"),
+            "1100!!!!");
+  entry = RootEntry();
+  EXPECT_EQ(matches(&EntryFilter::AddDays, "+0 -1") + matches(&EntryFilter::AddName, "/"), "001");
 }
 
 // The text that comes back from the field which `text` gives, or "!" when it is refused.

@@ -232,7 +232,7 @@ make_tree() {
     head -c $((++number * 100)) /dev/urandom >item
     touch -d "2020-01-02 03:04:$((number * 2))" item
     mcopy -m -i vol-tree.img item "::/music/$name"
-    [ "$name" = live/.hidden.mp3 ] && cp item hidden
+    cp item "${name##*/}"
   done
 }
 
@@ -293,7 +293,128 @@ END
     "line 14: get: 2 items match, but copied is no folder"
   expect_count 5 tree.err ''
   expect_same copy.bin '[x]/o2.bin'
-  expect_same copied hidden
+  expect_same copied .hidden.mp3
+  look_at_tree
+  change_tree
+}
+
+# What test_patterns has left.
+look_at_tree() {
+  expect_code 1 "looking" on vol-tree --keep-going >look.out 2>look.err <<'END'
+tree --color=always /music
+tree -L 1 -d -h / /nope
+du -b -a /music
+du -s -c -h /music/*
+find /music -type f -size +1k -name "*.mp3" -newermt "2020-01-02 03:04:24"
+find /music /[x] -iname A*.* -maxdepth 1
+find / -mtime -1 -type f -mindepth 2 -name o*
+cat /music/empty/* /[x]/o2.bin
+cat /music
+END
+  is_windows && sed -i 's/|-- /├── /; s/`-- /└── /; s/|   /│   /' look.out
+  diff - look.out <<END || fail "looking: not the output above"
+$(printf '\033[01;34m/music\033[0m')
+├── a1.mp3
+├── a2.MP3
+├── b.txt
+├── $(printf '\033[01;34mempty\033[0m')
+│   └── o2.bin
+└── $(printf '\033[01;34mlive\033[0m')
+    ├── .hidden.mp3
+    └── long name.mp3
+
+2 folders, 6 files
+/
+├── [   0]  [x]
+└── [   0]  music
+
+2 folders
+1500	/music/live/.hidden.mp3
+1600	/music/live/long name.mp3
+3100	/music/live
+11	/music/empty/o2.bin
+11	/music/empty
+1100	/music/a1.mp3
+1200	/music/a2.MP3
+1300	/music/b.txt
+6711	/music
+1.1K	/music/a1.mp3
+1.2K	/music/a2.MP3
+1.3K	/music/b.txt
+11	/music/empty
+3.1K	/music/live
+6.6K	total
+/music/live/.hidden.mp3
+/music/live/long name.mp3
+/music/a1.mp3
+/music/a2.MP3
+/music/empty/o2.bin
+/[x]/o2.bin
+[x]/o2.bin
+[x]/o2.bin
+END
+  expect_text look.err "tree /nope: Invalid path (status 244): there is no /nope" "cat /music: a folder cannot go to standard output"
+  expect_count 2 look.err ''
+}
+
+# cp, mv and rm -r: every file is somewhere, whole, and the folders stay.
+change_tree() {
+  expect_code 1 "changing" on vol-tree --keep-going >change.out 2>change.err <<'END'
+cp -v /music/a* /music/b.txt /[x]
+mv -v /music/b.txt /music/live/B.TXT
+mv -v /music/a1.mp3 /music/A1.mp3
+mv "/music/live/long name.mp3" /music/x
+cp /music/a2.mp3 /music/A2.MP3
+cp -r /music /music/live
+cp /music/A1.mp3 /[x]/a1.mp3 /music/empty
+cp -n /music/a2.mp3 /music/A1.mp3
+mv /music/a2.mp3 /music/A1.mp3
+cp -r /music /copy
+mv -r /copy/live /[x]
+rm -r /
+rm -r /copy
+rm -r -f /music/l* /nope
+find /
+END
+  diff - change.out <<'END' || fail "changing: not the output above"
+/music/a1.mp3 -> /[x]/a1.mp3
+/music/a2.MP3 -> /[x]/a2.MP3
+/music/b.txt -> /[x]/b.txt
+/music/b.txt -> /music/live/B.TXT
+/music/a1.mp3 -> /music/A1.mp3
+/
+/music
+/music/live
+/music/empty
+/music/empty/o2.bin
+/music/empty/A1.mp3
+/music/A1.mp3
+/music/x
+/[x]
+/[x]/a1.mp3
+/[x]/o2.bin
+/[x]/a2.MP3
+/[x]/b.txt
+/[x]/live
+/[x]/live/B.TXT
+/[x]/live/.hidden.mp3
+/copy
+/copy/live
+/copy/empty
+END
+  expect_text change.err "line 5: cp /music/a2.mp3: /music/A2.MP3 is the same file" \
+    "line 6: cp /music: a folder cannot go into itself" \
+    "line 7: cp /[x]/a1.mp3: not over /music/empty/a1.mp3, which has just come from /music/A1.mp3" \
+    "line 11: mv /copy/live: A directory cannot be deleted (status 241): all files are moved; the device keeps" \
+    "line 12: rm /: not the whole volume" \
+    "line 13: rm /copy: A directory cannot be deleted (status 241): 4 files deleted; the device keeps the folder and the 2 in it" \
+    "line 14: rm /music/live: A directory cannot be deleted"
+  expect_count 7 change.err ''
+  expect_on_volume vol-tree.img /music/A1.mp3 a2.MP3
+  expect_on_volume vol-tree.img /music/x "long name.mp3"
+  expect_on_volume vol-tree.img '/\[x]/live/.hidden.mp3' .hidden.mp3
+  MTOOLS_SKIP_CHECK=1 mdir -i vol-tree.img ::/music | grep -q 'A1 *mp3 *1200 2020-01-02 *3:04' || fail "the time did not go with the file"
+  expect_clean vol-tree.img
 }
 
 make_files

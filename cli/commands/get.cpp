@@ -7,6 +7,7 @@
 #include <memory>
 #include <set>
 
+#include "cli/commands/fetch.h"
 #include "cli/commands/items.h"
 #include "cli/commands/several_devices.h"
 #include "cli/commands/table.h"
@@ -59,7 +60,8 @@ std::string CheckLocalTarget(const fs::path& local) {
                                                                             : "skipped: the local file is read-only";
 }
 
-// Copies one file into a folder that is there, under the path's last name.
+}  // namespace
+
 Answer FetchFile(const Context& context, const std::string& path, const std::string& localFolder,
                  const std::optional<ListingEntry>& entry) {
   const fs::path local = fs::path(localFolder) / SplitDevicePath(path).name;
@@ -79,6 +81,8 @@ Answer FetchFile(const Context& context, const std::string& path, const std::str
   }
   return answer;
 }
+
+namespace {
 
 // Each file comes into a private folder first and is renamed to its place when it is whole, so that no part of a file
 // ever stands there or replaces a good copy.
@@ -187,9 +191,11 @@ Answer CopyToOutput(const std::string& localPath) {
   return std::ferror(file.get()) != 0 ? Problem("cannot read the temporary file") : Answer{MEDIA_ADAPTER_OK, {}};
 }
 
+}  // namespace
+
 // The library writes files only, so the file takes the way round by a temporary folder.
-int GetToOutput(const Context& context, const std::string& path) {
-  const std::string operation = "get " + DisplayPath(path);
+int GetToOutput(const Context& context, const std::string& command, const std::string& path) {
+  const std::string operation = command + " " + DisplayPath(path);
   const Found found = FindItem(context.session, path);
   if (!found.answer.IsOk()) {
     return context.output.Failed(operation, ExplainMissing(context.session, path, found.answer));
@@ -208,6 +214,8 @@ int GetToOutput(const Context& context, const std::string& path) {
   if (answer.IsOk()) answer = CopyToOutput(LocalText(local));
   return answer.IsOk() ? kSuccess : context.output.Failed(operation, answer);
 }
+
+namespace {
 
 // Takes the target apart: a folder that is there, or, for one item, a new name in one. The problem, or "".
 std::string FindTarget(const std::string& target, size_t itemCount, fs::path& root, std::string& newName) {
@@ -256,7 +264,7 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
     return refuse(std::to_string(devicePaths.size()) + " items match, but " + Escape(options.target) + " is no folder");
   }
   if (options.target == "-") {
-    const int code = devicePaths.empty() ? kFailure : GetToOutput(context, devicePaths.front());
+    const int code = devicePaths.empty() ? kFailure : GetToOutput(context, "get", devicePaths.front());
     return code == kSuccess ? getter.Finish() : code;
   }
   for (const std::string& path : devicePaths) getter.Item(path, newName);

@@ -171,6 +171,26 @@ std::vector<std::string> ItemResults::Expand(Session& session, std::span<const s
   return paths;
 }
 
+int ForEachPath(const Context& context, const std::string& command, std::span<const std::string> arguments,
+                const std::function<void(const std::string& path, Listing listing, ItemResults& results)>& run,
+                const std::function<void()>& finish) {
+  std::vector<std::string> patterns;
+  if (!ResolvePatterns(context, command, arguments, patterns)) return kUsage;
+  if (const int code = context.session.Prepare(); code != kSuccess) return code;
+  ItemResults results(context.output, command);
+  for (const std::string& path : results.Expand(context.session, patterns)) {
+    if (!results.MayGoOn()) break;
+    Listing listing = context.session.List(path);
+    if (listing.isFile || listing.answer.IsOk()) {
+      run(path, std::move(listing), results);
+    } else {
+      results.Add(path, ExplainMissing(context.session, path, listing.answer));
+    }
+  }
+  finish();
+  return results.Finish();
+}
+
 int ItemResults::Finish() const {
   if (IsInterrupted()) output_.Error(command_ + ": interrupted; what came after was not begun");
   if (output_.isJson) output_.Json(*items_);

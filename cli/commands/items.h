@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -79,5 +80,12 @@ class ItemResults {
   bool mayGoOn_ = true;
   std::unique_ptr<nlohmann::ordered_json> items_;
 };
+
+// Makes the device ready, takes `arguments` for patterns, and hands on what they stand for: a listing of a folder, or
+// one that says that it is a file. Last calls `finish`. The command's exit code.
+int ForEachPath(
+    const Context& context, const std::string& command, std::span<const std::string> arguments,
+    const std::function<void(const std::string& path, Listing listing, ItemResults& results)>& run,
+    const std::function<void()>& finish = [] {});
 
 }  // namespace media_adapter::cli

@@ -13,9 +13,15 @@ namespace {
 constexpr Command kCommands[] = {
     {"search", "List the devices on the network", Completes::Nothing, DescribeSearch},
     {"ls", "List a folder of the device", Completes::DevicePaths, DescribeList},
+    {"tree", "Show a folder of the device and all below it", Completes::DevicePaths, DescribeTree},
+    {"find", "Look for files and folders on the device", Completes::DevicePaths, DescribeFind},
+    {"du", "Add up the sizes of the files below folders", Completes::DevicePaths, DescribeUsage},
+    {"cat", "Print files of the device", Completes::DevicePaths, DescribePrintFiles},
     {"get", "Copy files and folders from the device", Completes::DevicePaths, DescribeGet},
     {"put", "Copy files and folders to the device", Completes::LocalThenDevicePaths, DescribePut},
     {"mkdir", "Create folders on the device", Completes::DevicePaths, DescribeMakeFolder},
+    {"cp", "Copy files and folders on the device", Completes::DevicePaths, DescribeCopy},
+    {"mv", "Move or rename files and folders on the device", Completes::DevicePaths, DescribeMove},
     {"rm", "Delete files on the device", Completes::DevicePaths, DescribeRemove},
     {"format", "Delete everything on the device's volume", Completes::Nothing, DescribeFormat},
     {"config", "Read, change, save and load the device's settings", Completes::ConfigCommands, DescribeConfig},
@@ -47,6 +53,18 @@ void Unguard(CLI::App& parser) {
     option->transform(option->get_type_name() == kPattern ? WithoutGuard : Unquote);
   }
   for (CLI::App* const command : parser.get_subcommands([](CLI::App*) { return true; })) Unguard(*command);
+}
+
+// The options of find have one dash by habit, which the parser would take for a row of options of one letter.
+void LengthenFindOptions(const CLI::App& parser, std::vector<std::string>& arguments) {
+  const auto isFind = [](const CLI::App* command) { return command->get_name() == "find"; };
+  const std::vector<const CLI::App*> find = parser.get_subcommands(isFind);
+  const auto command = std::ranges::find(arguments, "find");
+  if (find.empty() || command == arguments.end()) return;
+  std::for_each(command, arguments.end(), [&](std::string& word) {
+    const bool isOneDash = word.size() > 2 && word.starts_with('-');
+    if (isOneDash && find.front()->get_option_no_throw("-" + word) != nullptr) word.insert(0, "-");
+  });
 }
 
 // The command that the arguments name: "config set".
@@ -107,6 +125,7 @@ void AddCommands(CLI::App& parser, Context& context, Action& action) {
 }
 
 bool Parse(CLI::App& parser, std::vector<std::string> arguments, const Output& output, int& code) {
+  LengthenFindOptions(parser, arguments);
   std::ranges::for_each(arguments, Guard);
   std::ranges::reverse(arguments);
   try {

@@ -21,7 +21,7 @@ struct WalkItem {
 class WalkVisitor {
  public:
   virtual ~WalkVisitor() = default;
-  // A folder has been listed. May put its rows, "." and ".." among them, into another order.
+  // A folder has been listed. May put its rows, "." and ".." among them, into another order, and take some out.
   virtual void Enter(const std::string& /*path*/, std::vector<ListingEntry>& /*entries*/) {}
   // Each row but "." and "..". True to go into it when it is a folder.
   virtual bool Visit(const WalkItem& item) = 0;

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <array>
+
 #include "cli/local/private_folder.h"
 
 namespace media_adapter::cli {
@@ -9,8 +11,14 @@ namespace {
 
 // What a signal handler can reach; null while there is nothing to remove.
 const char* volatile folderToRemove = nullptr;
-const char* volatile fileToRemove = nullptr;
-std::string filePath;
+std::array<const char* volatile, 2> filesToRemove = {};
+std::array<std::string, 2> filePaths;
+size_t current = 0;  // which of the two is the one file
+
+void Forget(size_t slot) {
+  if (filesToRemove[slot] != nullptr) unlink(filesToRemove[slot]);
+  filesToRemove[slot] = nullptr;
+}
 
 }  // namespace
 
@@ -23,23 +31,43 @@ TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
 
 TemporaryFolder::~TemporaryFolder() {
   Remove();
-  fileToRemove = nullptr;
+  for (const char* volatile& file : filesToRemove) file = nullptr;
   folderToRemove = nullptr;
 }
 
+const char* TemporaryFolder::Track(size_t slot, const std::string& fileName) {
+  Forget(slot);
+  filePaths[slot] = path_ + "/" + fileName;
+  filesToRemove[slot] = filePaths[slot].c_str();
+  return filePaths[slot].c_str();
+}
+
 std::filesystem::path TemporaryFolder::Use(const std::string& fileName) {
-  if (fileToRemove != nullptr) unlink(fileToRemove);
-  fileToRemove = nullptr;
-  filePath = path_ + "/" + fileName;
-  fileToRemove = filePath.c_str();
-  return filePath;
+  Forget(1 - current);
+  return Track(current, fileName);
+}
+
+std::filesystem::path TemporaryFolder::UseAnother(const std::string& fileName) { return Track(1 - current, fileName); }
+
+std::filesystem::path TemporaryFolder::Rename(const std::string& fileName, std::error_code& error) {
+  const std::string before = filePaths[current];
+  if (before == path_ + "/" + fileName) return before;
+  const char* const after = Track(1 - current, fileName);
+  std::filesystem::rename(before, after, error);
+  if (!error) {
+    filesToRemove[current] = nullptr;
+    current = 1 - current;
+  }
+  return filePaths[current];
 }
 
 // Twice, should the library be about to create the file.
 void TemporaryFolder::Remove() {
   if (folderToRemove == nullptr) return;
   for (int i = 0; i < 2; ++i) {
-    if (fileToRemove != nullptr) unlink(fileToRemove);
+    for (const char* const file : filesToRemove) {
+      if (file != nullptr) unlink(file);
+    }
     if (rmdir(folderToRemove) == 0) return;
   }
 }

@@ -1,5 +1,5 @@
-// A private folder for one file at a time that is on its way: to its place, to standard output, or to the device under
-// another name. It goes, with the file, when the object does, and when a signal ends the process.
+// A private folder for a file, or two, on the way: to its place, to standard output, or to the device under
+// another name. It goes, with the files, when the object does, and when a signal ends the process.
 #pragma once
 
 #include <filesystem>
@@ -23,11 +23,16 @@ class TemporaryFolder {
   const std::string& Path() const { return path_; }
   std::string Error() const { return error_.message(); }
 
-  // The path of the one file that will be put in; the one before is removed.
+  // The path of the one file that will be put in; those before are removed.
   std::filesystem::path Use(const std::string& fileName);
+  // Gives the file another name; its new path.
+  std::filesystem::path Rename(const std::string& fileName, std::error_code& error);
+  // The path of a second file beside it, until one of the two is used or renamed.
+  std::filesystem::path UseAnother(const std::string& fileName);
 
  private:
   static void Remove();
+  const char* Track(size_t slot, const std::string& fileName);
 
   std::error_code error_;
   std::string path_;

@@ -1,0 +1,102 @@
+#include "cli/device/entry_filter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+
+#include "cli/device/volume_name.h"
+
+namespace media_adapter::cli {
+namespace {
+
+constexpr uint64_t kDay = 24 * 60 * 60;
+constexpr uint64_t kMinute = 60;
+
+}  // namespace
+
+bool EntryFilter::Bound::Holds(uint64_t value) const {
+  return sign == '+' ? value > number : sign == '-' ? value < number : value == number;
+}
+
+std::optional<EntryFilter::Bound> EntryFilter::ReadBound(std::string_view text, uint64_t unit) {
+  Bound bound = {.unit = unit};
+  if (text.starts_with('+') || text.starts_with('-')) {
+    bound.sign = text[0];
+    text.remove_prefix(1);
+  }
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bound.number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return bound;
+}
+
+bool EntryFilter::AddName(std::string_view pattern) {
+  names_.emplace_back(pattern, PatternRules{.ignoresCase = false, .hidesDots = false});
+  return true;
+}
+
+bool EntryFilter::AddNameOfAnyCase(std::string_view pattern) {
+  names_.emplace_back(pattern, PatternRules{.ignoresCase = true, .hidesDots = false});
+  return true;
+}
+
+bool EntryFilter::AddType(std::string_view letter) {
+  types_.push_back(letter == "d");
+  return letter == "d" || letter == "f";
+}
+
+bool EntryFilter::AddSize(std::string_view text) {
+  constexpr std::array<std::pair<char, uint64_t>, 5> kUnits = {
+      {{'c', 1}, {'b', 512}, {'k', 1024}, {'M', 1024 * 1024}, {'G', 1024 * 1024 * 1024}}};
+  uint64_t unit = 512;
+  for (const auto& [letter, bytes] : kUnits) {
+    if (!text.ends_with(letter)) continue;
+    unit = bytes;
+    text.remove_suffix(1);
+    break;
+  }
+  const std::optional<Bound> bound = ReadBound(text, unit);
+  if (bound) sizes_.push_back(*bound);
+  return bound.has_value();
+}
+
+bool EntryFilter::AddDays(std::string_view text) {
+  const std::optional<Bound> bound = ReadBound(text, kDay);
+  if (bound) ages_.push_back(*bound);
+  return bound.has_value();
+}
+
+bool EntryFilter::AddMinutes(std::string_view text) {
+  const std::optional<Bound> bound = ReadBound(text, kMinute);
+  if (bound) ages_.push_back(*bound);
+  return bound.has_value();
+}
+
+bool EntryFilter::AddNewerThan(std::string_view time) {
+  ListingEntry entry = {};
+  int end = 0;
+  const std::string text(time.substr(0, 20));
+  const int fields = std::sscanf(text.c_str(), "%4hu-%2hu-%2hu%n%*1[ T]%2hu:%2hu%n:%2hu%n", &entry.year, &entry.month,
+                                 &entry.day, &end, &entry.hour, &entry.minute, &end, &entry.second, &end);
+  const std::optional<std::chrono::sys_seconds> limit = EntryTime(entry);
+  const bool isTime = entry.month <= 12 && entry.day <= 31 && entry.hour < 24 && entry.minute < 60 && entry.second < 60;
+  if (fields < 3 || fields == 4 || static_cast<size_t>(end) != time.size() || !isTime || !limit) return false;
+  newerThan_.push_back(*limit);
+  return true;
+}
+
+bool EntryFilter::Matches(const ListingEntry& entry, std::chrono::sys_seconds now) const {
+  const std::string name = EntryName(entry).empty() ? "/" : LocalNameFor(EntryName(entry));
+  const auto hasTime = entry.year == 0 ? std::nullopt : EntryTime(entry);
+  const uint64_t age = hasTime && now > *hasTime ? static_cast<uint64_t>((now - *hasTime).count()) : 0;
+  const auto isName = [&](const NamePattern& pattern) { return pattern.Matches(name); };
+  const auto isType = [&](bool isFolder) { return IsFolder(entry) == isFolder; };
+  const auto isSize = [&](const Bound& bound) { return bound.Holds((entry.size + bound.unit - 1) / bound.unit); };
+  const auto isAge = [&](const Bound& bound) { return hasTime && bound.Holds(age / bound.unit); };
+  const auto isNewer = [&](std::chrono::sys_seconds limit) { return hasTime && *hasTime > limit; };
+  return std::ranges::all_of(names_, isName) && std::ranges::all_of(types_, isType) &&
+         std::ranges::all_of(sizes_, isSize) && std::ranges::all_of(ages_, isAge) &&
+         std::ranges::all_of(newerThan_, isNewer);
+}
+
+}  // namespace media_adapter::cli
