@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "api/result_blocks.h"
-#include "fuzz/fuzz_platform.h"
+#include "fuzz/fuzz_world.h"
 #include "protocol/little_endian.h"
 #include "protocol/wire.h"
 
@@ -16,25 +16,21 @@ constexpr size_t kMaxBody = 1600;  // some of them too long for the library's bu
 
 enum Kind : uint8_t { kBody, kReport, kData, kRaw, kKinds };
 
-void Reply(std::span<const uint8_t> request, Input& input) {
+void Reply(World& world, const Datagram& request, Input& input) {
   const auto kind = static_cast<Kind>(input.Byte() % kKinds);
   const uint32_t status = input.Byte() % 4 == 0 ? input.Status() : 0;
   const auto body = input.Bytes(input.U16() % kMaxBody);
-  if (kind == kRaw) return Deliver(body);
-
-  std::array<uint8_t, wire::kHeaderSize + kMaxBody> reply;
-  size_t size = body.size();
-  auto command = static_cast<uint8_t>(request[wire::kCommandOffset] + 1);
+  if (kind == kRaw) return world.Deliver({body.begin(), body.end()});
   if (kind == kReport) {
-    command = static_cast<uint8_t>(wire::Command::TestReport);
-    size = std::min<size_t>(size, 16);
-  } else if (kind == kData) {
-    command = static_cast<uint8_t>(wire::Command::TransferData);
+    const auto report = static_cast<uint8_t>(wire::Command::TestReport);
+    return world.Reply(request, report, status, body.first(std::min<size_t>(body.size(), 16)));
   }
-  PutReplyHeader(request, command, status, size, reply);
-  if (kind == kData) WriteU16(reply, wire::kSequenceOffset, input.U16());
-  std::copy_n(body.begin(), size, reply.begin() + wire::kHeaderSize);
-  Deliver(std::span(reply).first(wire::kHeaderSize + size));
+  if (kind == kBody) {
+    return world.Reply(request, static_cast<uint8_t>(request[wire::kCommandOffset] + 1), status, body);
+  }
+  Datagram numbered = request;
+  WriteU16(numbered, wire::kSequenceOffset, input.U16());
+  world.Reply(numbered, static_cast<uint8_t>(wire::Command::TransferData), status, body);
 }
 
 RequestRecord Request(Input& input) {
@@ -42,7 +38,7 @@ RequestRecord Request(Input& input) {
   record.id = static_cast<RequestId>(static_cast<uint32_t>(RequestId::Search) + input.Byte() % 12);
   record.text = "";
   record.devicePath = input.Byte() % 2 == 0 ? "\\" : "\\A\\B";
-  record.localPath = "/nowhere";
+  record.localPath = record.id == RequestId::RFAWriteData ? LocalFiles() / "file" : LocalFiles().Path().string();
   record.elements = {0x0100, 0x0A00};
   record.elementCount = 2;
   record.configuration.emplace();
@@ -68,22 +64,21 @@ uint32_t StatusOf(RequestId id) {
 
 void RunInput(std::span<const uint8_t> bytes) {
   Input input(bytes);
-  StartWithOneDevice();
-  localFiles["/nowhere"].resize(100);
-  network.onSend = [&](std::span<const uint8_t> request) {
-    for (size_t replies = input.Byte() % kMaxReplies; replies > 0; --replies) Reply(request, input);
-  };
+  sim::WriteWholeFile(LocalFiles() / "file", sim::Bytes(100));
+  World world([&](const LoggedDatagram& datagram) {
+    for (size_t replies = input.Byte() % kMaxReplies; replies > 0; --replies) Reply(world, datagram.bytes, input);
+    return Fate{.copies = 0};
+  });
   for (int i = 0; i < kMaxRequests && !input.IsEmpty(); ++i) {
     RequestRecord record = Request(input);
     const RequestId id = record.id;
-    network.statuses.clear();
-    Run(std::move(record));
+    world.statuses.clear();
+    world.Run(std::move(record));
     const uint32_t status = StatusOf(id);
-    if (!IsExplained(status)) Breach("a status that nobody sent", status);
+    if (!world.IsExplained(status)) Breach("a status that nobody sent", status);
     const bool isSearch = id == RequestId::Search;
-    if (status == 0 && !isSearch && std::ranges::count(network.statuses, 0U) == 0) Breach("success without a reply");
+    if (status == 0 && !isSearch && std::ranges::count(world.statuses, 0U) == 0) Breach("success without a reply");
   }
-  Stop();
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
-// A device over a Disk that answers as devices do, but for the faults of a script: each comes some exchanges after the
-// one before.
+// The lies around a device over a Disk: what its network does to the requests that reach it and to its answers, by a
+// script of faults, each of which comes some exchanges after the one before.
 #pragma once
 
-#include <span>
-#include <vector>
-
-#include "fuzz/fuzz_platform.h"
+#include "fuzz/fuzz_world.h"
 #include "fuzz/watched_disk.h"
 
 namespace media_adapter::fuzz {
@@ -23,8 +20,8 @@ struct Fault {
     kLoseReply,      //
     kReplyTwice,     //
     kDie,            // says nothing ever again
-    kRepeatPacket,   // a stream that sends packet `value` only, from now on
-    kPacketNumber,   // one packet with the number `value`
+    kRepeatPacket,   // all packets of a stream have the number `value` from now on
+    kPacketNumber,   // one packet has it
     kOtherGeometry,  // a connection that tells `value` as the last sector
     kKinds
   };
@@ -40,27 +37,22 @@ struct Fault {
   }
 };
 
-class Device {
+class Lies {
  public:
-  Device(Disk& disk, uint32_t lastSector, uint32_t budget) : disk_(disk), lastSector_(lastSector), budget_(budget) {}
+  // It is silent for good after `budget` exchanges.
+  Lies(Disk& disk, uint32_t lastSector, uint32_t budget) : disk_(disk), lastSector_(lastSector), budget_(budget) {}
 
-  void AddFault(const Fault& fault) { faults_.push_back(fault); }
-  // Exchanges after which it is silent for good.
+  void Add(const Fault& fault) { faults_.push_back(fault); }
   bool IsSilent() const { return budget_ == 0; }
   bool HasFaults() const { return !faults_.empty(); }
-  bool HasLies() const;
+  bool HasLies() const { return std::ranges::any_of(faults_, &Fault::IsLie); }
 
-  void OnRequest(std::span<const uint8_t> request);
+  Fate Touch(World& world, const LoggedDatagram& datagram);
 
  private:
-  void Answer(std::span<const uint8_t> request, const Fault* fault);
-  void AnswerConnection(std::span<const uint8_t> request, const Fault* fault);
-  void AnswerRead(std::span<const uint8_t> request, const Fault* fault);
-  void AnswerWrite(std::span<const uint8_t> request, const Fault* fault);
-  void StartStream(std::span<const uint8_t> request, const Fault* fault);
-  void ContinueStream(std::span<const uint8_t> request, const Fault* fault);
-  void SendPacket(std::span<const uint8_t> request, uint32_t number, const Fault* fault);
-  void Send(std::span<const uint8_t> request, uint32_t status, std::span<const uint8_t> body, const Fault* fault);
+  Fate TouchRequest(World& world, const Datagram& request);
+  Fate TouchReply(World& world, Datagram reply);
+  void TouchPacket(World& world, Datagram& packet, const Fault& fault);
 
   Disk& disk_;
   uint32_t lastSector_;
@@ -68,12 +60,10 @@ class Device {
   std::vector<Fault> faults_;
   size_t nextFault_ = 0;
   uint32_t sinceFault_ = 0;
-  bool dropsWrites_ = false;
-
-  std::vector<uint64_t> stream_;   // the sectors of the running stream
-  uint32_t repeatedPacket_ = 0;    // not 0: the only one that it sends
-  std::vector<bool> sentPackets_;  // by number
-  std::chrono::nanoseconds lastNewPacket_{};
+  std::optional<Fault> replyFault_;  // that the next reply shows
+  uint32_t repeatedPacket_ = 0;      // not 0: the only number of a stream's packets
+  std::vector<bool> sentPackets_;    // of the running stream, by number
+  sim::Time lastNewPacket_{};
 };
 
 }  // namespace media_adapter::fuzz

@@ -2,12 +2,9 @@
 // script of the device's faults, and picks the requests. The disk judges every write; what a device that does not lie
 // took must be there at once.
 #include <algorithm>
-#include <string>
 
 #include "api/result_blocks.h"
-#include "fuzz/fuzz_platform.h"
 #include "fuzz/lying_device.h"
-#include "fuzz/watched_disk.h"
 
 namespace media_adapter::fuzz {
 namespace {
@@ -22,7 +19,7 @@ constexpr std::array<uint32_t, 8> kBudgets = {200, 200, 200, 200, 400, 400, 1000
 constexpr uint32_t kLongBudget = 60000;
 constexpr uint32_t kLongestWalk = 2 * 4096;
 constexpr uint32_t kMaxAliases = 99;
-constexpr std::array<uint32_t, 4> kLatencies = {1, 1, 100, 1900};  // milliseconds
+constexpr std::array<uint32_t, 4> kLatencies = {1, 1, 100, 1900};  // there and back, milliseconds
 
 const std::array<std::string, 5> kFolders = {"", "\\A", "\\A\\B", "\\A\\..", "\\A\\new folder"};
 const std::array<std::string, 8> kNames = {"F.BIN",      "Read me long.txt", "B",   "new folder",
@@ -31,38 +28,40 @@ constexpr std::array<uint32_t, 8> kSizes = {0, 1, 512, 513, 1500, 4096, 9000, 20
 
 class Volume {
  public:
-  explicit Volume(std::span<const uint8_t> bytes) : input_(bytes), device_(MakeDevice()) {
+  explicit Volume(std::span<const uint8_t> bytes) : input_(bytes), disk_(MakeDisk()), device_(MakeLies()) {
     for (int i = input_.Byte() % (kMaxPatches + 1); i > 0; --i) Patch();
     disk_.TakeGeometry();
-    for (int i = input_.Byte() % (kMaxFaults + 1); i > 0; --i) device_.AddFault(Fault::From(input_));
+    for (int i = input_.Byte() % (kMaxFaults + 1); i > 0; --i) device_.Add(Fault::From(input_));
   }
 
   void RunRequests() {
-    StartWithOneDevice();
-    network.latency = std::chrono::milliseconds(latency_);
-    network.onSend = [this](std::span<const uint8_t> request) { device_.OnRequest(request); };
     for (int i = 0; i < kMaxRequests && !input_.IsEmpty(); ++i) RunRequest();
-    Stop();
   }
 
  private:
-  Device MakeDevice() {
-    const uint8_t choice = input_.Byte();
-    const uint8_t more = input_.Byte();
+  Disk& MakeDisk() {
+    choice_ = input_.Byte();
     constexpr std::array<uint8_t, 4> kClusterSizes = {1, 2, 3, 8};
-    disk_.Build({.isFat32 = (choice & 1) != 0,
-                 .hasLongFat = (choice & 6) == 6,
-                 .sectorsPerCluster = kClusterSizes.at(choice >> 3 & 3),
-                 .fats = static_cast<uint8_t>(1 + (choice >> 5 & 1)),
-                 .partitionStart = (choice & 64) != 0 ? 5U : 0U});
-    const Geometry& volume = disk_.Volume();
-    const auto end = static_cast<uint32_t>(volume.end);
-    latency_ = kLatencies.at(more >> 3 & 3);
+    auto disk = std::make_unique<Disk>(Layout{.isFat32 = (choice_ & 1) != 0,
+                                              .hasLongFat = (choice_ & 6) == 6,
+                                              .sectorsPerCluster = kClusterSizes.at(choice_ >> 3 & 3),
+                                              .fats = static_cast<uint8_t>(1 + (choice_ >> 5 & 1)),
+                                              .partitionStart = (choice_ & 64) != 0 ? 5U : 0U});
+    auto& made = *disk;
+    const simulator::DeviceIdentity identity{kDevice.address, kDeviceMac, "device", ""};
+    world_.network.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));
+    return made;
+  }
+
+  Lies MakeLies() {
+    const uint8_t more = input_.Byte();
+    const auto end = static_cast<uint32_t>(disk_.Volume().end);
+    world_.network.latency = std::chrono::microseconds(500 * kLatencies.at(more >> 3 & 3));
     // As large as the volume; larger; smaller, so that walks along all clusters are short; or anything.
     const std::array<uint32_t, 4> lastSectors = {end - 1, end + 1000, static_cast<uint32_t>(disk_.SectorOf(40)),
                                                  (more >> 6) == 3 ? input_.U32() : 0};
-    const bool isPatient = (choice & 128) != 0 && (more & 7) == 7;
-    return Device(disk_, lastSectors.at(more >> 6), isPatient ? kLongBudget : kBudgets.at(more & 7));
+    const bool isPatient = (choice_ & 128) != 0 && (more & 7) == 7;
+    return Lies(disk_, lastSectors.at(more >> 6), isPatient ? kLongBudget : kBudgets.at(more & 7));
   }
 
   // Lays bytes of the input, or one byte many times, over a sector that matters.
@@ -104,11 +103,11 @@ class Volume {
     record.devicePath = devicePath;
     record.localPath = localPath;
     disk_.BeginRequest(id);
-    const uint32_t sentBefore = network.sent;
-    fuzz::Run(std::move(record));
-    if (network.sent - sentBefore > MaxExchanges(id, devicePath)) Breach("a request walks for ever");
+    const uint32_t sentBefore = world_.Sent();
+    world_.Run(std::move(record));
+    if (world_.Sent() - sentBefore > MaxExchanges(id, devicePath)) Breach("a request walks for ever");
     const uint32_t status = id == RequestId::RFAReadData ? readDataResult.status : statusResult.status;
-    if (!IsExplained(status)) Breach("a status that nobody sent", status);
+    if (!world_.IsExplained(status)) Breach("a status that nobody sent", status);
     if (status == 0 && !device_.HasLies()) disk_.EndOfGoodRequest();
     return status;
   }
@@ -124,10 +123,10 @@ class Volume {
     const std::string path = folder + "\\" + name;
     switch (choice & 7) {
       case 0:
-        Run(RequestId::RFAReadData, (choice & 8) != 0 ? folder + "\\" : folder, "/in");
+        Run(RequestId::RFAReadData, (choice & 8) != 0 ? folder + "\\" : folder, in_);
         break;
       case 1:
-        Run(RequestId::RFAReadData, path, "/in");
+        Run(RequestId::RFAReadData, path, in_);
         break;
       case 2:
         Delete(path);
@@ -144,25 +143,27 @@ class Volume {
   }
 
   void Put(const std::string& folder, const std::string& name, uint32_t size) {
-    std::vector<uint8_t>& file = localFiles["/out/" + name];
-    file.resize(size);
+    sim::Bytes file(size);
     for (size_t i = 0; i < file.size(); ++i) file[i] = static_cast<uint8_t>(i * 31 + i / 251 + size);
-    if (Run(RequestId::RFAWriteData, folder + "\\", "/out/" + name) != 0) return;
-    const uint32_t status = Run(RequestId::RFAReadData, folder + "\\" + name, "/in");
+    const std::string local = LocalFiles() / name;
+    sim::WriteWholeFile(local, file);
+    if (Run(RequestId::RFAWriteData, folder + "\\", local) != 0) return;
+    const uint32_t status = Run(RequestId::RFAReadData, folder + "\\" + name, in_);
     if (!IsPlain()) return;
     if (status != 0 && !device_.HasFaults()) Breach("what was put is not found", status);
-    if (status == 0 && localFiles.at("/in/" + name) != file) Breach("what was put is read back otherwise", size);
+    if (status == 0 && sim::ReadWholeFile(in_ + "/" + name) != file)
+      Breach("what was put is read back otherwise", size);
   }
 
   void Delete(const std::string& path) {
     if (Run(RequestId::RFADelete, path, "") != 0) return;
-    const uint32_t status = Run(RequestId::RFAReadData, path, "/in");
+    const uint32_t status = Run(RequestId::RFAReadData, path, in_);
     if (IsPlain() && status == 0 && !patchesFolders_) Breach("what was deleted is found");
   }
 
   void MakeFolder(const std::string& path) {
     if (Run(RequestId::RFACreateDirectory, path, "") != 0) return;
-    const uint32_t status = Run(RequestId::RFAReadData, path, "/in");
+    const uint32_t status = Run(RequestId::RFAReadData, path, in_);
     if (!IsPlain() || patchesFolders_) return;
     if (status != 0 && !device_.HasFaults()) Breach("a new folder is not found", status);
     if (status == 0 && readDataResult.entryCount != 2) Breach("a new folder is not empty", readDataResult.entryCount);
@@ -170,17 +171,19 @@ class Volume {
 
   void Format() {
     if (Run(RequestId::RFAFormat, "", "") != 0) return;
-    const uint32_t status = Run(RequestId::RFAReadData, "\\", "/in");
+    const uint32_t status = Run(RequestId::RFAReadData, "\\", in_);
     if (!IsPlain()) return;
     if (status != 0 && !device_.HasFaults()) Breach("a formatted volume is not listed", status);
     if (status == 0 && readDataResult.entryCount != 0) Breach("a formatted volume is not empty");
   }
 
+  const std::string in_ = LocalFiles().Path().string();  // where files are read into, and written from
   Input input_;
-  Disk disk_;
-  uint32_t latency_ = 1;
+  World world_{[this](const LoggedDatagram& datagram) { return device_.Touch(world_, datagram); }};
+  uint8_t choice_ = 0;
   bool patchesFolders_ = false;
-  Device device_;
+  Disk& disk_;
+  Lies device_;
 };
 
 }  // namespace

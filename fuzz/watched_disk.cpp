@@ -1,126 +1,90 @@
 #include "fuzz/watched_disk.h"
 
-#include <algorithm>
-#include <string_view>
-
-#include "fat/dir_entry.h"
-#include "fuzz/fuzz_platform.h"
-#include "protocol/little_endian.h"
+#include "fuzz/fuzz_world.h"
 
 namespace media_adapter::fuzz {
 namespace {
 
-constexpr uint32_t kReserved = 2;
-constexpr uint32_t kRootEntries = 64;
-constexpr uint32_t kMinFat16 = 4085;
+namespace boot = sim::boot;
+namespace slot = sim::slot;
+
 constexpr uint32_t kMinFat32 = 65525;
 constexpr uint32_t kEndOfChain = 0xFFFFFFFF;
 constexpr size_t kSectorBytes = sizeof(Sector);
-
-void PutSlot(Sector& sector, size_t slot, std::string_view name, uint8_t attributes, uint32_t cluster, uint32_t size) {
-  const auto entry = std::span(sector).subspan(slot * kDirEntrySize, kDirEntrySize);
-  std::ranges::copy(name, entry.begin());
-  entry[kAttributesOffset] = attributes;
-  WriteU16(entry, kClusterHighOffset, static_cast<uint16_t>(cluster >> 16));
-  WriteU16(entry, kClusterLowOffset, static_cast<uint16_t>(cluster));
-  WriteU32(entry, kSizeOffset, size);
-}
-
-void PutLongName(Sector& sector, size_t slot, uint8_t ordinal, std::string_view part) {
-  PutSlot(sector, slot, std::string_view("\0", 1), kLongNameAttribute, 0, 0);
-  const auto entry = std::span(sector).subspan(slot * kDirEntrySize, kDirEntrySize);
-  entry[kOrdinalOffset] = ordinal;
-  for (size_t i = 0; i < kLongNamePartSize; ++i) {
-    const int unit = i < part.size() ? part[i] : i == part.size() ? 0 : 0xFFFF;
-    WriteU16(entry, kLongNameOffsets[i], static_cast<uint16_t>(unit));
-  }
-}
 
 bool IsZero(std::span<const uint8_t> bytes) {
   return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
 }
 
-uint64_t FirstCluster(std::span<const uint8_t> slot, bool isFat32) {
-  const uint64_t high = isFat32 ? ReadU16(slot, kClusterHighOffset) : 0;
-  return high << 16 | ReadU16(slot, kClusterLowOffset);
+uint64_t FirstCluster(std::span<const uint8_t> entry, bool isFat32) {
+  return isFat32 ? sim::ClusterIn(entry) : ReadU16(entry, slot::kClusterLow);
 }
 
 bool IsIn(uint64_t value, uint64_t first, uint64_t count) { return value >= first && value - first < count; }
 
 }  // namespace
 
-void Disk::Build(const Layout& layout) {
-  sectors_.clear();
-  const uint32_t fatSectors = !layout.isFat32 ? 16 : layout.hasLongFat ? 512 : 4;
-  const uint32_t rootSectors = layout.isFat32 ? 0 : kRootEntries / 16;
-  const uint32_t clusters = layout.isFat32 ? kMinFat32 : kMinFat16;
-  if (layout.partitionStart != 0) {
-    WriteU32(At(0), 454, layout.partitionStart);
-    WriteU16(At(0), 510, 0xAA55);
-  }
-  Sector& boot = At(layout.partitionStart);
-  boot[13] = layout.sectorsPerCluster;
-  WriteU16(boot, 14, kReserved);
-  boot[16] = layout.fats;
-  WriteU16(boot, 17, static_cast<uint16_t>(layout.isFat32 ? 0 : kRootEntries));
-  WriteU32(boot, 32, kReserved + layout.fats * fatSectors + rootSectors + clusters * layout.sectorsPerCluster);
-  WriteU16(boot, 22, static_cast<uint16_t>(layout.isFat32 ? 0 : fatSectors));
-  WriteU32(boot, 36, layout.isFat32 ? fatSectors : 0);
-  WriteU32(boot, 44, layout.isFat32 ? 2 : 0);
-  WriteU16(boot, 510, 0xAA55);
+Disk::Disk(const Layout& layout)
+    : image_(sim::Forge({.sectorsPerCluster = layout.sectorsPerCluster,
+                         .reserved = 2,
+                         .fats = layout.fats,
+                         .rootEntries = static_cast<uint16_t>(layout.isFat32 ? 0 : 64),
+                         .clusters = layout.isFat32 ? kMinFat32 : 4085,
+                         .in32Bits = layout.isFat32,
+                         .start = layout.partitionStart,
+                         .fatSectors = !layout.isFat32     ? 16U
+                                       : layout.hasLongFat ? 512U
+                                                           : 4U})) {
+  image_.SetSectorCount(UINT32_MAX);
   TakeGeometry();
-
+  const sim::VolumeView view(image_);
   constexpr std::array<uint32_t, 9> kChains = {0xFFFFFFF8, kEndOfChain, 0,           kEndOfChain, kEndOfChain,
                                                6,          7,           kEndOfChain, kEndOfChain};
-  Sector& fat = At(volume_.fat);
-  for (size_t i = 0; i < kChains.size(); ++i) {
-    if (layout.isFat32) {
-      WriteU32(fat, i * 4, i == 2 ? kEndOfChain : kChains[i]);
-    } else {
-      WriteU16(fat, i * 2, static_cast<uint16_t>(kChains[i]));
-    }
-  }
-  const uint32_t clusterSize = layout.sectorsPerCluster * uint32_t{kSectorBytes};
-  Sector& root = At(layout.isFat32 ? volume_.data : volume_.root);
-  PutSlot(root, 0, "VOLUME     ", kVolumeLabelAttribute, 0, 0);
-  PutSlot(root, 1, "A          ", kDirectoryAttribute, kFolderA, 0);
-  PutLongName(root, 2, 0x42, "txt");
-  PutLongName(root, 3, 0x01, "Read me long.");
-  PutSlot(root, 4, "README~1TXT", kArchiveAttribute, kLongFile, 300);
-  Sector& a = At(SectorOf(kFolderA));
-  PutSlot(a, 0, ".          ", kDirectoryAttribute, kFolderA, 0);
-  PutSlot(a, 1, "..         ", kDirectoryAttribute, 0, 0);
-  PutSlot(a, 2, "B          ", kDirectoryAttribute, kFolderB, 0);
-  PutSlot(a, 3, "F       BIN", kArchiveAttribute, kFileF, 2 * clusterSize + 100);
-  Sector& b = At(SectorOf(kFolderB));
-  PutSlot(b, 0, ".          ", kDirectoryAttribute, kFolderB, 0);
-  PutSlot(b, 1, "..         ", kDirectoryAttribute, kFolderA, 0);
+  for (uint32_t i = 0; i < kChains.size(); ++i) view.SetLink(i, i == 2 && layout.isFat32 ? kEndOfChain : kChains[i]);
+  const auto put = [](Sector& sector, std::initializer_list<sim::Bytes> slots) {
+    auto place = sector.begin();
+    for (const auto& slot : slots) place = std::ranges::copy(slot, place).out;
+  };
+  const auto fileSize = static_cast<uint32_t>(2 * view.ClusterSize() + 100);
+  put(At(layout.isFat32 ? volume_.data : volume_.root),
+      {sim::ShortSlot("VOLUME     ", slot::kLabel, 0, 0), sim::ShortSlot("A          ", slot::kFolder, kFolderA, 0),
+       sim::LongSlot(0x42, "txt"), sim::LongSlot(0x01, "Read me long."),
+       sim::ShortSlot("README~1TXT", slot::kFile, kLongFile, 300)});
+  put(At(SectorOf(kFolderA)),
+      {sim::ShortSlot(".          ", slot::kFolder, kFolderA, 0), sim::ShortSlot("..         ", slot::kFolder, 0, 0),
+       sim::ShortSlot("B          ", slot::kFolder, kFolderB, 0),
+       sim::ShortSlot("F       BIN", slot::kFile, kFileF, fileSize)});
+  put(At(SectorOf(kFolderB)), {sim::ShortSlot(".          ", slot::kFolder, kFolderB, 0),
+                               sim::ShortSlot("..         ", slot::kFolder, kFolderA, 0)});
 }
 
 void Disk::TakeGeometry() {
   Geometry volume;
-  volume.boot = ReadU32(At(0), 454);
-  const Sector& boot = At(volume.boot);
-  const uint64_t reserved = ReadU16(boot, 14);
-  const uint64_t total = ReadU16(boot, 19) != 0 ? ReadU16(boot, 19) : ReadU32(boot, 32);
-  volume.fatSectors = ReadU16(boot, 22) != 0 ? ReadU16(boot, 22) : ReadU32(boot, 36);
-  volume.sectorsPerCluster = std::max<uint32_t>(boot[13], 1);
+  volume.boot = ReadU32(At(0), boot::kPartitionStart);
+  const Sector sector = volume.boot < SectorCount() ? At(volume.boot) : Sector{};
+  const uint64_t reserved = ReadU16(sector, boot::kReserved);
+  const uint64_t total =
+      ReadU16(sector, boot::kTotal16) != 0 ? ReadU16(sector, boot::kTotal16) : ReadU32(sector, boot::kTotal32);
+  volume.fatSectors =
+      ReadU16(sector, boot::kFatSize16) != 0 ? ReadU16(sector, boot::kFatSize16) : ReadU32(sector, boot::kFatSize32);
+  volume.sectorsPerCluster = std::max<uint32_t>(sector[boot::kSectorsPerCluster], 1);
   volume.fat = volume.boot + reserved;
-  volume.root = volume.fat + boot[16] * volume.fatSectors;
-  volume.rootSectors = (ReadU16(boot, 17) * 32U + 511) / 512;
+  volume.root = volume.fat + sector[boot::kFats] * volume.fatSectors;
+  volume.rootSectors = (ReadU16(sector, boot::kRootEntries) * 32U + 511) / 512;
   volume.data = volume.root + volume.rootSectors;
   volume.end = volume.boot + total;
   const uint64_t clusters = volume.end > volume.data ? (volume.end - volume.data) / volume.sectorsPerCluster : 0;
   volume.isFat32 = clusters >= kMinFat32;
-  volume.isSound = reserved > 0 && boot[16] > 0 && volume.fatSectors > 0 && clusters > 0;
+  volume.isSound = reserved > 0 && sector[boot::kFats] > 0 && volume.fatSectors > 0 && clusters > 0;
   const uint64_t inFat = volume.fatSectors * (volume.isFat32 ? 128 : 256);
   volume.lastCluster = std::min(clusters + 1, inFat == 0 ? 0 : inFat - 1);
   volume_ = volume;
 }
 
 uint32_t Disk::FatEntry(uint64_t cluster) {
-  const uint64_t perSector = volume_.isFat32 ? 128 : 256;
-  const Sector& sector = At(volume_.fat + cluster / perSector);
+  const uint64_t perSector = volume_.isFat32 ? 128 : 256, number = volume_.fat + cluster / perSector;
+  if (number >= SectorCount()) return 0;
+  const Sector& sector = At(number);
   const size_t place = cluster % perSector;
   return volume_.isFat32 ? ReadU32(sector, place * 4) : ReadU16(sector, place * 2);
 }
@@ -135,28 +99,23 @@ void Disk::BeginRequest(RequestId id) {
   writtenClusters_.clear();
 }
 
-void Disk::Read(uint32_t sector, std::span<uint8_t> out) {
-  for (size_t at = 0; at < out.size(); at += kSectorBytes, ++sector) {
-    const auto found = sectors_.find(sector);
-    const auto place = out.subspan(at, std::min(kSectorBytes, out.size() - at));
-    if (found == sectors_.end()) {
-      std::ranges::fill(place, uint8_t{0});
-    } else {
-      CopyBytes(std::span(found->second).first(place.size()), place);
-    }
-    if (sector < volume_.data) continue;
-    const uint64_t cluster = (sector - volume_.data) / volume_.sectorsPerCluster + 2;
+bool Disk::Read(uint32_t sector, std::span<uint8_t> out) {
+  for (uint32_t i = 0; i < out.size() / kSectorBytes; ++i) {
+    if (sector + i < volume_.data) continue;
+    const uint64_t cluster = (sector + i - volume_.data) / volume_.sectorsPerCluster + 2;
     if (!writtenClusters_.contains(cluster)) readClusters_.insert(cluster);
   }
+  return image_.Read(sector, out);
 }
 
-void Disk::Write(uint32_t sector, std::span<const uint8_t> data, bool isKept) {
-  for (size_t at = 0; at + kSectorBytes <= data.size(); at += kSectorBytes, ++sector) {
+bool Disk::Write(uint32_t sector, std::span<const uint8_t> data) {
+  for (size_t at = 0; at < data.size(); at += kSectorBytes, ++sector) {
     Sector& stored = At(sector);
     const auto bytes = data.subspan(at, kSectorBytes);
     Judge(sector, stored, bytes);
-    if (isKept) CopyBytes(bytes, stored);
+    if (keepsAny && keepsNext) std::ranges::copy(bytes, stored.begin());
   }
+  return true;
 }
 
 void Disk::Judge(uint64_t sector, const Sector& before, std::span<const uint8_t> after) {
@@ -223,20 +182,20 @@ void Disk::JudgeEntry(uint64_t cluster, uint32_t before, uint32_t after) {
 // Of a directory's sector: free slots may be filled, a file's entry rewritten under its name, or entries marked.
 void Disk::JudgeSlots(const Sector& before, std::span<const uint8_t> after) {
   const bool isSectorSame = std::ranges::equal(before, after);
-  for (size_t at = 0; at < kSectorBytes; at += kDirEntrySize) {
-    const auto old = std::span(before).subspan(at, kDirEntrySize);
-    const auto now = after.subspan(at, kDirEntrySize);
+  for (size_t at = 0; at < kSectorBytes; at += slot::kLength) {
+    const auto old = std::span(before).subspan(at, slot::kLength);
+    const auto now = after.subspan(at, slot::kLength);
     const bool isSame = std::ranges::equal(old, now);
     // An entry rewritten as it was shows no change.
     if (!isSame || isSectorSame) ownedFirst_.insert(FirstCluster(old, volume_.isFat32));
     if (isSame) continue;
-    const bool isFree = old[0] == kNeverUsed || old[0] == kDeleted;
+    const bool isFree = old[0] == 0 || old[0] == slot::kDeleted;
     if (request_ == RequestId::RFADelete) {
-      if (now[0] != kDeleted || !std::ranges::equal(old.subspan(1), now.subspan(1))) Breach("not a mark", at);
+      if (now[0] != slot::kDeleted || !std::ranges::equal(old.subspan(1), now.subspan(1))) Breach("not a mark", at);
     } else if (!isFree) {
-      const bool keepsName = std::ranges::equal(old.first(kShortNameSize), now.first(kShortNameSize)) &&
+      const bool keepsName = std::ranges::equal(old.first(slot::kAttributes), now.first(slot::kAttributes)) &&
                              std::ranges::equal(old.subspan(12, 6), now.subspan(12, 6));
-      const bool isFile = (old[kAttributesOffset] & kDirectoryAttribute) == 0;
+      const bool isFile = (old[slot::kAttributes] & slot::kFolder) == 0;
       if (request_ != RequestId::RFAWriteData || !keepsName || !isFile) Breach("a taken slot is overwritten", at);
     }
   }

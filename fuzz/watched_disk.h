@@ -2,19 +2,17 @@
 // its own business. Everything is computed anew from the boot sector, in 64 bits. A breach aborts.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <span>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "api/request_record.h"
+#include "tests/support/volume_view.h"
 
 namespace media_adapter::fuzz {
 
-using Sector = std::array<uint8_t, 512>;
+using Sector = sim::VolumeImage::Sector;
 
-// Of the volume that Disk::Build makes.
+// Of a new disk's volume.
 struct Layout {
   bool isFat32 = false;
   bool hasLongFat = false;  // FAT32: for all clusters; otherwise for the first 512
@@ -32,13 +30,14 @@ struct Geometry {
   uint64_t lastCluster = 0;  // of volume and FAT; below 2: none
 };
 
-// Clusters of the volume that Disk::Build makes: \A, \A\B, \A\F.BIN (three, linked) and "\Read me long.txt".
+// Clusters of a new disk's volume: \A, \A\B, \A\F.BIN (three, linked) and "\Read me long.txt".
 inline constexpr uint32_t kFolderA = 3, kFolderB = 4, kFileF = 5, kLongFile = 8;
 
-class Disk {
+// A device that takes every sector; what it says of its size is another matter.
+class Disk : public simulator::Storage {
  public:
-  void Build(const Layout& layout);
-  Sector& At(uint64_t sector) { return sectors_[sector]; }
+  explicit Disk(const Layout& layout);
+  Sector& At(uint64_t sector) { return image_.At(static_cast<uint32_t>(sector)); }
   const Geometry& Volume() const { return volume_; }
   uint64_t SectorOf(uint64_t cluster) const { return volume_.data + (cluster - 2) * volume_.sectorsPerCluster; }
   uint32_t FatEntry(uint64_t cluster);
@@ -47,9 +46,11 @@ class Disk {
   void TakeGeometry();
 
   void BeginRequest(RequestId id);
-  void Read(uint32_t sector, std::span<uint8_t> out);
-  // Judges the write; stores it only when `isKept`.
-  void Write(uint32_t sector, std::span<const uint8_t> data, bool isKept);
+  uint32_t SectorCount() const override { return UINT32_MAX; }
+  bool Read(uint32_t sector, std::span<uint8_t> out) override;
+  // Judges the write; stores it only when it is kept.
+  bool Write(uint32_t sector, std::span<const uint8_t> data) override;
+  bool keepsAny = true, keepsNext = true;
   // What was freed belonged to the entries that changed.
   void EndOfGoodRequest();
 
@@ -60,7 +61,7 @@ class Disk {
   void JudgeSlots(const Sector& before, std::span<const uint8_t> after);
   void JudgeCluster(uint64_t sector, const Sector& before, std::span<const uint8_t> after);
 
-  std::unordered_map<uint64_t, Sector> sectors_;  // the others are zero
+  sim::VolumeImage image_;
   Geometry volume_;
 
   // Of the running request.

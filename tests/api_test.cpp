@@ -217,23 +217,24 @@ TEST(StartUp, CallsBeforeAndAfterTheLibrarysTimeGiveUpAtOnce) {
 // What a result held, what was found, read and reported, and the counter of requests.
 TEST_F(ApiTest, ASecondStartBeginsWithNothing) {
   for (const DeviceRequest& request : DeviceRequests()) EXPECT_EQ(RunWell(request), 0U) << request.name;
-  const auto* settings = API_GetConfiguration(nullptr, 0, 0, kPassword, 1);
-  const auto* listing = Read("\\");
-  const auto* test = API_SetTest(nullptr, 0, kPassword, 1);
-  const auto* status = API_RFAConnect(0, kPassword, 1);
-  const auto* search = API_Search("");
-  const TestData& reported = *test->testData;
-  const auto holdsNothing = [](const auto& record) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
-    return std::all_of(bytes, bytes + sizeof record, [](uint8_t byte) { return byte == 0; });
+  std::vector<std::span<const uint8_t>> records;
+  const auto note = [&](const auto* record) {
+    records.emplace_back(reinterpret_cast<const uint8_t*>(record), sizeof *record);
+    return record;
   };
-  EXPECT_FALSE(holdsNothing(*settings) || holdsNothing(*listing) || holdsNothing(*test) || holdsNothing(*status) ||
-               holdsNothing(*search) || holdsNothing(reported));
+  const auto* settings = note(API_GetConfiguration(nullptr, 0, 0, kPassword, 1));
+  note(Read("\\"));
+  note(note(API_SetTest(nullptr, 0, kPassword, 1))->testData);
+  note(API_RFAConnect(0, kPassword, 1));
+  note(API_Search(""));
+  const auto holdsNothing = [](std::span<const uint8_t> bytes) {
+    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
+  };
+  EXPECT_TRUE(std::ranges::none_of(records, holdsNothing));
   Stop();
   world.failing.thread = true;
   StartLibrary();
-  EXPECT_TRUE(holdsNothing(*settings) && holdsNothing(*listing) && holdsNothing(*test) && holdsNothing(*status) &&
-              holdsNothing(*search) && holdsNothing(reported));
+  EXPECT_TRUE(std::ranges::all_of(records, holdsNothing));
   const Time before = world.Now();
   EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 253U);
   EXPECT_EQ(world.Now() - before, 199 * 50ms + 60s) << "no worker is ready";
@@ -246,7 +247,8 @@ TEST_F(ApiTest, ASecondStartBeginsWithNothing) {
   API_Search("");
   EXPECT_EQ(SequenceOf(Sent().front().bytes), 0);
   EXPECT_EQ(API_GetConfiguration(nullptr, 0, 0, kPassword, 0)->status, 0U);
-  EXPECT_TRUE(holdsNothing(settings->configuration));
+  note(&settings->configuration);
+  EXPECT_TRUE(holdsNothing(records.back()));
 }
 
 }  // namespace

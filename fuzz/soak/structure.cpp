@@ -73,9 +73,10 @@ bool History::HasDots(const Folder& folder, const Item& parent, uint32_t created
   const uint32_t up = parent.path.empty() ? 0 : parent.folder.chain.front();
   const auto isDot = [&](size_t place, const char* name, uint32_t cluster) {
     const Entry& entry = folder.entries[place];
-    return entry.name == name && entry.places.back() == place && entry.slot[11] == 0x10 && entry.Size() == 0 &&
-           sim::ClusterIn(entry.slot) == cluster && ReadU32(entry.slot, slot::kCreation) == created &&
-           ReadU32(entry.slot, slot::kWrite) == created;
+    return entry.name == name && entry.places.back() == place && entry.slot[slot::kAttributes] == slot::kFolder &&
+           entry.Size() == 0 && sim::ClusterIn(entry.slot) == cluster &&
+           ReadU32(entry.slot, slot::kCreation) == created && ReadU32(entry.slot, slot::kWrite) == created &&
+           ReadU16(entry.slot, slot::kAccessDate) == created >> 16;
   };
   return folder.entries.size() >= 2 && isDot(0, ".", folder.chain.front()) && isDot(1, "..", up);
 }

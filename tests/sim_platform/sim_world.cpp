@@ -212,7 +212,6 @@ void SimWorld::Transmit(const LoggedDatagram& datagram) {
   if (happens(random.loss)) its.copies = 0;
   if (happens(random.duplication)) its.copies *= 2;
   if (happens(random.reordering)) its.delay += latency * std::uniform_int_distribution<>(1, 30)(generator_) / 10;
-  if (keepsLog) log_[ordinal].copies = its.copies;
 
   const Time when = now_ + latency + its.delay;
   const Endpoint sender = its.sender.value_or(datagram.sender);

@@ -40,8 +40,7 @@ struct LoggedDatagram {
   bool fromLibrary = false;
   Endpoint sender;
   Endpoint receiver;
-  Datagram bytes;       // as sent, before the network touched them
-  unsigned copies = 1;  // that the network delivers; 0 when it lost the datagram
+  Datagram bytes;  // as sent, before the network touched them
 };
 
 // What the network does to one datagram.

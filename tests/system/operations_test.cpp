@@ -1,6 +1,6 @@
-// Everything that an application does with devices, through the loaded library and over real datagrams. One library
-// and one search serve all of it, which takes six seconds; the devices are one with a good network and three with a bad
-// one.
+// What an application relies on while it works with devices, through the loaded library and over real datagrams; every
+// operation is done so by the tests of the command-line tool. One library and one search serve all of it, which takes
+// six seconds; the devices are one with a good network and three with a bad one.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -35,20 +35,9 @@ class OperationsTest : public ::testing::Test {
   }
   static void TearDownTestSuite() { library.reset(); }
 
-  uint32_t Write(const std::string& name, const Bytes& content, std::string folder) {
-    sim::WriteWholeFile(files / name, content);
-    return library->RFAWriteData((files / name).c_str(), folder.data(), 0, kPassword, plain)->status;
-  }
-  uint32_t Read(const std::string& path, uint32_t index = plain) {
+  uint32_t Read(const std::string& path, uint32_t index) {
     std::string folder = files.Path().string();
     return library->RFAReadData(path.c_str(), folder.data(), 0, kPassword, index)->status;
-  }
-  std::string List(const std::string& path) {
-    std::string folder = ".", names;
-    const auto* result = library->RFAReadData(path.c_str(), folder.data(), 0, kPassword, plain);
-    EXPECT_EQ(result->status, 0U);
-    for (uint32_t i = 0; i < result->entryCount; ++i) names += std::string(result->entries[i].name) + " ";
-    return names;
   }
 
   sim::TempFolder files;
@@ -58,29 +47,6 @@ class OperationsTest : public ::testing::Test {
   static inline uint32_t deviceCount = 0;
   static inline std::vector<uint32_t> noisy;
 };
-
-TEST_F(OperationsTest, FilesAndFolders) {
-  const Bytes content = Pattern(200000);
-  EXPECT_EQ(library->RFACreateDirectory("\\Long folder name", 0, kPassword, plain)->status, 0U);
-  EXPECT_EQ(library->RFACreateDirectory("\\long FOLDER name", 0, kPassword, plain)->status, 236U);
-  EXPECT_EQ(Write("A song.mp3", content, "\\Long folder name"), 0U);
-  EXPECT_EQ(List("\\Long folder name"), ". .. A song.mp3 ");
-  std::filesystem::remove(files / "A song.mp3");
-  uint32_t progress = 0;
-  std::string folder = files.Path().string();
-  folder += static_cast<char>(std::filesystem::path::preferred_separator);
-  EXPECT_EQ(
-      library->RFAReadDataExt("\\Long folder name\\A song.mp3", folder.data(), 0, kPassword, plain, &progress)->status,
-      0U);
-  EXPECT_EQ(progress, 100U);
-  EXPECT_EQ(folder.c_str(), files.Path().string());
-  EXPECT_EQ(sim::ReadWholeFile(files / "A song.mp3"), content);
-  EXPECT_EQ(library->RFADelete("\\Long folder name", 0, kPassword, plain)->status, 241U);
-  EXPECT_EQ(library->RFADelete("\\Long folder name\\A song.mp3", 0, kPassword, plain)->status, 0U);
-  EXPECT_EQ(Read("\\Long folder name\\A song.mp3"), 244U);
-  EXPECT_EQ(library->RFAFormat(0, kPassword, plain)->status, 0U);
-  EXPECT_EQ(List("\\"), "");
-}
 
 TEST_F(OperationsTest, ABadNetworkNeverGivesWrongBytes) {
   const Bytes content = sim::ReadWholeFile("file");  // every device holds it
@@ -93,31 +59,6 @@ TEST_F(OperationsTest, ABadNetworkNeverGivesWrongBytes) {
     ++complete;
   }
   EXPECT_GT(complete, 0);
-}
-
-TEST_F(OperationsTest, SettingsAndTest) {
-  const uint16_t ids[] = {MEDIA_ADAPTER_ELEMENT(0, 0), MEDIA_ADAPTER_ELEMENT(8, 4), MEDIA_ADAPTER_ELEMENT(9, 3)};
-  ConfigurationData settings{};
-  std::fill_n(settings.element0_0, 16, uint8_t{'t'});
-  settings.element8_4[1] = 4;
-  settings.element9_3[0] = 9;
-  EXPECT_EQ(library->SetConfiguration(ids, 3, &settings, 3, kPassword, plain)->status, 0U);
-  settings.element8_4[1] = 0;
-  EXPECT_STREQ(library->SetConfiguration(ids, 3, &settings, 3, kPassword, plain)->message, "Invalid element ID");
-  const auto* result = library->GetConfiguration(ids, 2, 3, kPassword, plain);
-  EXPECT_EQ(result->status, 0U);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(result->configuration.element0_0), 16), std::string(16, 't'));
-  EXPECT_EQ(result->configuration.element8_4[1], 4);
-  const IpConfiguration same{{127, 0, 0, 41}, {255, 0, 0, 0}, {127, 0, 0, 1}, 1, {}};
-  EXPECT_EQ(library->SetIPConfiguration(&same, 0, kPassword, plain)->status, 0U);
-
-  const TestParameters parameters{};
-  const auto* test = library->SetTest(&parameters, 0, kPassword, plain);
-  ASSERT_EQ(test->status, 0U);
-  std::this_thread::sleep_for(std::chrono::milliseconds(700));
-  for (const uint32_t& counter : test->testData->counters) {
-    EXPECT_GT(std::atomic_ref(const_cast<uint32_t&>(counter)).load(), 0U) << "reported while nobody calls";
-  }
 }
 
 TEST_F(OperationsTest, ConnectingAndPasswords) {

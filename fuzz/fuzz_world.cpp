@@ -1,0 +1,112 @@
+#include "fuzz/fuzz_world.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "api/result_blocks.h"
+#include "fat/sector_buffers.h"
+#include "fat/volume.h"
+#include "protocol/channel.h"
+#include "protocol/device_table.h"
+#include "protocol/little_endian.h"
+#include "protocol/packet.h"
+#include "protocol/protocol_state.h"
+#include "protocol/wire.h"
+#include "worker/handlers.h"
+
+namespace media_adapter::fuzz {
+namespace {
+
+// The longest wait after one datagram, and what a stream that stands still may add.
+constexpr std::chrono::seconds kLongestWait{10};
+constexpr std::chrono::seconds kSlack{100};
+
+}  // namespace
+
+World::World(std::function<Fate(const LoggedDatagram&)> touch) {
+  network.keepsLog = false;
+  network.fate = [this, touch = std::move(touch)](const LoggedDatagram& datagram, size_t) {
+    sent_ += datagram.fromLibrary ? 1 : 0;
+    return touch(datagram);
+  };
+  ResetPackets({});
+  ResetProtocol();
+  ResetVolume();
+  OpenChannel();
+  auto& [queue, socket] = WorkerChannel();
+  socket.Open(nullptr);
+  socket.EnableBroadcast();
+  queue.Watch(&socket);
+  DeviceEntry& entry = deviceTable.entries[0];
+  std::ranges::copy(kDevice.address, entry.ipAddress);
+  std::ranges::copy(kDeviceMac, entry.macAddress);
+  deviceTable.count = 1;
+  searchResult.deviceCount = 1;
+}
+
+World::~World() {
+  FreeSectorBuffers();
+  CloseChannel();
+}
+
+void World::Run(RequestRecord record) {
+  const auto start = network.Now();
+  const uint32_t sentBefore = sent_;
+  HandleRequest(record);
+  const auto bound = kLongestWait * (sent_ - sentBefore) + kSlack;
+  if (network.Now() - start > bound) Breach("a request took too long", sent_ - sentBefore);
+}
+
+void World::Reply(const Datagram& request, uint8_t command, uint32_t status, std::span<const uint8_t> body) {
+  Datagram reply(request.begin(), request.begin() + wire::kHeaderSize);
+  reply.insert(reply.end(), body.begin(), body.end());
+  reply[wire::kCommandOffset] = command;
+  reply[wire::kSenderOffset] = wire::kDeviceSender;
+  WriteU16(reply, wire::kLengthOffset, static_cast<uint16_t>(reply.size()));
+  std::ranges::copy(kDeviceMac, reply.begin() + wire::kSourceMacOffset);
+  WriteU32(reply, wire::kStatusOffset, status);
+  statuses.push_back(status);
+  Deliver(std::move(reply));
+}
+
+bool World::IsExplained(uint32_t status) const {
+  const bool isOfLibrary = status <= 4 || (status >= 236 && status <= 255);
+  return isOfLibrary || std::ranges::find(statuses, status) != statuses.end();
+}
+
+void Breach(const char* what, uint64_t number) {
+  std::fprintf(stderr, "BREACH: %s (%llu)\n", what, static_cast<unsigned long long>(number));
+  std::abort();
+}
+
+uint8_t Input::Byte() {
+  if (bytes_.empty()) return 0;
+  const uint8_t byte = bytes_.front();
+  bytes_ = bytes_.subspan(1);
+  return byte;
+}
+
+uint16_t Input::U16() {
+  const uint8_t low = Byte();
+  return static_cast<uint16_t>(low | Byte() << 8);
+}
+
+uint32_t Input::U32() {
+  const uint16_t low = U16();
+  return low | static_cast<uint32_t>(U16()) << 16;
+}
+
+std::span<const uint8_t> Input::Bytes(size_t count) {
+  const auto taken = bytes_.first(std::min(count, bytes_.size()));
+  bytes_ = bytes_.subspan(taken.size());
+  return taken;
+}
+
+uint32_t Input::Status() {
+  constexpr std::array<uint32_t, 11> kSpecial = {0xFFFFFFFF, 244, 249, 253, 251, 1, 5, 6, 7, 9, 49};
+  const size_t choice = Byte() % (kSpecial.size() + 1);
+  return choice < kSpecial.size() ? kSpecial.at(choice) : U32();
+}
+
+}  // namespace media_adapter::fuzz
