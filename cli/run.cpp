@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/agent/agent.h"
+#include "cli/commands/completion.h"
 #include "cli/commands/shell.h"
 #include "cli/commands/table.h"
 #include "cli/console/interrupts.h"
@@ -128,6 +129,26 @@ int RunCommands(const std::vector<std::string>& commands, Context& context) {
   return code;
 }
 
+// All that one run consists of.
+struct Invocation {
+  explicit Invocation(KeptSearch* kept) : session(output, kept) {
+    app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_TOOL_VERSION);
+    app.footer(kFooter);
+    AddGlobalOptions(app, options);
+    AddCommands(app, context, action);
+  }
+  Invocation(const Invocation&) = delete;
+  Invocation& operator=(const Invocation&) = delete;
+
+  GlobalOptions options;
+  Output output;
+  Session session;
+  VolumeWriter writer{session, output};
+  Context context{session, output, writer};
+  CLI::App app{"Finds media adapters, reads and writes their settings and the files behind them.", "media-adapter"};
+  Action action;
+};
+
 // The agent keeps no person company, and those before it need the terminal to themselves.
 bool IsForAgent(const CLI::App& app, const std::vector<std::string>& commands) {
   const auto isOwn = [](const std::string& name) {
@@ -154,18 +175,48 @@ std::optional<int> AskAgent(const std::vector<std::string>& arguments, const Glo
                                : RunThroughAgent(arguments, {.doesNotWait = options.doesNotWait}, output);
 }
 
+// "media-adapter __complete bash LINE" or "... zsh WORD...", for the files in cli/completions: prints what may stand in
+// the last word, a line each, with a summary behind a tab where there is one.
+bool IsCompletion(const std::vector<std::string>& arguments) {
+  return arguments.size() > 2 && arguments.front() == "__complete";
+}
+
+int RunCompletion(const std::vector<std::string>& arguments, KeptSearch* kept, bool mayAskAgent) {
+  std::vector<std::string> words(arguments.begin() + 2, arguments.end());
+  if (arguments[1] == "bash") {
+    words = SplitBashLine(arguments[2]);
+    words.erase(words.begin());
+  }
+  if (words.empty()) return kSuccess;
+  const std::string typed = words.back();
+  words.pop_back();
+  Invocation run(kept);
+  CLI::App& app = run.app;
+  GlobalOptions& options = run.options;
+  options.session.devices = OptionValues(app, words, "--device");
+  for (const std::string& value : OptionValues(app, words, "--interface")) options.session.interfaceAddress = value;
+  for (const std::string& value : OptionValues(app, words, "--password-file")) options.passwordFile = value;
+  const bool isReady =
+      ApplyDefaults(options).empty() &&
+      (options.passwordFile.empty() || ReadPasswords(options.passwordFile, options.session.passwords).empty());
+  if (kept != nullptr && (!isReady || !run.session.OpenAsKept(options.session))) {
+    return RunCompletion(arguments, nullptr, false);
+  }
+  const Candidates found = FindCandidates(app, words, typed, run.context);
+  if (found.isAboutDevices && mayAskAgent) {
+    if (const auto done = RunThroughAgent(arguments, {.isQuick = true}, run.output)) return *done;
+  }
+  for (const Candidate& item : found.items) {
+    const std::string summary = item.summary.empty() ? "" : "\t" + item.summary;
+    run.output.Line(found.prefix + item.text + summary);
+  }
+  return kSuccess;
+}
+
 int RunTool(const std::vector<std::string>& arguments, KeptSearch* kept) {
-  GlobalOptions options;
-  Output output;
-  Session session(output, kept);
-  VolumeWriter writer(session, output);
-  Context context{session, output, writer};
-  CLI::App app("Finds media adapters, reads and writes their settings and the files behind them.", "media-adapter");
-  app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_TOOL_VERSION);
-  app.footer(kFooter);
-  AddGlobalOptions(app, options);
-  Action action;
-  AddCommands(app, context, action);
+  if (IsCompletion(arguments)) return RunCompletion(arguments, kept, kept == nullptr);
+  Invocation run(kept);
+  auto& [options, output, session, writer, context, app, action] = run;
   int code = kSuccess;
   if (!Parse(app, arguments, output, code)) return code;
 

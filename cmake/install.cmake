@@ -46,3 +46,8 @@ foreach(tool media-adapter media-adapter-sim)
     endif()
   endif()
 endforeach()
+if(TARGET media-adapter AND NOT WIN32)
+  install(FILES cli/completions/media-adapter.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME media-adapter)
+  install(FILES cli/completions/_media-adapter DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+endif()

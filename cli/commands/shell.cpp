@@ -1,15 +1,19 @@
 #include "cli/commands/shell.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "cli/commands/completion.h"
 #include "cli/console/interrupts.h"
 #include "cli/console/line_editor.h"
+#include "cli/console/statements.h"
 #include "cli/console/terminal.h"
 #include "cli/console/text.h"
 #include "cli/console/words.h"
 #include "cli/device/device_choice.h"
+#include "cli/device/element_value.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -21,6 +25,48 @@ std::string Prompt(const Context& context) {
   const DeviceEntry* const device = context.session.Device();
   if (device == nullptr) return "media-adapter> ";
   return DeviceName(*device) + ":" + DisplayPath(context.session.folder) + "> ";
+}
+
+// What a person means to set may be a secret in the wrong place, unless it is surely none.
+bool IsPlainSetting(const std::string& word) {
+  const size_t equals = word.find('=');
+  if (equals == std::string::npos || word.find("=@") == equals) return true;
+  const ElementRow* const row = FindElementByName(word.substr(0, equals));
+  return row != nullptr && row->form != ElementForm::Secret;
+}
+
+// False for a line that may hold a secret: what is no command may be a password that was typed too early. As elsewhere,
+// a blank in front keeps any line out.
+bool MayBeKept(std::string_view line) {
+  if (line.starts_with(' ') || line.starts_with('\t')) return false;
+  return std::ranges::all_of(SplitStatements(line), [](std::string_view statement) {
+    statement = TrimStatement(statement);
+    if (statement.empty() || statement.starts_with('!')) return true;
+    const auto words = SplitWords(statement);
+    if (!words || FindCommand(words->front()) == nullptr) return false;
+    return words->front() != "config" || std::ranges::all_of(*words, IsPlainSetting);
+  });
+}
+
+// "!" alone is the system's shell itself.
+void RunSystemCommand(const std::string& command) {
+  const char* const shell = std::getenv("SHELL");
+  std::fflush(stdout);
+  [[maybe_unused]] const int code = std::system(!command.empty() ? command.c_str() : shell != nullptr ? shell : "sh");
+}
+
+void RunStatements(const std::string& line, Context& context) {
+  const InterruptWatch watch(kNotice);
+  for (const std::string_view statement : SplitStatements(line)) {
+    if (context.isLeaving || IsInterrupted()) break;
+    const std::string_view text = TrimStatement(statement);
+    if (text.starts_with('!')) {
+      RunSystemCommand(std::string(text.substr(1)));
+    } else {
+      RunLine(text, context);
+    }
+  }
+  ForgetInterrupt();
 }
 
 int RunHelp(Context& context, std::span<const std::string> names) {
@@ -53,7 +99,7 @@ int RunShell(Context& context) {
   context.isInShell = true;
   context.session.Prepare();
   context.output.Note("\"help\" lists the commands, \"exit\" or Ctrl-D leaves");
-  LineEditor editor([&](std::string_view line) { return Complete(line, context); });
+  LineEditor editor([&](std::string_view line) { return Complete(line, context); }, MayBeKept);
   while (!context.isLeaving) {
     std::optional<std::string> line = editor.ReadLine(Prompt(context));
     if (!line) {
@@ -61,10 +107,9 @@ int RunShell(Context& context) {
       break;
     }
     // The end of the line ends a quotation, which completion leaves open behind a folder.
-    if (const char quote = FindLastWord(*line).quote; quote != 0) *line += quote;
-    const InterruptWatch watch(kNotice);
-    RunLine(*line, context);
-    ForgetInterrupt();
+    const std::string_view last = TrimStatement(SplitStatements(*line).back());
+    if (const char quote = FindLastWord(last).quote; quote != 0 && !last.starts_with('!')) *line += quote;
+    RunStatements(*line, context);
   }
   return kSuccess;
 }

@@ -34,7 +34,16 @@ inline constexpr const char* kPattern = "PATTERN";
 using Action = std::function<int()>;
 
 // What the words behind a command's name are completed to.
-enum class Completes : uint8_t { Nothing, Commands, ConfigCommands, DevicePaths, LocalThenDevicePaths };
+enum class Completes : uint8_t {
+  Nothing,
+  Commands,
+  Devices,
+  DevicePaths,
+  DeviceThenLocalPaths,  // local ones where none on the device fit
+  LocalThenDevicePaths,
+  LocalPaths,
+  Settings,  // of "config", by the command behind it
+};
 
 struct Command {
   const char* name;
@@ -82,6 +91,9 @@ void DescribeTree(CLI::App& parser, Context& context, Action& action);
 void DescribeUsage(CLI::App& parser, Context& context, Action& action);
 void DescribeFormat(CLI::App& parser, Context& context, Action& action);
 void DescribeChangeFolder(CLI::App& parser, Context& context, Action& action);
+void DescribeLocalChange(CLI::App& parser, Context& context, Action& action);
+void DescribeLocalList(CLI::App& parser, Context& context, Action& action);
+void DescribeLocalPath(CLI::App& parser, Context& context, Action& action);
 void DescribePrintFolder(CLI::App& parser, Context& context, Action& action);
 void DescribeHelp(CLI::App& parser, Context& context, Action& action);
 void DescribeExit(CLI::App& parser, Context& context, Action& action);

@@ -1,4 +1,5 @@
-// Lines typed at the terminal, with the system's way of editing them and of bringing earlier ones back.
+// Lines typed at the terminal, with the system's way of editing them and of bringing earlier ones back, those of
+// earlier runs among them.
 #pragma once
 
 #include <functional>
@@ -15,7 +16,9 @@ class LineEditor {
  public:
   // complete: what the Tab key offers for a line up to the cursor, where the system's editing knows such a key.
   using Completer = std::function<Completion(std::string_view line)>;
-  explicit LineEditor(Completer complete);
+  // mayBeKept: whether a line may be written to the user's history file.
+  using Filter = std::function<bool(std::string_view line)>;
+  LineEditor(Completer complete, Filter mayBeKept);
   ~LineEditor();
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "cli/console/interrupts.h"
 #include "cli/console/terminal.h"
@@ -29,18 +30,28 @@ bool IsOfDevice(const Answer& answer) {
          (*answer.status < MEDIA_ADAPTER_NAME_IN_USE || *answer.status >= MEDIA_ADAPTER_NO_RESPONSE);
 }
 
-Answer Session::Open(SessionOptions options) {
-  options_ = std::move(options);
+// Puts the interface's address in the place of its name. True when the search that is kept is for it.
+bool Session::TakeKept() {
   std::string& address = options_.interfaceAddress;
   if (!address.empty()) {
     const std::vector<LocalInterface> interfaces = LocalInterfaces();
     const auto named = std::ranges::find(interfaces, address, &LocalInterface::name);
     if (named != interfaces.end()) address = named->address;
   }
-  if (search_.wanted == address) {
-    address = search_.bound;
-    return {MEDIA_ADAPTER_OK, {}};
-  }
+  const bool isKept = search_.wanted == address;
+  if (isKept) address = search_.bound;
+  return isKept;
+}
+
+bool Session::OpenAsKept(SessionOptions options) {
+  options_ = std::move(options);
+  return TakeKept();
+}
+
+Answer Session::Open(SessionOptions options) {
+  options_ = std::move(options);
+  if (TakeKept()) return {MEDIA_ADAPTER_OK, {}};
+  const std::string& address = options_.interfaceAddress;
   // A library that was just loaded is bound to no interface.
   const bool isBound = address.empty() && &search_ == &own_;
   const uint32_t status = isBound ? uint32_t{MEDIA_ADAPTER_OK} : API_SetIpInterface(address.c_str());
@@ -199,7 +210,6 @@ int Session::Prepare() {
 }
 
 bool Session::PrepareQuietly() {
-  options_.isPasswordFixed = true;
   const std::vector<size_t> matches = Matches();
   if (!index_ && search_.isDone && (!HasSeveral() || chosenMac_) && matches.size() == 1) Choose(matches.front());
   return index_.has_value();
@@ -325,6 +335,13 @@ Listing Session::List(const std::string& path) {
     const uint32_t count = std::min<uint32_t>(result->entryCount, MEDIA_ADAPTER_MAX_LISTING);
     listing.entries.assign(result->entries, result->entries + count);
   }
+  return listing;
+}
+
+Listing Session::ListQuietly(const std::string& path) {
+  const bool isFixed = std::exchange(options_.isPasswordFixed, true);
+  Listing listing = List(path);
+  options_.isPasswordFixed = isFixed;
   return listing;
 }
 

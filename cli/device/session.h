@@ -60,6 +60,8 @@ class Session {
   // Takes the options and binds the library to the interface. Before anything else.
   Answer Open(SessionOptions options);
 
+  // The same only if the search that is kept is the one that is meant: nothing is sent or bound.
+  bool OpenAsKept(SessionOptions options);
   // The address that was asked for; "" for any.
   const std::string& Interface() const { return options_.interfaceAddress; }
 
@@ -105,6 +107,8 @@ class Session {
   Answer Connect();
   Answer Disconnect();
   Listing List(const std::string& path);
+  // The same without a question: a device that refuses the password known gives nothing.
+  Listing ListQuietly(const std::string& path);
   // The file arrives in localFolder under the path's last component. Progress() goes from 0 to 100 meanwhile.
   Answer ReadFile(const std::string& path, const std::string& localFolder);
   uint32_t* Progress() { return &progress_; }
@@ -116,6 +120,7 @@ class Session {
  private:
   template <typename Call>
   Answer Run(const Call& call);
+  bool TakeKept();
   void WaitForRunningRequest() const;
   bool AskPasswordAgain(int attempt);
   std::vector<size_t> Matches() const;

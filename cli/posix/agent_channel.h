@@ -2,38 +2,17 @@
 // over local sockets that keep message boundaries. Both ends of a connection belong to this user, which each checks.
 #pragma once
 
-#include <unistd.h>
+#include <sys/types.h>
 
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
+#include "cli/posix/descriptor.h"
+
 namespace media_adapter::cli {
-
-// Closes a descriptor when it goes.
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int Get() const { return number_; }
-  bool IsOpen() const { return number_ >= 0; }
-
- private:
-  int number_;
-};
 
 enum class MessageKind : char {
   // A client's first; the text is its Identity().

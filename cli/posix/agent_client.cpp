@@ -60,16 +60,20 @@ std::optional<int> FindAgent(const Output& output) {
   return status->isSameVersion ? kSuccess : OtherVersion(*status, output);
 }
 
-// A new session, so that no terminal's signals reach it.
+// A session of its own, so that no terminal's signals reach it, and none of the caller's files but the streams.
 pid_t SpawnDetached(std::vector<std::string> arguments) {
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   pid_t process = -1;
-  const int error = posix_spawn(&process, "/proc/self/exe", nullptr, &attributes, pointers.data(), environ);
+  const int error = posix_spawn(&process, "/proc/self/exe", &files, &attributes, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&files);
   posix_spawnattr_destroy(&attributes);
   return error == 0 ? process : -1;
 }

@@ -184,10 +184,15 @@ size_t AgentKeeper::CountWorkers(State state, bool isUsed) const {
 void AgentKeeper::KeepWorkers() {
   const bool isNewReady = CountWorkers(State::Idle, false) > 0;
   for (Worker& worker : workers_) {
-    const bool isNeeded = worker.state == State::Running || (!isStopping_ && !(worker.isUsed && isNewReady));
-    if (worker.state == State::Leaving || isNeeded || (worker.state == State::Searching && !isStopping_)) continue;
+    const bool isOver = isStopping_ || (worker.isUsed && isNewReady);
+    if (worker.state == State::Searching && isStopping_) {
+      kill(worker.process, SIGTERM);
+    } else if (worker.state == State::Idle && isOver) {
+      shutdown(worker.channel.Get(), SHUT_WR);
+    } else {
+      continue;
+    }
     worker.state = State::Leaving;
-    shutdown(worker.channel.Get(), SHUT_WR);
   }
   const auto isWaiting = [](const Client& c) { return c.isWaiting; };
   const auto wanted = std::max<size_t>(1, static_cast<size_t>(std::ranges::count_if(clients_, isWaiting)));
@@ -208,6 +213,7 @@ bool AgentKeeper::StartWorker() {
     posix_spawn_file_actions_addopen(&files, stream, "/dev/null", O_RDWR, 0);
   }
   posix_spawn_file_actions_adddup2(&files, other.Get(), kWorkerChannel);
+  posix_spawn_file_actions_addclosefrom_np(&files, kWorkerChannel + 1);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t none, all;

@@ -1,5 +1,6 @@
 // A worker: a process with the library loaded and searched. It dies of a signal as any run of the tool does, and the
 // agent tells that to whom it worked for.
+#include <fcntl.h>
 #include <sys/prctl.h>
 
 #include <csignal>
@@ -17,6 +18,7 @@ bool IsAgentWorker(const std::vector<std::string>& arguments) {
 int RunAgentWorker(const std::vector<std::string>& arguments, RunFunction run) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   const Descriptor channel(kWorkerChannel);
+  fcntl(channel.Get(), F_SETFD, FD_CLOEXEC);
   KeptSearch kept;
   {
     const Output output;

@@ -122,11 +122,12 @@ Surroundings::~Surroundings() {
 
 bool Surroundings::Read(int file) {
   const std::string text = ReadAll(file);
+  if (!text.ends_with('\0')) return false;
   std::vector<std::string> words;
   for (size_t at = 0; at < text.size(); at = text.find('\0', at) + 1) words.emplace_back(text.c_str() + at);
   constexpr size_t kNumbers = 3;
   size_t count = 0;
-  if (!text.ends_with('\0') || words.size() < kNumbers) return false;
+  if (words.size() < kNumbers) return false;
   std::from_chars(words[0].data(), words[0].data() + words[0].size(), mask_);
   isPipeSignalIgnored_ = words[1] == "1";
   std::from_chars(words[2].data(), words[2].data() + words[2].size(), count);

@@ -6,20 +6,17 @@
 #include <cstdio>
 
 #include "cli/console/text.h"
+#include "cli/posix/history_file.h"
 
 namespace media_adapter::cli {
-namespace {
-
-constexpr int kHistoryLines = 500;
-
-}  // namespace
 
 // libedit's callbacks find it through the editor's client data.
 struct LineEditor::Impl {
-  explicit Impl(Completer toComplete) : complete(std::move(toComplete)) {
+  Impl(Completer toComplete, Filter toKeep) : complete(std::move(toComplete)), mayBeKept(std::move(toKeep)) {
     HistEvent event;
-    history(lines.get(), &event, H_SETSIZE, kHistoryLines);
+    history(lines.get(), &event, H_SETSIZE, static_cast<int>(kHistoryLines));
     history(lines.get(), &event, H_SETUNIQUE, 1);
+    for (const std::string& line : ReadHistory()) Remember(line);
     el_set(editor.get(), EL_CLIENTDATA, this);
     el_set(editor.get(), EL_PROMPT, &Impl::Prompt);
     el_set(editor.get(), EL_HIST, history, lines.get());
@@ -31,6 +28,12 @@ struct LineEditor::Impl {
     el_set(editor.get(), EL_BIND, "^C", "media-adapter-cancel", nullptr);
     el_set(editor.get(), EL_SETTY, "-d", "-isig", nullptr);
     el_source(editor.get(), nullptr);
+  }
+
+  void Remember(const std::string& line) {
+    HistEvent event;
+    history(lines.get(), &event, H_ENTER, line.c_str());
+    last = line;
   }
 
   static Impl& Of(EditLine* editor) {
@@ -69,14 +72,16 @@ struct LineEditor::Impl {
   }
 
   Completer complete;
+  Filter mayBeKept;
   std::string prompt;
+  std::string last;  // line of the history
   std::unique_ptr<History, void (*)(History*)> lines{history_init(), history_end};
   std::unique_ptr<EditLine, void (*)(EditLine*)> editor{el_init("media-adapter", stdin, stdout, stderr), el_end};
 };
 
-LineEditor::LineEditor(Completer complete) {
+LineEditor::LineEditor(Completer complete, Filter mayBeKept) {
   std::setlocale(LC_CTYPE, "");  // the editor's idea of a character
-  impl_ = std::make_unique<Impl>(std::move(complete));
+  impl_ = std::make_unique<Impl>(std::move(complete), std::move(mayBeKept));
 }
 
 LineEditor::~LineEditor() = default;
@@ -88,8 +93,9 @@ std::optional<std::string> LineEditor::ReadLine(const std::string& prompt) {
   if (text == nullptr || length <= 0) return std::nullopt;
   std::string line(text, static_cast<size_t>(length));
   line.erase(line.find_last_not_of("\r\n") + 1);
-  HistEvent event;
-  if (!line.empty()) history(impl_->lines.get(), &event, H_ENTER, line.c_str());
+  if (line.empty() || line == impl_->last) return line;
+  impl_->Remember(line);
+  if (impl_->mayBeKept(line)) AddToHistory(line);
   return line;
 }
 

@@ -7,7 +7,7 @@ namespace media_adapter::cli {
 
 struct LineEditor::Impl {};
 
-LineEditor::LineEditor(Completer) {}
+LineEditor::LineEditor(Completer, Filter) {}
 LineEditor::~LineEditor() = default;
 
 std::optional<std::string> LineEditor::ReadLine(const std::string& prompt) {

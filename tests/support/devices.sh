@@ -8,8 +8,8 @@ is_windows() { [[ ${tool[0]} = *wine.sh ]]; }
 work=$(mktemp -d)
 cd "$work" || exit 1
 export PATH=$PATH:/usr/sbin:/sbin MTOOLS_SKIP_CHECK=1 TMPDIR=$work/tmp LC_ALL=C.UTF-8
-# Nothing of the user who runs the tests: neither settings nor locks.
-export XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config
+# Nothing of the user who runs the tests: neither settings nor locks, an agent or a history.
+export XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config XDG_STATE_HOME=$work/state
 unset MEDIA_ADAPTER_INTERFACE MEDIA_ADAPTER_DEVICE MEDIA_ADAPTER_PASSWORD_FILE
 mkdir "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME"
 # shellcheck disable=SC2046  # numbers
@@ -17,7 +17,7 @@ trap 'kill $(cat simulators 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
 
 # fail TEXT...: also from a run in the background or with its output in a file
 exec 3>&1
-fail() { echo "FAILED: $*" | tee -a failures >&3; }
+fail() { echo "FAILED: $*" | tee -a "$work/failures" >&3; }
 # expect_code CODE WHAT COMMAND...
 expect_code() {
   local wanted=$1 what=$2 code=0
@@ -94,5 +94,5 @@ run_all() {
     runs+=($!)
   done
   wait "${runs[@]}"
-  [ ! -e failures ]
+  [ ! -e "$work/failures" ]
 }
