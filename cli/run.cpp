@@ -169,7 +169,7 @@ std::optional<int> AskAgent(const std::vector<std::string>& arguments, const Glo
   if (options.isAgentStarted) {
     AgentOptions agent;
     agent.interfaceAddress = options.session.interfaceAddress;
-    if (const int code = StartAgent(agent, output); code != kSuccess) return code;
+    if (StartAgent(agent, output) != kSuccess) return std::nullopt;  // which has been said
   }
   return options.isAgentUnused ? std::nullopt
                                : RunThroughAgent(arguments, {.doesNotWait = options.doesNotWait}, output);

@@ -46,8 +46,10 @@ foreach(tool media-adapter media-adapter-sim)
     endif()
   endif()
 endforeach()
+set(MEDIA_ADAPTER_ZSH_FOLDER ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+  CACHE STRING "Where zsh looks for completions, below the prefix")
 if(TARGET media-adapter AND NOT WIN32)
   install(FILES cli/completions/media-adapter.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME media-adapter)
-  install(FILES cli/completions/_media-adapter DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+  install(FILES cli/completions/_media-adapter DESTINATION ${MEDIA_ADAPTER_ZSH_FOLDER})
 endif()

@@ -35,10 +35,13 @@ print_examples() {
 
 run_paragraph() { # FILE
   local example
+  export XDG_RUNTIME_DIR=$work/run/$1 # for an agent of its own
+  mkdir "$XDG_RUNTIME_DIR"
   while read -r example; do
     bash -o pipefail -c "$example" >>examples.out 2>"$1.err" </dev/null || fail "example: $example: $(cat "$1.err")"
     echo "$example" >>examples.run
   done <"$1"
+  media-adapter agent --stop 2>"$1.err"
 }
 
 make_world

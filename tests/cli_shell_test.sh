@@ -51,7 +51,7 @@ test_shell() {
   expect_on_volume ../sh-a.img 'music/deep/local file' 'local file'
 }
 
-# complete LINE: what bash offers
+# offered LINE: what bash offers
 offered() {
   COMP_LINE=$1 COMP_POINT=${#1} COMP_WORDS=("${tool[0]}") COMP_CWORD=0 COMPREPLY=()
   _media_adapter "${tool[0]}" 2>/dev/null

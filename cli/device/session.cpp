@@ -79,8 +79,8 @@ void Session::SearchOnce() {
 
 // Without a default route a broadcast has no way out, unless it starts from an interface's own address.
 void Session::Search() {
-  if (isOld_ && search_.bound != search_.wanted) {
-    options_.interfaceAddress = search_.bound = search_.wanted.value_or("");
+  if (isOld_ && search_.wanted && search_.bound != *search_.wanted) {
+    options_.interfaceAddress = search_.bound = *search_.wanted;
     API_SetIpInterface(search_.bound.c_str());
   }
   SearchOnce();

@@ -28,7 +28,7 @@ enum class MessageKind : char {
   Started = 'G',
   Ended = 'X',   // an exit code
   Killed = 'K',  // the number of a signal
-  // From a worker: Ended, with the interface behind the code, and
+  // From a worker: Ended, with the interface of its search behind the code where one is kept, and
   Ready = 'Y',  // after its search; its Identity()
 };
 

@@ -124,7 +124,7 @@ bool AgentKeeper::TakeReport(Worker& worker) {
   } else if (message && message->kind == MessageKind::Ended) {
     const size_t space = message->text.find(' ');
     Finish(worker, message->kind, message->text.substr(0, space));
-    if (space + 1 < message->text.size()) interface_ = message->text.substr(space + 1);
+    if (space != std::string::npos) interface_ = message->text.substr(space + 1);
     worker.state = State::Idle;
   } else {
     const auto [kind, text] = EndOf(worker.process);

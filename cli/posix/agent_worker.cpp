@@ -34,7 +34,8 @@ int RunAgentWorker(const std::vector<std::string>& arguments, RunFunction run) {
       const Surroundings surroundings(std::move(message->files));
       if (surroundings.IsWhole()) code = run(surroundings.Arguments(), &kept);
     }
-    Send(channel.Get(), MessageKind::Ended, std::to_string(code) + " " + kept.wanted.value_or(""));
+    const std::string interface = kept.wanted ? " " + *kept.wanted : std::string();
+    Send(channel.Get(), MessageKind::Ended, std::to_string(code) + interface);
   }
   return kSuccess;
 }
