@@ -15,6 +15,8 @@ constexpr Command kCommands[] = {
     {"ls", "List a folder of the device", Completes::DevicePaths, DescribeList},
     {"get", "Copy files and folders from the device", Completes::DevicePaths, DescribeGet},
     {"put", "Copy files and folders to the device", Completes::LocalThenDevicePaths, DescribePut},
+    {"sync", "Make a folder of the device like a local one, or the other way", Completes::LocalThenDevicePaths,
+     DescribeSync},
     {"mkdir", "Create folders on the device", Completes::DevicePaths, DescribeMakeFolder},
     {"rm", "Delete files on the device", Completes::DevicePaths, DescribeRemove},
     {"format", "Delete everything on the device's volume", Completes::Nothing, DescribeFormat},

@@ -72,6 +72,7 @@ void DescribeConfig(CLI::App& parser, Context& context, Action& action);
 void DescribeList(CLI::App& parser, Context& context, Action& action);
 void DescribeGet(CLI::App& parser, Context& context, Action& action);
 void DescribePut(CLI::App& parser, Context& context, Action& action);
+void DescribeSync(CLI::App& parser, Context& context, Action& action);
 void DescribeMakeFolder(CLI::App& parser, Context& context, Action& action);
 void DescribeRemove(CLI::App& parser, Context& context, Action& action);
 void DescribeFormat(CLI::App& parser, Context& context, Action& action);
