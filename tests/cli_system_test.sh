@@ -185,8 +185,10 @@ test_hostile_volume() {
 
 # At a terminal: the bar, notes, a password asked for without echo; an interrupt ends a transfer at once.
 test_terminal() {
-  terminal bar.tty cli-slow "get /BIG.BIN ." </dev/null
+  terminal bar.tty cli-slow "-c 'get /BIG.BIN .' -c 'test -s 3 15.0=1'" </dev/null
   LC_ALL=C grep -qE '\[#+ *\] [0-9]+% of 2.9 MB' bar.tty || fail "no progress bar"
+  grep -q 'MB  [0-9.]* [KM]B/s  0:[0-9]* left' bar.tty || fail "no rate"
+  LC_ALL=C.UTF-8 grep -qE ' [1-9][0-9]*  [▁█]+' bar.tty || fail "no plot: $(tail -c 500 bar.tty)"
   expect_text bar.tty "/BIG.BIN -> ./BIG.BIN, 2.9 MB"
   SECONDS=0
   expect_code 130 "interrupt" timeout --preserve-status -s INT 7 "${tool[@]}" --interface 127.0.0.1 --device cli-slow get /BIG.BIN - >/dev/null

@@ -1,22 +1,28 @@
-// The pure parts of the command-line tool: what it prints of a device's bytes, which paths and names it accepts, the
-// texts of settings, and settings files.
+// The pure parts of the command-line tool: what it prints of a device's bytes, which paths and names it accepts, which
+// files are the same, the texts of settings, and settings files.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <tuple>
 
+#include "cli/console/progress_text.h"
 #include "cli/console/text.h"
 #include "cli/console/wildcards.h"
 #include "cli/console/words.h"
+#include "cli/device/comparison.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/device_path.h"
 #include "cli/device/element_value.h"
 #include "cli/device/entry_filter.h"
 #include "cli/device/passwords.h"
 #include "cli/device/volume_name.h"
+#include "cli/local/exclusions.h"
 #include "cli/local/local_name.h"
 #include "cli/local/settings_file.h"
+#include "platform/posix/local_time.h"
 #include "protocol/little_endian.h"
 
 namespace media_adapter::cli {
@@ -222,6 +228,64 @@ TEST(Entries, AreShownAndFilteredAsElsewhere) {
             "1100!!!!");
   entry = RootEntry();
   EXPECT_EQ(matches(&EntryFilter::AddDays, "+0 -1") + matches(&EntryFilter::AddName, "/"), "001");
+}
+
+LocalState LocalFile(uint64_t size, std::time_t time) {
+  const auto sinceEpoch = std::chrono::sys_seconds(std::chrono::seconds(time));
+  return {size, std::chrono::file_clock::from_sys(sinceEpoch), StoredTime(platform::ToLocalTime(time))};
+}
+
+ListingEntry EntryOf(uint32_t size, const WallTime& time) {
+  ListingEntry entry{};
+  entry.size = size;
+  std::tie(entry.year, entry.month, entry.day, entry.hour, entry.minute, entry.second) = std::tuple_cat(time);
+  return entry;
+}
+
+TEST(Comparison, ACopyEitherWayIsTheSameInAnyHour) {
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  constexpr std::time_t kSpring = 1616893200, kAutumn = 1635642000;  // the clock is changed, both in 2021
+  for (const std::time_t middle : {std::time_t{0}, kSpring, kAutumn, std::time_t{4354819200}}) {
+    for (std::time_t time = middle - 9000; time < middle + 9000; time += 599) {
+      const LocalState local = LocalFile(5, time);
+      const ListingEntry there = EntryOf(5, local.stored);
+      ASSERT_EQ(Compare(local, there), Comparison::Same) << time;
+      ASSERT_EQ(Compare(LocalFile(5, TimeOfCopy(there)), there), Comparison::Same) << time;
+    }
+  }
+  for (const WallTime& time : {WallTime{2021, 3, 28, 2, 30, 0}, {1980, 0, 0, 0, 0, 0}, {2107, 15, 31, 31, 63, 62}}) {
+    const ListingEntry there = EntryOf(5, time);
+    EXPECT_EQ(Compare(LocalFile(5, TimeOfCopy(there)), there), Comparison::Same) << there.month;
+  }
+  const ListingEntry there = EntryOf(5, LocalFile(5, kSpring).stored);
+  EXPECT_EQ(Compare(LocalFile(4, kSpring + 1), there), Comparison::Different);
+  EXPECT_EQ(Compare(LocalFile(5, kSpring + 2), there), Comparison::LocalIsNewer);
+  EXPECT_EQ(Compare(LocalFile(5, kSpring - 1), there), Comparison::DeviceIsNewer);
+}
+
+TEST(Exclusions, MeanNamesAtEveryDepthOrPathsFromTheTop) {
+  const auto cases = SplitWords(  // PATTERN|PATH>: "x" excluded; a path that ends in "/" is a folder
+      R"(*.tmp|a.tmp>x *.tmp|b/c/a.TMP>x *.tmp|a.tmp/b> a/b|c/a/b>x a/b|a/c/b> /a|a>x /a|b/a> a/|a> a/|b/a/>x)"
+      R"( **/x|x>x a/**/x|a/b/c/x>x a/**/x|a/x>x ?|ä>x [a-c]?|bz>x [!a-c]?|bz> /*/x|a/x>x /*/x|x> *|.hidden>x)");
+  for (const std::string& c : *cases) {
+    const size_t bar = c.find('|'), end = c.rfind('>');
+    std::string path = c.substr(bar + 1, end - bar - 1);
+    const bool isFolder = path.ends_with('/');
+    if (isFolder) path.pop_back();
+    EXPECT_EQ(Exclusions({c.substr(0, bar)}).Has(path, isFolder), c.ends_with('x')) << c;
+  }
+}
+
+TEST(Progress, TellsWhatIsKnownAndNothingElse) {
+  TransferState state = {2, 3, 2048, 8192, 4096, {}, 3, 1};
+  EXPECT_EQ(NumberText(state) + "x" + ProgressText(state),
+            "2/3 x  4.0 KB  25% of 8.0 KB done  1.0 KB/s  0:05 left  0:03");
+  state.percent = 50;
+  EXPECT_EQ(ProgressText(state), "  [###############               ] 50% of 4.0 KB  1.3 KB/s  0:03 left");
+  EXPECT_EQ(ProgressText({1, 1, 0, 9, 9, {}, 61, 61}), "  9 bytes  1:01");
+  EXPECT_EQ(ProgressText({.seconds = 3601}), "  1:00:01");
+  EXPECT_EQ(Plot(std::vector<uint32_t>{9, 0, 1, 7, 14}, 4), "▁▁▄█");
 }
 
 // The text that comes back from the field which `text` gives, or "!" when it is refused.

@@ -161,7 +161,7 @@ Answer Copier::Put(const File& source, const std::string& target) {
   if (staging_->Path().size() + 1 + name.size() > MEDIA_ADAPTER_MAX_PATH)
     return Problem("the temporary path is too long");
   fs::path local = staging_->Use(SplitDevicePath(source.path).name);
-  if (Answer answer = FetchFile(context_, source.path, staging_->Path(), source.entry); !answer.IsOk()) return answer;
+  if (Answer answer = FetchFileShown(context_, source.path, staging_->Path(), source.entry); !answer.IsOk()) return answer;
   std::error_code error;
   local = staging_->Rename(name, error);
   if (error) return Problem("cannot rename the temporary file: " + error.message());
@@ -170,7 +170,7 @@ Answer Copier::Put(const File& source, const std::string& target) {
   }
   const bool isReadOnly = (source.entry.attributes & kReadOnly) != 0;
   if (isReadOnly) fs::permissions(local, fs::perms::owner_write, fs::perm_options::remove, error);
-  const ProgressBar bar(DisplayPath(target), source.entry.size, nullptr);
+  const ProgressBar bar(DisplayPath(target));
   Answer answer = context_.writer.Put(LocalText(local), source.entry.size, folder, name);
   if (isReadOnly) fs::permissions(local, fs::perms::owner_write, fs::perm_options::add, error);
   return answer;
@@ -195,7 +195,7 @@ Answer Copier::ReadBack(const File& source, const std::string& target) {
   const fs::path sent = staging_->Rename(FoldDeviceName(name) == FoldDeviceName("sent") ? "put" : "sent", error);
   if (error) return Problem("cannot rename the temporary file: " + error.message());
   const fs::path back = staging_->UseAnother(name);
-  Answer answer = FetchFile(context_, target, staging_->Path(), source.entry);
+  Answer answer = FetchFileShown(context_, target, staging_->Path(), source.entry);
   if (!answer.IsOk()) {
     Explain(answer, DisplayPath(target) + " has not been compared");
     return answer;

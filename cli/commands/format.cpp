@@ -23,7 +23,7 @@ int RunFormat(const Context& context, bool isConfirmed) {
     if (code != kSuccess) return code;
   }
   {
-    const ProgressBar bar("format " + device, 0, nullptr);
+    const ProgressBar bar("format " + device);
     answer = context.writer.Format();
   }
   return FinishRequest(context, "format", answer, "the volume is empty");

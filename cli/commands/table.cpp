@@ -19,6 +19,8 @@ constexpr Command kCommands[] = {
     {"cat", "Print files of the device", Completes::DevicePaths, DescribePrintFiles},
     {"get", "Copy files and folders from the device", Completes::DeviceThenLocalPaths, DescribeGet},
     {"put", "Copy files and folders to the device", Completes::LocalThenDevicePaths, DescribePut},
+    {"sync", "Make a folder of the device like a local one, or the other way", Completes::LocalThenDevicePaths,
+     DescribeSync},
     {"mkdir", "Create folders on the device", Completes::DevicePaths, DescribeMakeFolder},
     {"cp", "Copy files and folders on the device", Completes::DevicePaths, DescribeCopy},
     {"mv", "Move or rename files and folders on the device", Completes::DevicePaths, DescribeMove},

@@ -81,6 +81,7 @@ void DescribeConfig(CLI::App& parser, Context& context, Action& action);
 void DescribeList(CLI::App& parser, Context& context, Action& action);
 void DescribeGet(CLI::App& parser, Context& context, Action& action);
 void DescribePut(CLI::App& parser, Context& context, Action& action);
+void DescribeSync(CLI::App& parser, Context& context, Action& action);
 void DescribeMakeFolder(CLI::App& parser, Context& context, Action& action);
 void DescribeCopy(CLI::App& parser, Context& context, Action& action);
 void DescribeMove(CLI::App& parser, Context& context, Action& action);

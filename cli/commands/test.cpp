@@ -8,9 +8,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include "cli/commands/table.h"
 #include "cli/console/interrupts.h"
+#include "cli/console/progress_text.h"
 #include "cli/console/terminal.h"
 #include "cli/console/text.h"
 #include "cli/device/element_value.h"
@@ -50,6 +52,7 @@ std::string SetTestParameter(const std::string& argument, TestParameters& parame
 }
 
 using Counters = std::array<uint32_t, 3>;
+using Clock = std::chrono::steady_clock;
 
 // The library's worker writes each counter with one store, at any time.
 Counters ReadCounters(const TestData& data) {
@@ -69,23 +72,53 @@ void PrintCounters(const Output& output, const Counters& counters) {
   output.Line(line);
 }
 
-// Shows the counters until SIGINT or the time is over: on a terminal one line that changes, elsewhere a line a change.
+// The counters on the last lines of a terminal: each with what it is now and how much it grew, a column a half second.
+class LivePlot {
+ public:
+  explicit LivePlot(const Output& output) : output_(output) {}
+
+  void Show(const Counters& counters, Clock::time_point now) {
+    if (!last_) last_ = counters;
+    for (size_t i = 0; i < counters.size(); ++i) {
+      if (growth_[i].empty() || now >= columnEnd_) growth_[i].push_back(0);
+      growth_[i].back() += std::max(counters[i], (*last_)[i]) - (*last_)[i];  // one may begin anew
+    }
+    if (now >= columnEnd_) columnEnd_ = now + kColumnTime;
+    last_ = counters;
+    std::string text = "test (Ctrl-C ends it)";
+    const size_t columns = TerminalColumns() - std::min(TerminalColumns(), kNumberColumns + 3);
+    for (size_t i = 0; i < counters.size(); ++i) {
+      const std::string number = std::to_string(counters[i]);
+      text += "\n" + std::string(kNumberColumns - number.size(), ' ') + number + "  " + Plot(growth_[i], columns);
+    }
+    output_.Fleeting(text);
+  }
+
+ private:
+  static constexpr auto kColumnTime = 500ms;
+  static constexpr size_t kNumberColumns = 10;
+
+  const Output& output_;
+  std::optional<Counters> last_;
+  std::array<std::vector<uint32_t>, 3> growth_;
+  Clock::time_point columnEnd_ = Clock::now() + kColumnTime;
+};
+
+// Shows the counters until SIGINT or the time is over: on a terminal a plot that moves, elsewhere a line a change.
 void WatchCounters(const Output& output, const TestData& data, int seconds) {
   const InterruptWatch watch;
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
   const bool isLive = IsOutputTerminal() && IsErrorTerminal() && !output.isJson;
   std::optional<Counters> shown;
-  while (!IsInterrupted() && (seconds <= 0 || std::chrono::steady_clock::now() < end)) {
+  LivePlot plot(output);
+  while (!IsInterrupted() && (seconds <= 0 || Clock::now() < end)) {
     const Counters counters = ReadCounters(data);
-    if (counters != shown) {
-      if (isLive) {
-        output.Fleeting("test (Ctrl-C ends it): " + std::to_string(counters[0]) + "  " + std::to_string(counters[1]) +
-                        "  " + std::to_string(counters[2]));
-      } else {
-        PrintCounters(output, counters);
-      }
-      shown = counters;
+    if (isLive) {
+      plot.Show(counters, Clock::now());
+    } else if (counters != shown) {
+      PrintCounters(output, counters);
     }
+    shown = counters;
     std::this_thread::sleep_for(100ms);
   }
   ForgetInterrupt();

@@ -94,16 +94,20 @@ void Output::Line(std::string_view text) const {
 }
 
 void Output::Note(std::string_view text) const {
-  if (!IsErrorTerminal()) return;
+  if (IsErrorTerminal()) Remark(text);
+}
+
+void Output::Remark(std::string_view text) const {
   Fleeting("");
   Print(stderr, std::string(text) + "\n");
 }
 
 void Output::Fleeting(std::string_view text) const {
   if (!IsErrorTerminal()) return;
-  if (isFleetingShown_) Print(stderr, "\r\033[K");
+  if (fleetingLines_ > 1) Print(stderr, "\033[" + std::to_string(fleetingLines_ - 1) + "A");
+  if (fleetingLines_ > 0) Print(stderr, "\r\033[J");
   Print(stderr, text);
-  isFleetingShown_ = !text.empty();
+  fleetingLines_ = text.empty() ? 0 : 1 + static_cast<size_t>(std::ranges::count(text, '\n'));
 }
 
 void Output::Error(std::string_view text) const {

@@ -53,7 +53,9 @@ class Output {
 
   // A note for the person at the terminal.
   void Note(std::string_view text) const;
-  // Text on the last line of the terminal that the next Fleeting or message replaces; "" only removes it.
+  // The same for somebody who asks for it, terminal or not.
+  void Remark(std::string_view text) const;
+  // Text on the last lines of the terminal that the next Fleeting or message replaces; "" only removes it.
   void Fleeting(std::string_view text) const;
   void Error(std::string_view text) const;
 
@@ -70,7 +72,7 @@ class Output {
   void TableOfDevice(std::span<const Column> columns, std::span<const Row> rows) const;
   void PrintTable(std::span<const Column> columns, std::span<const Row> rows) const;
 
-  mutable bool isFleetingShown_ = false;
+  mutable size_t fleetingLines_ = 0;
 };
 
 // {"ok": ..., "status": ..., "message": ...}, and "detail" when there is one.

@@ -1,10 +1,8 @@
 #include "cli/console/progress_bar.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstdio>
-#include <string_view>
 
 #include "cli/console/terminal.h"
 #include "cli/console/text.h"
@@ -15,35 +13,15 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kRedrawInterval = 100ms;
-constexpr size_t kBarColumns = 30;
 
-// The first `columns` characters, so that the line never wraps.
-std::string Shorten(std::string_view text, size_t columns) {
-  size_t end = 0;
-  for (size_t count = 0; end < text.size(); ++end) {
-    if ((text[end] & 0xC0) != 0x80 && ++count > columns) break;
-  }
-  return std::string(text.substr(0, end));
+double SecondsSince(ProgressBar::Clock::time_point start) {
+  return std::chrono::duration<double>(ProgressBar::Clock::now() - start).count();
 }
 
 }  // namespace
 
-std::string SizeText(uint64_t bytes) {
-  constexpr std::array<const char*, 4> kUnits = {"bytes", "KB", "MB", "GB"};
-  if (bytes < 1024) return std::to_string(bytes) + " " + kUnits[0];
-  auto value = static_cast<double>(bytes);
-  size_t unit = 0;
-  while (value >= 1024 && unit + 1 < kUnits.size()) {
-    value /= 1024;
-    ++unit;
-  }
-  std::array<char, 32> text = {};
-  std::snprintf(text.data(), text.size(), "%.1f %s", value, kUnits[unit]);
-  return text.data();
-}
-
-ProgressBar::ProgressBar(std::string label, uint64_t size, uint32_t* progress)
-    : label_(std::move(label)), size_(size), progress_(progress) {
+ProgressBar::ProgressBar(std::string label, const TransferState& state, Clock::time_point start, uint32_t* progress)
+    : label_(std::move(label)), state_(state), start_(start), progress_(progress) {
   if (!IsErrorTerminal()) return;
   thread_ = std::jthread([this](const std::stop_token& stop) {
     std::unique_lock lock(mutex_);
@@ -58,20 +36,16 @@ ProgressBar::ProgressBar(std::string label, uint64_t size, uint32_t* progress)
 ProgressBar::~ProgressBar() = default;
 
 void ProgressBar::Draw() const {
-  std::string state;
+  TransferState state = state_;
+  state.seconds = SecondsSince(start_);
+  state.fileSeconds = SecondsSince(fileStart_);
   if (progress_ != nullptr) {
-    const uint32_t percent = std::min(std::atomic_ref(*progress_).load(std::memory_order_relaxed), 100u);
-    const size_t filled = kBarColumns * percent / 100;
-    state = "  [" + std::string(filled, '#') + std::string(kBarColumns - filled, ' ') + "] " + std::to_string(percent) +
-            "%";
-    if (size_ > 0) state += " of " + SizeText(size_);
-  } else {
-    const auto elapsed = std::chrono::steady_clock::now() - start_;
-    if (size_ > 0) state = "  " + SizeText(size_);
-    state += "  " + std::to_string(std::chrono::duration_cast<std::chrono::seconds>(elapsed).count()) + " s";
+    state.percent = std::min(std::atomic_ref(*progress_).load(std::memory_order_relaxed), 100U);
   }
-  const size_t room = TerminalColumns() - std::min(TerminalColumns(), state.size() + 1);
-  const std::string line = "\r\033[K" + Shorten(label_, room) + state;
+  const std::string text = ProgressText(state);
+  const size_t columns = TerminalColumns();
+  const size_t room = columns - std::min(columns, text.size() + 1);
+  const std::string line = "\r\033[K" + Shorten(Shorten(NumberText(state) + label_, room) + text, columns - 1);
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

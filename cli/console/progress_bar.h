@@ -9,16 +9,18 @@
 #include <string>
 #include <thread>
 
-namespace media_adapter::cli {
+#include "cli/console/progress_text.h"
 
-// 1536 as "1.5 KB".
-std::string SizeText(uint64_t bytes);
+namespace media_adapter::cli {
 
 class ProgressBar {
  public:
-  // label: escaped name; size: bytes of the whole, 0 when unknown. progress: percent as the library's worker writes it,
-  // or null when there is none: then the seconds gone by are shown. Must outlive the bar.
-  ProgressBar(std::string label, uint64_t size, uint32_t* progress);
+  using Clock = std::chrono::steady_clock;
+
+  // label: escaped name; state: of the whole transfer, which began at `start`. progress: percent of this file as the
+  // library's worker writes it, or null when there is none. Must outlive the bar.
+  explicit ProgressBar(std::string label, const TransferState& state = {}, Clock::time_point start = Clock::now(),
+                       uint32_t* progress = nullptr);
   // Removes the line.
   ~ProgressBar();
   ProgressBar(const ProgressBar&) = delete;
@@ -28,9 +30,10 @@ class ProgressBar {
   void Draw() const;
 
   const std::string label_;
-  const uint64_t size_;
+  const TransferState state_;
+  const Clock::time_point start_;
+  const Clock::time_point fileStart_ = Clock::now();
   uint32_t* const progress_;
-  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::mutex mutex_;
   std::condition_variable_any wake_;
   std::jthread thread_;

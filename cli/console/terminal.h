@@ -12,6 +12,9 @@ namespace media_adapter::cli {
 // Once, first: makes texts and streams mean the same on every system, and a console understand what terminals do.
 void PrepareStreams();
 
+// Standard input is a file from now on, and comes byte for byte.
+void PrepareInputFile();
+
 bool IsInputTerminal();
 bool IsOutputTerminal();
 bool IsErrorTerminal();

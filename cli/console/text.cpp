@@ -98,4 +98,12 @@ size_t Columns(std::string_view text) {
   return static_cast<size_t>(std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
+std::string Shorten(std::string_view text, size_t columns) {
+  size_t end = 0;
+  for (size_t count = 0; end < text.size(); ++end) {
+    if ((text[end] & 0xC0) != 0x80 && ++count > columns) break;
+  }
+  return std::string(text.substr(0, end));
+}
+
 }  // namespace media_adapter::cli

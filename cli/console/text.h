@@ -32,5 +32,7 @@ std::string HexByte(uint8_t byte);
 
 // Characters of UTF-8 text: the columns that it takes on a terminal, wide characters aside.
 size_t Columns(std::string_view text);
+// The first so many of them, so that a line does not wrap.
+std::string Shorten(std::string_view text, size_t columns);
 
 }  // namespace media_adapter::cli

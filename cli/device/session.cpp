@@ -1,6 +1,7 @@
 #include "cli/device/session.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -26,8 +27,11 @@ std::string MessageOf(const char (&field)[MEDIA_ADAPTER_MESSAGE_SIZE]) { return 
 
 // The library's own statuses up to that of no response are about a path or the volume.
 bool IsOfDevice(const Answer& answer) {
-  return answer.status && *answer.status != MEDIA_ADAPTER_OK &&
-         (*answer.status < MEDIA_ADAPTER_NAME_IN_USE || *answer.status >= MEDIA_ADAPTER_NO_RESPONSE);
+  constexpr std::array<uint32_t, 8> kStatuses = {
+      MEDIA_ADAPTER_INVALID_PASSWORD,        MEDIA_ADAPTER_NOT_READY,       MEDIA_ADAPTER_NOT_CONNECTED,
+      MEDIA_ADAPTER_STORAGE_NOT_ACCESSIBLE,  MEDIA_ADAPTER_TERMINATING,     MEDIA_ADAPTER_NO_RESPONSE,
+      MEDIA_ADAPTER_INVALID_PASSWORD_LENGTH, MEDIA_ADAPTER_DEVICE_NOT_FOUND};
+  return answer.status && std::ranges::find(kStatuses, *answer.status) != kStatuses.end();
 }
 
 // Puts the interface's address in the place of its name. True when the search that is kept is for it.

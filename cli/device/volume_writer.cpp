@@ -1,8 +1,13 @@
 #include "cli/device/volume_writer.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "cli/console/interrupts.h"
-#include "cli/console/progress_bar.h"
+#include "cli/console/progress_text.h"
+#include "cli/device/comparison.h"
 #include "cli/device/device_choice.h"
+#include "cli/device/unfinished.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -35,13 +40,48 @@ std::string VolumeWriter::Mac() const { return MacText(*session_.Device()); }
 int VolumeWriter::Begin() {
   if (const int code = session_.Prepare(); code != kSuccess) return code;
   DeviceLock& lock = locks_.try_emplace(Mac(), Mac()).first->second;
-  if (lock.Take(false)) return kSuccess;
-  const std::string device = session_.DescribeDevice();
-  if (!doesWait) {
-    return output_.Failed("device " + device, Problem("another run of media-adapter works on it; nothing was sent"));
+  if (!lock.Take(false)) {
+    const std::string device = session_.DescribeDevice();
+    if (!doesWait) {
+      return output_.Failed("device " + device, Problem("another run of media-adapter works on it; nothing was sent"));
+    }
+    output_.Error("waiting: another run of media-adapter works on device " + device);
+    if (!lock.Take(true)) return output_.Failed("device " + device, Problem("interrupted; nothing was sent"));
   }
-  output_.Error("waiting: another run of media-adapter works on device " + device);
-  return lock.Take(true) ? kSuccess : output_.Failed("device " + device, Problem("interrupted; nothing was sent"));
+  TakeNote();
+  return kSuccess;
+}
+
+// An entry that is not the one noted was stored by another hand since, or nothing was stored at all.
+void VolumeWriter::TakeNote() {
+  const UnfinishedNote note(Mac());
+  const std::optional<UnfinishedFile> file = note.Read();
+  if (!file || leftovers_.contains(Mac())) return;
+  const auto [folder, name] = SplitDevicePath(file->path);
+  const Listing listing = session_.List(folder);
+  if (!listing.answer.IsOk() && listing.answer.status != MEDIA_ADAPTER_INVALID_PATH) return;
+  const bool isThere = std::ranges::any_of(listing.entries, [&](const ListingEntry& entry) {
+    const std::string entryName(entry.name, strnlen(entry.name, sizeof entry.name));
+    return FoldDeviceName(entryName) == FoldDeviceName(name) && entry.size == file->size &&
+           ListedTime(entry) == file->time;
+  });
+  if (!isThere) return note.Remove();
+  leftovers_[Mac()] = {Kind::File, file->path};
+  output_.Error(DisplayPath(file->path) +
+                " was left incomplete by an earlier run, and goes before anything is written");
+}
+
+bool VolumeWriter::IsUnfinished(const std::string& path) const {
+  const auto leftover = leftovers_.find(Mac());
+  return leftover != leftovers_.end() && leftover->second.kind == Kind::File &&
+         FoldDeviceName(leftover->second.path) == FoldDeviceName(path);
+}
+
+bool VolumeWriter::IsBlocked() const { return leftovers_.contains(Mac()); }
+
+void VolumeWriter::ForgetLeftover() {
+  leftovers_.erase(Mac());
+  UnfinishedNote(Mac()).Remove();
 }
 
 void VolumeWriter::End() {
@@ -65,13 +105,13 @@ Answer VolumeWriter::Settle() {
     return Problem("nothing is written: the volume was cleared in part; format it first");
   }
   if (!answer.IsOk() && answer.status != MEDIA_ADAPTER_INVALID_PATH) return answer;
-  leftovers_.erase(leftover);
+  ForgetLeftover();
   return {MEDIA_ADAPTER_OK, {}};
 }
 
 void VolumeWriter::DeleteLeftover(const std::string& path, Answer& answer) {
   const Answer removed = session_.Remove(path);
-  if (removed.IsOk() || removed.status == MEDIA_ADAPTER_INVALID_PATH) return;
+  if (removed.IsOk() || removed.status == MEDIA_ADAPTER_INVALID_PATH) return ForgetLeftover();
   leftovers_[Mac()] = {Kind::File, path};
   Explain(answer, HowToMend(path));
 }
@@ -90,7 +130,10 @@ Answer VolumeWriter::Put(const std::string& localPath, uint64_t size, const std:
     Explain(removed, "nothing was written");
     return removed;
   }
+  const std::optional<LocalState> local = LookAt(localPath);
+  UnfinishedNote(Mac()).Write({path, size, local ? local->stored : WallTime()});
   Answer answer = session_.WriteFile(localPath, folder);
+  if (answer.IsOk() || !MayHaveWritten(answer)) ForgetLeftover();
   if (answer.IsOk()) return answer;
   if (answer.status == MEDIA_ADAPTER_INVALID_PATH) {
     Explain(answer,
@@ -136,7 +179,7 @@ Answer VolumeWriter::Format() {
   const PartingWords words(Parting("the volume may be cleared in part; format it again"));
   Answer answer = session_.Format();
   if (answer.IsOk()) {
-    leftovers_.erase(Mac());
+    ForgetLeftover();
   } else if (MayHaveWritten(answer)) {
     leftovers_[Mac()] = {Kind::Volume, {}};
     Explain(answer, "the volume may be cleared in part; format it again before anything is written to it");

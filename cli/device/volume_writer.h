@@ -1,7 +1,8 @@
 // Every change of a device's volume goes through here. The library rolls nothing back, and a failed request may leave
 // an entry whose space counts as free, which the next file would share. So a file is replaced by deleting the old one
 // first; what a failed request may have left is deleted before anything else is written; and where that cannot be done
-// nothing more is written to that device, and the message says what to do. A signal lets the running request end.
+// nothing more is written to that device, and the message says what to do. What a run leaves behind that is killed, the
+// next one deletes. A signal lets the running request end.
 #pragma once
 
 #include <map>
@@ -25,6 +26,11 @@ class VolumeWriter {
   void End();
   bool doesWait = true;
 
+  // True when the file was left by a request that failed, of this run or an earlier one, and is no good.
+  bool IsUnfinished(const std::string& path) const;
+  // True when something is left that could not be deleted, so that nothing more is written.
+  bool IsBlocked() const;
+
   // Copies the local file, of `size` bytes, into the folder; its own name has to be `name`.
   Answer Put(const std::string& localPath, uint64_t size, const std::string& folder, const std::string& name);
   Answer Remove(const std::string& path);
@@ -39,6 +45,8 @@ class VolumeWriter {
   };
 
   std::string Mac() const;
+  void TakeNote();
+  void ForgetLeftover();
   Answer Settle();
   void DeleteLeftover(const std::string& path, Answer& answer);
 

@@ -82,6 +82,7 @@ class HiddenEcho {
 void LendTerminal(int terminal) { lentTerminal = terminal; }
 
 void PrepareStreams() {}
+void PrepareInputFile() {}
 
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }

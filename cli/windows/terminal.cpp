@@ -89,6 +89,8 @@ void PrepareStreams() {
   if (GetConsoleMode(console, &mode) != 0) SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
+void PrepareInputFile() { _setmode(_fileno(stdin), _O_BINARY); }
+
 bool IsInputTerminal() { return IsConsole(STD_INPUT_HANDLE); }
 bool IsOutputTerminal() { return IsConsole(STD_OUTPUT_HANDLE); }
 bool IsErrorTerminal() { return IsConsole(STD_ERROR_HANDLE); }

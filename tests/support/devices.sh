@@ -8,10 +8,10 @@ is_windows() { [[ ${tool[0]} = *wine.sh ]]; }
 work=$(mktemp -d)
 cd "$work" || exit 1
 export PATH=$PATH:/usr/sbin:/sbin MTOOLS_SKIP_CHECK=1 TMPDIR=$work/tmp LC_ALL=C.UTF-8
-# Nothing of the user who runs the tests: neither settings nor locks, an agent or a history.
+# Nothing of the user who runs the tests: neither settings nor locks nor notes, an agent or a history.
 export XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config XDG_STATE_HOME=$work/state
 unset MEDIA_ADAPTER_INTERFACE MEDIA_ADAPTER_DEVICE MEDIA_ADAPTER_PASSWORD_FILE
-mkdir "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME"
+mkdir "$TMPDIR" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME" "$XDG_STATE_HOME"
 # shellcheck disable=SC2046  # numbers
 trap 'kill $(cat simulators 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
 
