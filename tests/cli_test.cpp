@@ -224,7 +224,8 @@ TEST(Entries, AreShownAndFilteredAsElsewhere) {
   EXPECT_EQ(matches(&EntryFilter::AddDays, "1 +0 +1 -2 -1 1d"), "11010!");
   EXPECT_EQ(matches(&EntryFilter::AddMinutes, "+2819 2820 -2821"), "111");
   EXPECT_EQ(matches(&EntryFilter::AddNewerThan,
-                    "2024-05-06 '2024-05-06 07:08' 2024-05-06T07:08:10 2024-05-07 2024-05 '2024-05-06 07' 2024-05-06x 2024-13-01"),
+                    "2024-05-06 '2024-05-06 07:08' 2024-05-06T07:08:10 2024-05-07 2024-05 '2024-05-06 07' 2024-05-06x "
+                    "2024-13-01"),
             "1100!!!!");
   entry = RootEntry();
   EXPECT_EQ(matches(&EntryFilter::AddDays, "+0 -1") + matches(&EntryFilter::AddName, "/"), "001");

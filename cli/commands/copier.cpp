@@ -161,7 +161,8 @@ Answer Copier::Put(const File& source, const std::string& target) {
   if (staging_->Path().size() + 1 + name.size() > MEDIA_ADAPTER_MAX_PATH)
     return Problem("the temporary path is too long");
   fs::path local = staging_->Use(SplitDevicePath(source.path).name);
-  if (Answer answer = FetchFileShown(context_, source.path, staging_->Path(), source.entry); !answer.IsOk()) return answer;
+  if (Answer answer = FetchFileShown(context_, source.path, staging_->Path(), source.entry); !answer.IsOk())
+    return answer;
   std::error_code error;
   local = staging_->Rename(name, error);
   if (error) return Problem("cannot rename the temporary file: " + error.message());
