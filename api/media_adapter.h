@@ -87,6 +87,13 @@
 #define MEDIA_ADAPTER_EXPORT
 #endif
 
+/* The calling convention, whatever the compiler's own is; pointers to the functions need it too. */
+#if defined(_WIN32)
+#define MEDIA_ADAPTER_CALL __cdecl
+#else
+#define MEDIA_ADAPTER_CALL
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -310,7 +317,7 @@ typedef struct TestResult {
  * The position of a device in `devices` is the device index of every later call, until the next search. A call that
  * gives up after 60 seconds sets deviceCount to 0.
  */
-MEDIA_ADAPTER_EXPORT const SearchResult* API_Search(const char* filter);
+MEDIA_ADAPTER_EXPORT const SearchResult* MEDIA_ADAPTER_CALL API_Search(const char* filter);
 
 /*
  * Reads settings into the library's image of them and returns a copy of the whole image, also after a failure of the
@@ -322,9 +329,8 @@ MEDIA_ADAPTER_EXPORT const SearchResult* API_Search(const char* filter);
  * Status: 0; 1 (null list with a count above 0) or 4 (list too long), nothing sent; 253, 254, 255; or the device's.
  * After 254 and 255 `configuration` is not touched.
  */
-MEDIA_ADAPTER_EXPORT const ConfigurationResult* API_GetConfiguration(const uint16_t* elements, uint32_t elementCount,
-                                                                     uint32_t requestTag, const char* password,
-                                                                     uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const ConfigurationResult* MEDIA_ADAPTER_CALL API_GetConfiguration(
+    const uint16_t* elements, uint32_t elementCount, uint32_t requestTag, const char* password, uint32_t deviceIndex);
 
 /*
  * Sets a device's IP configuration by broadcast. The device is known by its hardware address, the answer is awaited
@@ -332,9 +338,10 @@ MEDIA_ADAPTER_EXPORT const ConfigurationResult* API_GetConfiguration(const uint1
  *
  * Status: 0; 1 (null configuration), nothing sent; 253, 254, 255; or the device's.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_SetIPConfiguration(const IpConfiguration* configuration,
-                                                                uint32_t requestTag, const char* password,
-                                                                uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_SetIPConfiguration(const IpConfiguration* configuration,
+                                                                                   uint32_t requestTag,
+                                                                                   const char* password,
+                                                                                   uint32_t deviceIndex);
 
 /*
  * Writes the named settings from `configuration`, which also becomes the library's image of the settings. Names of
@@ -345,10 +352,9 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_SetIPConfiguration(const IpConfigur
  * element with an empty password) or 4 (more than 1500 bytes to send), each with nothing sent; 253, 254, 255; or the
  * device's, for example 1 or 2 for a value or element that it refuses.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_SetConfiguration(const uint16_t* elements, uint32_t elementCount,
-                                                              const ConfigurationData* configuration,
-                                                              uint32_t requestTag, const char* password,
-                                                              uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL
+API_SetConfiguration(const uint16_t* elements, uint32_t elementCount, const ConfigurationData* configuration,
+                     uint32_t requestTag, const char* password, uint32_t deviceIndex);
 
 /*
  * Starts a device's test. The result's testData points to the library's one TestData, whose counters the device's
@@ -356,8 +362,9 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_SetConfiguration(const uint16_t* el
  *
  * Status: 0; 1 (null parameters), nothing sent; 253, 254, 255; or the device's.
  */
-MEDIA_ADAPTER_EXPORT const TestResult* API_SetTest(const TestParameters* parameters, uint32_t requestTag,
-                                                   const char* password, uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const TestResult* MEDIA_ADAPTER_CALL API_SetTest(const TestParameters* parameters,
+                                                                      uint32_t requestTag, const char* password,
+                                                                      uint32_t deviceIndex);
 
 /*
  * Opens access to the device's storage. The file functions below do this themselves; call it to test a password or
@@ -365,8 +372,8 @@ MEDIA_ADAPTER_EXPORT const TestResult* API_SetTest(const TestParameters* paramet
  *
  * Status: 0; 250 (sectors of other than 512 bytes); 253, 254, 255; or the device's.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAConnect(uint32_t requestTag, const char* password,
-                                                        uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFAConnect(uint32_t requestTag, const char* password,
+                                                                           uint32_t deviceIndex);
 
 /*
  * Lists a directory or copies a file from the device.
@@ -381,18 +388,20 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAConnect(uint32_t requestTag, con
  * mount (245 to 248) and of sector access (249 to 253; 253 also when nothing new has come in for 60 seconds); 254, 255;
  * or the device's. After a failure while the file comes in, the part that came stays in the local file.
  */
-MEDIA_ADAPTER_EXPORT const ReadDataResult* API_RFAReadData(const char* devicePath, char* localFolder,
-                                                           uint32_t requestTag, const char* password,
-                                                           uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const ReadDataResult* MEDIA_ADAPTER_CALL API_RFAReadData(const char* devicePath, char* localFolder,
+                                                                              uint32_t requestTag, const char* password,
+                                                                              uint32_t deviceIndex);
 
 /*
  * Like API_RFAReadData, with progress: *progress goes from 0 to 100 (percent) while a file comes in. It is written by
  * the worker thread with plain 32-bit stores, and must stay valid until the read has really ended, even if the call
  * gave up before. It may be null.
  */
-MEDIA_ADAPTER_EXPORT const ReadDataResult* API_RFAReadDataExt(const char* devicePath, char* localFolder,
-                                                              uint32_t requestTag, const char* password,
-                                                              uint32_t deviceIndex, uint32_t* progress);
+MEDIA_ADAPTER_EXPORT const ReadDataResult* MEDIA_ADAPTER_CALL API_RFAReadDataExt(const char* devicePath,
+                                                                                 char* localFolder, uint32_t requestTag,
+                                                                                 const char* password,
+                                                                                 uint32_t deviceIndex,
+                                                                                 uint32_t* progress);
 
 /*
  * Deletes a file; directories are never deleted.
@@ -400,8 +409,8 @@ MEDIA_ADAPTER_EXPORT const ReadDataResult* API_RFAReadDataExt(const char* device
  * Status: 0; 241 (a directory); 243; 244 (no such file); 245 to 255; or the device's. A failure on the way leaves the
  * file's entries deleted and its space partly in use; nothing is rolled back.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFADelete(const char* devicePath, uint32_t requestTag,
-                                                       const char* password, uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFADelete(const char* devicePath, uint32_t requestTag,
+                                                                          const char* password, uint32_t deviceIndex);
 
 /*
  * Copies a local file into a directory of the device under its own name; a file of that name is overwritten.
@@ -414,9 +423,9 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFADelete(const char* devicePath, u
  * Nothing is rolled back: a failed overwrite leaves the old entry with its space already free, for the next file to
  * use. Delete such a file before anything else is written.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath, char* deviceFolder,
-                                                          uint32_t requestTag, const char* password,
-                                                          uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFAWriteData(const char* localPath, char* deviceFolder,
+                                                                             uint32_t requestTag, const char* password,
+                                                                             uint32_t deviceIndex);
 
 /*
  * Removes everything from the device's volume: clears its first allocation table and its root directory. The volume's
@@ -425,7 +434,8 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAWriteData(const char* localPath,
  * Status: 0; 251 (the volume holds no cluster), nothing written; 245 to 255; or the device's. After a failure the
  * volume is partly cleared: clear it again before anything else is done with it.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAFormat(uint32_t requestTag, const char* password, uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFAFormat(uint32_t requestTag, const char* password,
+                                                                          uint32_t deviceIndex);
 
 /*
  * Creates an empty directory; its parent must exist. Spaces around the new name are removed.
@@ -435,19 +445,21 @@ MEDIA_ADAPTER_EXPORT const StatusResult* API_RFAFormat(uint32_t requestTag, cons
  * 255; or the device's. Nothing is rolled back: a failure after the checks may leave a folder that is no good. Store
  * nothing in it.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFACreateDirectory(const char* devicePath, uint32_t requestTag,
-                                                                const char* password, uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFACreateDirectory(const char* devicePath,
+                                                                                   uint32_t requestTag,
+                                                                                   const char* password,
+                                                                                   uint32_t deviceIndex);
 
 /*
  * Closes access to the device's storage. No other function does.
  *
  * Status: 0; 253, 254, 255; or the device's.
  */
-MEDIA_ADAPTER_EXPORT const StatusResult* API_RFADisconnect(uint32_t requestTag, const char* password,
-                                                           uint32_t deviceIndex);
+MEDIA_ADAPTER_EXPORT const StatusResult* MEDIA_ADAPTER_CALL API_RFADisconnect(uint32_t requestTag, const char* password,
+                                                                              uint32_t deviceIndex);
 
 /* Does nothing; kept for applications that call it. The argument is ignored. */
-MEDIA_ADAPTER_EXPORT void API_Terminate(uint32_t unused);
+MEDIA_ADAPTER_EXPORT void MEDIA_ADAPTER_CALL API_Terminate(uint32_t unused);
 
 /*
  * Binds the library to the local interface that has this IPv4 address (dotted text), or to any with "". A new socket
@@ -456,7 +468,7 @@ MEDIA_ADAPTER_EXPORT void API_Terminate(uint32_t unused);
  * Returns 0; 10 (null, or not four numbers of 0 to 255), nothing changed; 11 (the address cannot be bound; no socket
  * until a later call succeeds); 253 (no answer within 60 seconds).
  */
-MEDIA_ADAPTER_EXPORT uint32_t API_SetIpInterface(const char* address);
+MEDIA_ADAPTER_EXPORT uint32_t MEDIA_ADAPTER_CALL API_SetIpInterface(const char* address);
 
 #ifdef __cplusplus
 }

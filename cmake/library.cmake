@@ -57,7 +57,8 @@ target_compile_definitions(media_adapter_core PRIVATE MEDIA_ADAPTER_BUILD)
 # The platform floor: one folder a system, sources of the same names.
 find_package(Threads REQUIRED)
 set(platform_folder platform/$<IF:$<BOOL:${WIN32}>,windows,posix>)
-add_library(media_adapter_local_files STATIC platform/local_file.cpp ${platform_folder}/local_files.cpp
+add_library(media_adapter_local_files STATIC
+  platform/local_file.cpp ${platform_folder}/exclusive_file.cpp ${platform_folder}/local_files.cpp
   $<$<BOOL:${WIN32}>:${platform_folder}/code_page.cpp>)
 add_library(media_adapter_platform STATIC
   ${platform_folder}/adapters.cpp
@@ -85,6 +86,8 @@ set_target_properties(mediaadapter PROPERTIES EXPORT_NAME MediaAdapter)
 if(WIN32)
   # What is exported says so in the public header.
   set_target_properties(mediaadapter PROPERTIES PREFIX "")
+  include(${PROJECT_SOURCE_DIR}/cmake/windows_parts.cmake)
+  windows_parts(mediaadapter "${PROJECT_DESCRIPTION}")
 else()
   set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
   set_target_properties(mediaadapter PROPERTIES

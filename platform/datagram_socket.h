@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 
 namespace media_adapter::platform {
 
@@ -29,14 +30,28 @@ class DatagramSocket {
   ~DatagramSocket() { Close(); }
   DatagramSocket(const DatagramSocket&) = delete;
   DatagramSocket& operator=(const DatagramSocket&) = delete;
+  DatagramSocket(DatagramSocket&& other) noexcept : handle_(std::exchange(other.handle_, kNoHandle)) {
+    std::swap(hears_, other.hears_);
+    std::swap(claim_, other.claim_);
+  }
+  DatagramSocket& operator=(DatagramSocket&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    std::swap(hears_, other.hears_);
+    std::swap(claim_, other.claim_);
+    return *this;
+  }
 
   // Binds to a free port of `localAddress` (dotted text, read as inet_addr reads it), or of any address when null.
   bool Open(const char* localAddress);
+  // Binds to an endpoint that nobody else has, and hears what is sent there; no broadcasts.
+  bool Bind(const Endpoint& local);
+  // Hears broadcasts to `port`, and nothing else; so may others.
+  bool BindToBroadcasts(uint16_t port);
   bool EnableBroadcast();
   bool IsOpen() const { return handle_ != kNoHandle; }
   void Close();
 
-  std::optional<Ipv4Address> LocalAddress() const;
+  std::optional<Endpoint> LocalEndpoint() const;
 
   // Bytes sent, or -1.
   int SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver);
@@ -54,6 +69,9 @@ class DatagramSocket {
  private:
   static constexpr std::intptr_t kNoHandle = -1;
   std::intptr_t handle_ = kNoHandle;
+  enum class Hears : uint8_t { All, Broadcasts, OwnAddress };
+  Hears hears_ = Hears::All;  // where the system leaves it to ReceiveFrom
+  std::intptr_t claim_ = 0;   // what keeps others off the endpoint, where the system does not
 };
 
 }  // namespace media_adapter::platform

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 
 namespace media_adapter::platform {
 
@@ -19,6 +20,9 @@ inline constexpr FileHandle kNoFile = -1;
 
 // A regular file; kNoFile when there is none, or something else stands under the name.
 FileHandle OpenRegularFile(const std::string& path, FileUse use);
+// A regular file that is there, for reading and writing by one alone: device_or_resource_busy while another has it so.
+// kNoFile with `error`, or without one when something else stands under the name.
+FileHandle OpenExclusively(const std::string& path, std::error_code& error);
 std::optional<uint64_t> FileSize(FileHandle file);
 // Bytes read or written, perhaps fewer than there are; 0 behind the end; -1 for a failure.
 int64_t ReadAt(FileHandle file, std::span<uint8_t> buffer, uint64_t offset);

@@ -1,9 +1,6 @@
 #include "simulator/device_options.h"
 
-#include <arpa/inet.h>
-
 #include <charconv>
-#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -34,6 +31,21 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return fields;
 }
 
+// Four numbers without leading zeros, which some take for octal ones, joined by dots.
+std::optional<platform::Ipv4Address> ParseAddress(const std::string& text) {
+  platform::Ipv4Address address{};
+  const char* digits = text.data();
+  const char* const end = digits + text.size();
+  for (size_t i = 0; i < address.size(); ++i) {
+    const auto [next, error] = std::from_chars(digits, end, address[i]);
+    if (error != std::errc() || (*digits == '0' && next - digits > 1)) return std::nullopt;
+    const bool isLast = i + 1 == address.size();
+    if (isLast ? next != end : next == end || *next != '.') return std::nullopt;
+    digits = next + 1;
+  }
+  return address;
+}
+
 // Six bytes of two hexadecimal digits, joined by colons.
 std::optional<platform::MacAddress> ParseMac(const std::string& text) {
   platform::MacAddress mac{};
@@ -56,12 +68,12 @@ std::optional<DeviceOptions> Check(const DeviceTexts& texts, std::string& error)
   DeviceOptions device{.identity = {.name = texts.name, .password = texts.password.value_or("")},
                        .image = texts.image,
                        .hasPassword = texts.password.has_value()};
-  in_addr address{};
-  if (inet_pton(AF_INET, texts.address.c_str(), &address) != 1) {
+  const auto address = ParseAddress(texts.address);
+  if (!address) {
     error = "\"" + texts.address + "\" is no IPv4 address";
     return std::nullopt;
   }
-  std::memcpy(device.identity.address.data(), &address, device.identity.address.size());
+  device.identity.address = *address;
   device.identity.mac = MacOf(device.identity.address);
   if (texts.name.empty() || texts.name.size() > kMaxNameLength) {
     error = "the name \"" + texts.name + "\" is not 1 to 16 bytes long";

@@ -48,10 +48,6 @@ struct Options {
   ServerOptions server;
 };
 
-volatile std::sig_atomic_t stopSignal = 0;
-
-void OnStopSignal(int number) { stopSignal = number; }
-
 int Complain(const std::string& message, int exitStatus) {
   std::fprintf(stderr, "media-adapter-sim: %s\n", message.c_str());
   return exitStatus;
@@ -167,25 +163,23 @@ std::optional<std::vector<DeviceOptions>> CollectDevices(const Options& options,
   return devices;
 }
 
-// The signals to end arrive only while the server waits. Returns the mask to wait under.
-sigset_t HoldStopSignals() {
-  struct sigaction action {};
-  action.sa_handler = OnStopSignal;
-  sigset_t stopSignals;
-  sigset_t before;
-  sigemptyset(&stopSignals);
-  for (const int number : {SIGINT, SIGTERM}) {
-    sigaction(number, &action, nullptr);
-    sigaddset(&stopSignals, number);
-  }
-  sigprocmask(SIG_BLOCK, &stopSignals, &before);
-  for (const int number : {SIGINT, SIGTERM}) sigdelset(&before, number);
-  return before;
+UdpServer* playing = nullptr;
+
+void OnStopSignal(int) { playing->Stop(); }
+
+void StopAtSignals(UdpServer& server) {
+  playing = &server;
+  std::signal(SIGINT, OnStopSignal);
+  std::signal(SIGTERM, OnStopSignal);
+#ifdef SIGBREAK  // Ctrl-Break, or a console that is closed
+  std::signal(SIGBREAK, OnStopSignal);
+#endif
 }
 
 int Play(const Options& options, std::vector<DeviceOptions> devices) {
-  const sigset_t waitMask = HoldStopSignals();
+  if (!media_adapter::platform::StartSockets()) return Complain("the system's sockets cannot be used", kTrouble);
   UdpServer server(options.server);
+  StopAtSignals(server);
   std::string error;
   for (DeviceOptions& device : devices) {
     auto storage = FileStorage::Open(device.image, error);
@@ -199,7 +193,7 @@ int Play(const Options& options, std::vector<DeviceOptions> devices) {
   if (!server.Open(error)) return Complain(error, kTrouble);
   std::puts("ready");
   std::fflush(stdout);
-  return server.Run(stopSignal, waitMask, error) ? 0 : Complain(error, kTrouble);
+  return server.Run(error) ? 0 : Complain(error, kTrouble);
 }
 
 int RunTool(int argc, char** argv) {

@@ -62,7 +62,7 @@ PcapFile::~PcapFile() {
 }
 
 bool PcapFile::Open(const std::string& path, std::string& error) {
-  file_ = std::fopen(path.c_str(), "we");
+  file_ = std::fopen(path.c_str(), "wb");
   if (file_ == nullptr) {
     error = path + ": cannot be opened for writing: " + std::strerror(errno);
     return false;

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/raw_file.h"
+
 namespace media_adapter::simulator {
 
 inline constexpr uint32_t kSectorSize = 512;
@@ -53,9 +55,9 @@ class FileStorage : public Storage {
   bool Write(uint32_t sector, std::span<const uint8_t> data) override;
 
  private:
-  FileStorage(int handle, uint32_t sectorCount) : handle_(handle), sectorCount_(sectorCount) {}
+  FileStorage(platform::FileHandle handle, uint32_t sectorCount) : handle_(handle), sectorCount_(sectorCount) {}
 
-  int handle_;
+  platform::FileHandle handle_;
   uint32_t sectorCount_;
 };
 

@@ -1,17 +1,13 @@
 #include "simulator/udp_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
+#include "platform/clock.h"
+#include "platform/notices.h"
 #include "protocol/wire.h"
 #include "simulator/datagram_text.h"
 
@@ -22,21 +18,10 @@ constexpr uint8_t kLoopbackNetwork = 127;  // 127.0.0.0/8
 // Apart from any seed that a user is likely to choose for another run, so that both directions differ.
 constexpr uint64_t kOtherDirection = 0x9E3779B97F4A7C15;
 
-Time Now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+std::string SystemErrorText() { return std::system_category().message(static_cast<int>(platform::LastSystemError())); }
 
-sockaddr_in ToSystem(const platform::Endpoint& endpoint) {
-  sockaddr_in system{};
-  system.sin_family = AF_INET;
-  system.sin_port = htons(endpoint.port);
-  std::memcpy(&system.sin_addr, endpoint.address.data(), endpoint.address.size());
-  return system;
-}
-
-platform::Endpoint FromSystem(const sockaddr_in& system) {
-  platform::Endpoint endpoint;
-  std::memcpy(endpoint.address.data(), &system.sin_addr, endpoint.address.size());
-  endpoint.port = ntohs(system.sin_port);
-  return endpoint;
+platform::Endpoint LocalOf(const platform::DatagramSocket& socket) {
+  return socket.LocalEndpoint().value_or(platform::Endpoint{});
 }
 
 FaultOptions InOtherDirection(FaultOptions options) {
@@ -44,45 +29,17 @@ FaultOptions InOtherDirection(FaultOptions options) {
   return options;
 }
 
-timespec ToTimespec(Time duration) {
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
-  return {.tv_sec = seconds.count(), .tv_nsec = (duration - seconds).count()};
+std::string BindError(const platform::Ipv4Address& address) {
+  return "cannot bind " + DescribeAddress(address) + ":" + std::to_string(wire::kDevicePort) + ": " + SystemErrorText();
 }
 
 }  // namespace
-
-bool DeviceSocket::Bind(const platform::Ipv4Address& address, bool isShared, std::string& error) {
-  Close();
-  handle_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  const int on = 1;
-  const sockaddr_in local = ToSystem({address, wire::kDevicePort});
-  if (handle_ >= 0 && (!isShared || setsockopt(handle_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0) &&
-      bind(handle_, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0) {
-    return true;
-  }
-  error =
-      "cannot bind " + DescribeAddress(address) + ":" + std::to_string(wire::kDevicePort) + ": " + std::strerror(errno);
-  Close();
-  return false;
-}
-
-void DeviceSocket::Close() {
-  if (handle_ >= 0) close(handle_);
-  handle_ = -1;
-}
-
-platform::Endpoint DeviceSocket::LocalEndpoint() const {
-  sockaddr_in system{};
-  socklen_t size = sizeof system;
-  getsockname(handle_, reinterpret_cast<sockaddr*>(&system), &size);
-  return FromSystem(system);
-}
 
 UdpServer::UdpServer(ServerOptions options)
     : options_(std::move(options)),
       arriving_(options_.faults),
       leaving_(InOtherDirection(options_.faults)),
-      start_(Now()) {}
+      start_(platform::MonotonicNow()) {}
 
 UdpServer::~UdpServer() {
   if (writeLog_ != nullptr) std::fclose(writeLog_);
@@ -95,14 +52,16 @@ bool UdpServer::Add(std::unique_ptr<DeviceModel> model, std::string& error) {
 
 bool UdpServer::Open(std::string& error) {
   if (!options_.writeLogPath.empty()) {
-    writeLog_ = std::fopen(options_.writeLogPath.c_str(), "ae");
+    writeLog_ = std::fopen(options_.writeLogPath.c_str(), "ab");
     if (writeLog_ == nullptr) {
       error = options_.writeLogPath + ": cannot be opened for appending: " + std::strerror(errno);
       return false;
     }
   }
   if (!options_.pcapPath.empty() && !pcap_.Open(options_.pcapPath, error)) return false;
-  return broadcast_.Bind(platform::kBroadcastAddress, true, error);
+  if (!broadcast_.BindToBroadcasts(wire::kDevicePort)) error = BindError(platform::kBroadcastAddress);
+  Watch();
+  return broadcast_.IsOpen();
 }
 
 bool UdpServer::Bind(Device& device, std::string& error) {
@@ -114,29 +73,39 @@ bool UdpServer::Bind(Device& device, std::string& error) {
     return false;
   }
   // Not shared: two devices on one address would take each other's datagrams.
-  return device.socket.Bind(device.address, false, error);
+  if (!device.socket.Bind({device.address, wire::kDevicePort})) error = BindError(device.address);
+  return device.socket.IsOpen();
 }
 
-bool UdpServer::Run(const volatile std::sig_atomic_t& stop, const sigset_t& waitMask, std::string& error) {
-  std::vector<pollfd> watched(devices_.size() + 1);
-  while (stop == 0 && AreFilesWhole(error)) {
-    for (size_t i = 0; i < devices_.size(); ++i) watched[i] = {devices_[i].socket.Handle(), POLLIN, 0};
-    watched.back() = {broadcast_.Handle(), POLLIN, 0};
-
-    const auto next = NextTime();
-    const timespec timeout = ToTimespec(next ? std::max(*next - Now(), Time{0}) : Time{0});
-    if (ppoll(watched.data(), watched.size(), next ? &timeout : nullptr, &waitMask) < 0 && errno != EINTR) {
-      error = std::string("waiting for datagrams failed: ") + std::strerror(errno);
+bool UdpServer::Run(std::string& error) {
+  while (!isStopped_ && AreFilesWhole(error)) {
+    const auto outcome = waiter_.Wait(NextTime());
+    if (outcome == platform::Waiter::Outcome::Failed) {
+      error = "waiting for datagrams failed: " + SystemErrorText();
       return false;
     }
-    const Time now = Now();
-    for (size_t i = 0; i < watched.size(); ++i) {
-      // One datagram of each socket and turn: no device starves another.
-      if (watched[i].revents != 0) Receive(i, now);
+    const Time now = platform::MonotonicNow();
+    // One datagram of each socket and turn: no device starves another.
+    const size_t sockets = outcome == platform::Waiter::Outcome::Readable ? devices_.size() + 1 : 0;
+    for (size_t route = 0; route < sockets; ++route) {
+      if (waiter_.HasFound(route)) Receive(route, now);
     }
     RunTimers(now);
   }
   return AreFilesWhole(error);
+}
+
+void UdpServer::Stop() {
+  isStopped_ = true;
+  waiter_.Wake();
+}
+
+// The devices' sockets in their order, and last the one for broadcasts.
+void UdpServer::Watch() {
+  std::vector<const platform::DatagramSocket*> sockets;
+  for (const Device& device : devices_) sockets.push_back(&device.socket);
+  sockets.push_back(&broadcast_);
+  waiter_.Watch(sockets);
 }
 
 bool UdpServer::AreFilesWhole(std::string& error) const {
@@ -146,16 +115,18 @@ bool UdpServer::AreFilesWhole(std::string& error) const {
 }
 
 void UdpServer::Receive(size_t route, Time now) {
-  const DeviceSocket& socket = route < devices_.size() ? devices_[route].socket : broadcast_;
-  sockaddr_in system{};
-  socklen_t systemSize = sizeof system;
-  const ssize_t size =
-      recvfrom(socket.Handle(), buffer_.data(), buffer_.size(), 0, reinterpret_cast<sockaddr*>(&system), &systemSize);
+  platform::DatagramSocket& socket = route < devices_.size() ? devices_[route].socket : broadcast_;
+  platform::Endpoint sender;
+  const int size = socket.ReceiveFrom(buffer_, sender);
   if (size < 0) return;  // nothing there, or an error of an earlier send
   const std::span<const uint8_t> datagram = std::span(buffer_).first(static_cast<size_t>(size));
-  const platform::Endpoint sender = FromSystem(system);
   if (sender.address[0] != kLoopbackNetwork && !options_.allowsAnyInterface) return;
-  if (pcap_.IsOpen()) pcap_.Write(sender, socket.LocalEndpoint(), datagram);
+  if (pcap_.IsOpen()) {
+    const bool isBroadcast = route == devices_.size();  // of which some systems say that it came to any address
+    const auto local =
+        isBroadcast ? platform::Endpoint{platform::kBroadcastAddress, wire::kDevicePort} : LocalOf(socket);
+    pcap_.Write(sender, local, datagram);
+  }
   if (!arriving_.IsActive()) {
     Deliver(route, datagram, sender, now);
   } else {
@@ -194,14 +165,13 @@ void UdpServer::Send(size_t route, std::vector<Outgoing> outgoing, Time now) {
 }
 
 void UdpServer::Transmit(size_t route, const platform::Endpoint& receiver, std::span<const uint8_t> datagram) {
-  const Device& device = devices_[route % devices_.size()];
-  const DeviceSocket& socket = route < devices_.size() ? device.socket : device.formerSocket;
-  const sockaddr_in system = ToSystem(receiver);
-  const ssize_t sent = sendto(socket.Handle(), datagram.data(), datagram.size(), 0,
-                              reinterpret_cast<const sockaddr*>(&system), sizeof system);
-  if (pcap_.IsOpen() && sent >= 0) pcap_.Write(socket.LocalEndpoint(), receiver, datagram);
+  Device& device = devices_[route % devices_.size()];
+  platform::DatagramSocket& socket = route < devices_.size() ? device.socket : device.formerSocket;
+  const bool isSent = socket.SendTo(datagram, receiver) >= 0;
+  const std::string trouble = isSent ? "" : SystemErrorText();
+  if (pcap_.IsOpen() && isSent) pcap_.Write(LocalOf(socket), receiver, datagram);
   // A datagram that cannot be sent is as good as lost; the protocol gets over that.
-  if (options_.isVerbose) Print(route, "->", receiver, datagram, sent < 0 ? std::strerror(errno) : nullptr);
+  if (options_.isVerbose) Print(route, "->", receiver, datagram, isSent ? nullptr : trouble.c_str());
 }
 
 void UdpServer::RunTimers(Time now) {
@@ -231,11 +201,12 @@ bool UdpServer::FollowAddress(Device& device) {
     std::fprintf(stderr, "device %s left %s and cannot be reached at its new address: %s; it hears broadcasts only\n",
                  name.c_str(), old.c_str(), error.c_str());
   }
+  Watch();
   return true;
 }
 
 void UdpServer::CloseFormerSocket(size_t index) {
-  DeviceSocket& former = devices_[index].formerSocket;
+  platform::DatagramSocket& former = devices_[index].formerSocket;
   if (former.IsOpen() && !leaving_.Holds(index + devices_.size())) former.Close();
 }
 
@@ -265,7 +236,7 @@ std::optional<Time> UdpServer::NextTime() const {
 
 void UdpServer::Print(size_t route, const char* direction, const platform::Endpoint& peer,
                       std::span<const uint8_t> datagram, const char* remark) const {
-  const std::chrono::duration<double> elapsed = Now() - start_;
+  const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start_;
   std::printf("%11.6f %s %s %s:%u %s%s%s%s\n", elapsed.count(),
               devices_[route % devices_.size()].model->Identity().name.c_str(), direction,
               DescribeAddress(peer.address).c_str(), unsigned{peer.port}, DescribeDatagram(datagram).c_str(),

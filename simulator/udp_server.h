@@ -1,20 +1,21 @@
 // Devices on real UDP sockets: each on its own address, port 14001, and all of them behind one socket for broadcasts.
-// A thin shell around DeviceModel; it decides nothing that a device decides. Single-threaded; POSIX.
+// A thin shell around DeviceModel; it decides nothing that a device decides. Single-threaded.
 //
 // Unless told otherwise it stays on the loopback network: it binds no other address and hears no other sender.
 #pragma once
 
 #include <array>
-#include <csignal>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "platform/datagram_socket.h"
+#include "platform/waiter.h"
 #include "simulator/device_model.h"
 #include "simulator/fault_layer.h"
 #include "simulator/pcap_file.h"
@@ -29,28 +30,6 @@ struct ServerOptions {
   std::string pcapPath;      // empty: none
 };
 
-// An IPv4 UDP socket on the device port, or none.
-class DeviceSocket {
- public:
-  DeviceSocket() = default;
-  ~DeviceSocket() { Close(); }
-  DeviceSocket(DeviceSocket&& other) noexcept : handle_(std::exchange(other.handle_, -1)) {}
-  DeviceSocket& operator=(DeviceSocket&& other) noexcept {
-    std::swap(handle_, other.handle_);
-    return *this;
-  }
-
-  // isShared: other sockets may bind the same address, as every simulator does with the broadcast address.
-  bool Bind(const platform::Ipv4Address& address, bool isShared, std::string& error);
-  void Close();
-  bool IsOpen() const { return handle_ >= 0; }
-  int Handle() const { return handle_; }
-  platform::Endpoint LocalEndpoint() const;
-
- private:
-  int handle_ = -1;
-};
-
 class UdpServer {
  public:
   explicit UdpServer(ServerOptions options);
@@ -62,21 +41,23 @@ class UdpServer {
   bool Add(std::unique_ptr<DeviceModel> model, std::string& error);
   // Opens the broadcast socket, the write log and the capture, once all devices are there.
   bool Open(std::string& error);
-  // Serves until `stop` is not 0. Signals are delivered under `waitMask` and only while it waits, so that none is
-  // missed. False with `error` when waiting or one of the files failed.
-  bool Run(const volatile std::sig_atomic_t& stop, const sigset_t& waitMask, std::string& error);
+  // Serves until Stop. False with `error` when waiting or one of the files failed.
+  bool Run(std::string& error);
+  // Ends Run, also one that has not begun. For any thread and for signal handlers.
+  void Stop();
 
  private:
   // Routes of datagrams: i is device i at its address, as many more the device at its former address; an arriving
   // broadcast has the number of devices.
   struct Device {
     std::unique_ptr<DeviceModel> model;
-    DeviceSocket socket;
-    DeviceSocket formerSocket;        // at the address before, while a reply has to leave from there
-    platform::Ipv4Address address{};  // the one that was bound, or could not be
+    platform::DatagramSocket socket;
+    platform::DatagramSocket formerSocket;  // at the address before, while a reply has to leave from there
+    platform::Ipv4Address address{};        // the one that was bound, or could not be
   };
 
   bool Bind(Device& device, std::string& error);
+  void Watch();
   void Receive(size_t route, Time now);
   void Deliver(size_t route, std::span<const uint8_t> datagram, const platform::Endpoint& sender, Time now);
   void DeliverTo(size_t index, std::span<const uint8_t> datagram, const platform::Endpoint& sender, Time now);
@@ -93,7 +74,9 @@ class UdpServer {
 
   ServerOptions options_;
   std::vector<Device> devices_;
-  DeviceSocket broadcast_;
+  platform::DatagramSocket broadcast_;
+  platform::Waiter waiter_;
+  std::atomic<bool> isStopped_ = false;
   FaultLayer arriving_;
   FaultLayer leaving_;
   std::FILE* writeLog_ = nullptr;

@@ -34,8 +34,8 @@ uint32_t ChangeInterface(const std::optional<std::string>& text) {
   Octets wanted{};
   if (const uint32_t status = ParseInterfaceAddress(text, wanted); status != MEDIA_ADAPTER_OK) return status;
   auto& [queue, socket] = WorkerChannel();
-  const auto current = socket.LocalAddress();
-  if (current && std::ranges::equal(*current, wanted)) return MEDIA_ADAPTER_OK;
+  const auto current = socket.LocalEndpoint();
+  if (current && std::ranges::equal(current->address, wanted)) return MEDIA_ADAPTER_OK;
   queue.Watch(nullptr);
   socket.Close();
   const uint32_t status = CreateDeviceSocket(socket, text->empty() ? nullptr : text->c_str(), false);

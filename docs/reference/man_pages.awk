@@ -48,11 +48,12 @@ function put_record_return(page) {
 function put_function(declaration, type, name, arguments, page, i, isReturn) {
   gsub(/[ \n]+/, " ", declaration)
   sub(/^MEDIA_ADAPTER_EXPORT /, "", declaration)
+  sub(/MEDIA_ADAPTER_CALL /, "", declaration)
   match(declaration, /API_[A-Za-z]+/)
   type = substr(declaration, 1, RSTART - 1)
   name = substr(declaration, RSTART, RLENGTH)
   arguments = substr(declaration, RSTART + RLENGTH + 1)
-  sub(/\);.*/, "", arguments)
+  gsub(/^ |\);.*/, "", arguments)
   sub(/ $/, "", type)
 
   types[name] = type

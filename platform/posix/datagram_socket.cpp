@@ -5,26 +5,52 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "platform/socket_address.h"
 
 namespace media_adapter::platform {
+
+namespace {
+
+// -1 when there is none; errno says why.
+int OpenBound(const sockaddr_in& address, bool isShared) {
+  const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (handle < 0) return handle;
+  const timeval nap{.tv_sec = 0, .tv_usec = std::chrono::microseconds(DatagramSocket::kNap).count()};
+  const int on = 1;
+  if (setsockopt(handle, SOL_SOCKET, SO_RCVTIMEO, &nap, sizeof nap) == 0 &&
+      (!isShared || setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0) &&
+      bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    return handle;
+  }
+  const int error = errno;
+  close(handle);
+  errno = error;
+  return -1;
+}
+
+}  // namespace
 
 bool StartSockets() { return true; }
 
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
   const auto address = ParseAddress(localAddress);
-  if (!address) return false;
-  const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (handle < 0) return false;
-  const timeval nap{.tv_sec = 0, .tv_usec = std::chrono::microseconds(kNap).count()};
-  if (setsockopt(handle, SOL_SOCKET, SO_RCVTIMEO, &nap, sizeof nap) != 0 ||
-      bind(handle, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
-    close(handle);
-    return false;
-  }
-  handle_ = handle;
-  return true;
+  if (address) handle_ = OpenBound(*address, false);
+  return IsOpen();
+}
+
+bool DatagramSocket::Bind(const Endpoint& local) {
+  Close();
+  handle_ = OpenBound(SystemAddress(local), false);
+  return IsOpen();
+}
+
+bool DatagramSocket::BindToBroadcasts(uint16_t port) {
+  Close();
+  handle_ = OpenBound(SystemAddress({kBroadcastAddress, port}), true);
+  return IsOpen();
 }
 
 bool DatagramSocket::EnableBroadcast() {
@@ -37,11 +63,11 @@ void DatagramSocket::Close() {
   handle_ = kNoHandle;
 }
 
-std::optional<Ipv4Address> DatagramSocket::LocalAddress() const {
+std::optional<Endpoint> DatagramSocket::LocalEndpoint() const {
   sockaddr_in address{};
   socklen_t size = sizeof address;
   if (getsockname(static_cast<int>(handle_), reinterpret_cast<sockaddr*>(&address), &size) != 0) return std::nullopt;
-  return FromSystem(address).address;
+  return FromSystem(address);
 }
 
 int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {

@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <vector>
 
 #include "platform/clock.h"
 
@@ -24,19 +24,27 @@ using std::chrono::seconds;
 
 constexpr int kForEver = -1;
 
-// Which descriptor an event is of.
-enum Source : uint32_t { kWakeUp, kSocket, kTimer, kSources };
+// Which descriptor an event is of: sockets are counted from kSockets.
+enum Source : uint32_t { kWakeUp, kTimer, kSockets };
 
 }  // namespace
 
 struct Waiter::Impl {
+  Impl() { sockets.reserve(1); }  // who watches one has the memory for it already
+
   int epoll = epoll_create1(EPOLL_CLOEXEC);
   int wakeUp = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   int timer = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-  int socket = -1;
+  std::vector<int> sockets{};  // -1: closed
+  std::vector<epoll_event> events{kSockets + 1};
+  std::span<epoll_event> ready{};         // by the last wait
   std::optional<nanoseconds> armed = {};  // when the timer ends
 
-  bool Add(int handle, Source source) const {
+  bool IsReady(uint32_t source) const {
+    return std::ranges::any_of(ready, [=](const epoll_event& event) { return event.data.u32 == source; });
+  }
+
+  bool Add(int handle, uint32_t source) const {
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.u32 = source;
@@ -77,30 +85,40 @@ void Waiter::Wake() {
   [[maybe_unused]] const ssize_t written = write(impl_->wakeUp, &one, sizeof one);
 }
 
-void Waiter::Watch(const DatagramSocket* socket) {
-  if (impl_->socket >= 0) epoll_ctl(impl_->epoll, EPOLL_CTL_DEL, impl_->socket, nullptr);
-  impl_->socket = socket == nullptr ? -1 : static_cast<int>(socket->Handle());
-  if (impl_->socket >= 0) impl_->Add(impl_->socket, kSocket);
+void Waiter::Watch(const DatagramSocket* socket) { Watch(std::span(&socket, socket == nullptr ? 0U : 1U)); }
+
+void Waiter::Watch(std::span<const DatagramSocket* const> sockets) {
+  for (const int socket : impl_->sockets) {
+    if (socket >= 0) epoll_ctl(impl_->epoll, EPOLL_CTL_DEL, socket, nullptr);
+  }
+  impl_->sockets.clear();
+  impl_->ready = {};
+  impl_->events.resize(kSockets + sockets.size());
+  for (const DatagramSocket* socket : sockets) {
+    impl_->sockets.push_back(static_cast<int>(socket->Handle()));
+    const auto source = static_cast<uint32_t>(kSockets + impl_->sockets.size() - 1);
+    if (socket->IsOpen()) impl_->Add(impl_->sockets.back(), source);
+  }
 }
+
+bool Waiter::HasFound(size_t index) const { return impl_->IsReady(static_cast<uint32_t>(kSockets + index)); }
 
 Waiter::Outcome Waiter::Wait(std::optional<nanoseconds> deadline) {
   if (impl_->wakeUp < 0) return Outcome::Failed;
   for (;;) {
     if (deadline && !impl_->Arm(*deadline)) return Outcome::Failed;
-    std::array<epoll_event, kSources> events{};
+    auto& events = impl_->events;
     const int count = epoll_wait(impl_->epoll, events.data(), static_cast<int>(events.size()), kForEver);
     if (count < 0 && errno != EINTR) return Outcome::Failed;
 
-    const auto ready = std::span(events).first(static_cast<size_t>(std::max(count, 0)));
-    const auto isReady = [&](Source source) {
-      return std::ranges::any_of(ready, [=](const epoll_event& event) { return event.data.u32 == source; });
-    };
-    if (isReady(kTimer)) {
+    impl_->ready = std::span(events).first(static_cast<size_t>(std::max(count, 0)));
+    const bool isTimer = impl_->IsReady(kTimer);
+    if (isTimer) {
       impl_->armed.reset();
       if (!Impl::Drain(impl_->timer)) return Outcome::Failed;
     }
-    if (isReady(kWakeUp)) return Impl::Drain(impl_->wakeUp) ? Outcome::Woken : Outcome::Failed;
-    if (isReady(kSocket)) return Outcome::Readable;
+    if (impl_->IsReady(kWakeUp)) return Impl::Drain(impl_->wakeUp) ? Outcome::Woken : Outcome::Failed;
+    if (impl_->ready.size() > (isTimer ? 1U : 0U)) return Outcome::Readable;
     if (deadline && MonotonicNow() >= *deadline) return Outcome::TimedOut;
   }
 }

@@ -7,6 +7,7 @@
 #endif
 // clang-format off
 #include <winsock2.h>
+#include <ws2tcpip.h>
 #include <mswsock.h>
 #include <windows.h>
 #include <iphlpapi.h>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/windows/system.h"
@@ -26,9 +27,18 @@ bool HasArrival(SOCKET socket) {
 }  // namespace
 
 struct Waiter::Impl {
+  Impl() { sockets.reserve(1), found.reserve(1); }  // who watches one has the memory for it already
+
+  // Looks at all, so that each has its turn.
+  bool LookForArrivals() {
+    std::transform(sockets.begin(), sockets.end(), found.begin(), HasArrival);
+    return std::ranges::find(found, true) != found.end();
+  }
+
   HANDLE wakeUp = CreateEventA(nullptr, FALSE, FALSE, nullptr);
   HANDLE arrival = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-  SOCKET socket = INVALID_SOCKET;
+  std::vector<SOCKET> sockets{};
+  std::vector<bool> found{};
 };
 
 Waiter::Waiter() : impl_(std::make_unique<Impl>()) {}
@@ -40,10 +50,19 @@ Waiter::~Waiter() {
 
 void Waiter::Wake() { SetEvent(impl_->wakeUp); }
 
-void Waiter::Watch(const DatagramSocket* socket) {
-  impl_->socket = socket == nullptr ? INVALID_SOCKET : static_cast<SOCKET>(socket->Handle());
-  if (impl_->socket != INVALID_SOCKET) WSAEventSelect(impl_->socket, impl_->arrival, FD_READ);
+void Waiter::Watch(const DatagramSocket* socket) { Watch(std::span(&socket, socket == nullptr ? 0U : 1U)); }
+
+// One event serves all: which of them it was shows at the sockets.
+void Waiter::Watch(std::span<const DatagramSocket* const> sockets) {
+  impl_->sockets.clear();
+  impl_->found.assign(sockets.size(), false);
+  for (const DatagramSocket* socket : sockets) {
+    impl_->sockets.push_back(static_cast<SOCKET>(socket->Handle()));
+    if (socket->IsOpen()) WSAEventSelect(impl_->sockets.back(), impl_->arrival, FD_READ);
+  }
 }
+
+bool Waiter::HasFound(size_t index) const { return impl_->found.at(index); }
 
 Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   if (impl_->wakeUp == nullptr || impl_->arrival == nullptr) return Outcome::Failed;
@@ -53,7 +72,7 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
     // socket: nothing that comes in between goes unnoticed.
     ResetEvent(impl_->arrival);
     if (WaitForSingleObject(impl_->wakeUp, 0) == WAIT_OBJECT_0) return Outcome::Woken;
-    if (HasArrival(impl_->socket)) return Outcome::Readable;
+    if (impl_->LookForArrivals()) return Outcome::Readable;
     const DWORD timeout = deadline ? MillisecondsUntil(*deadline) : INFINITE;
     if (timeout == 0) return Outcome::TimedOut;
     const DWORD outcome = WaitForMultipleObjects(static_cast<DWORD>(either.size()), either.data(), FALSE, timeout);

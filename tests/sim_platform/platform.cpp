@@ -149,7 +149,7 @@ void DatagramSocket::Close() {
   handle_ = kNoHandle;
 }
 
-std::optional<Ipv4Address> DatagramSocket::LocalAddress() const { return World().LocalAddress(handle_); }
+std::optional<Endpoint> DatagramSocket::LocalEndpoint() const { return World().LocalEndpoint(handle_); }
 
 int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
   return World().Send(handle_, datagram, receiver) ? static_cast<int>(datagram.size()) : -1;

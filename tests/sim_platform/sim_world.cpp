@@ -259,11 +259,11 @@ bool SimWorld::EnableBroadcast(std::intptr_t handle) {
   return socket->second.broadcast = true;
 }
 
-std::optional<platform::Ipv4Address> SimWorld::LocalAddress(std::intptr_t handle) {
+std::optional<Endpoint> SimWorld::LocalEndpoint(std::intptr_t handle) {
   std::lock_guard lock(mutex_);
   const auto socket = sockets_.find(handle);
   if (socket == sockets_.end()) return std::nullopt;
-  return socket->second.local.address;
+  return socket->second.local;
 }
 
 bool SimWorld::Send(std::intptr_t handle, std::span<const uint8_t> bytes, const Endpoint& receiver) {

@@ -150,7 +150,7 @@ class SimWorld {
   std::intptr_t OpenSocket(const char* localAddress);  // -1 when it cannot be bound
   void CloseSocket(std::intptr_t handle);
   bool EnableBroadcast(std::intptr_t handle);
-  std::optional<platform::Ipv4Address> LocalAddress(std::intptr_t handle);
+  std::optional<platform::Endpoint> LocalEndpoint(std::intptr_t handle);
   bool Send(std::intptr_t handle, std::span<const uint8_t> bytes, const Endpoint& receiver);
   std::optional<Datagram> Receive(std::intptr_t handle, Endpoint& sender);
   bool IsReadable(std::intptr_t handle) const;  // inside Wait and Do only

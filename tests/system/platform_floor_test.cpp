@@ -78,7 +78,7 @@ TEST_F(PlatformFloor, DatagramsComeWholeOrNotAtAll) {
   waiter_.Watch(&socket_);
   Ask(46);
   EXPECT_EQ(WaitFor(5s), Outcome::Readable) << "a socket that was opened anew is watched";
-  EXPECT_EQ(socket_.LocalAddress(), (platform::Ipv4Address{127, 0, 0, 1}));
+  EXPECT_EQ(socket_.LocalEndpoint().value().address, (platform::Ipv4Address{127, 0, 0, 1}));
   EXPECT_FALSE(socket_.Open("127.0.0.2x"));
   EXPECT_FALSE(socket_.IsOpen());
 }
