@@ -186,7 +186,7 @@ TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
 }
 
 TEST(Entries, AreShownAndFilteredAsElsewhere) {
-  EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10138) + " " + ShortSize(10241) + " " +
+  EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10137) + " " + ShortSize(10241) + " " +
                 ShortSize(1048575) + " " + ShortSize(UINT32_MAX),
             "1023 1.1K 9.9K 11K 1.0M 4.0G");
   ListingEntry entry = {.number = 1,
@@ -217,7 +217,8 @@ TEST(Entries, AreShownAndFilteredAsElsewhere) {
   EXPECT_EQ(matches(&EntryFilter::AddDays, "1 +0 +1 -2 -1 1d"), "11010!");
   EXPECT_EQ(matches(&EntryFilter::AddMinutes, "+2819 2820 -2821"), "111");
   EXPECT_EQ(matches(&EntryFilter::AddNewerThan,
-                    "2024-05-06 '2024-05-06 07:08' 2024-05-06T07:08:10 2024-05-07 2024-05 '2024-05-06 07' 2024-05-06x 2024-13-01"),
+                    "2024-05-06 '2024-05-06 07:08' 2024-05-06T07:08:10 2024-05-07 2024-05 '2024-05-06 07' 2024-05-06x "
+                    "2024-13-01"),
             "1100!!!!");
   entry = RootEntry();
   EXPECT_EQ(matches(&EntryFilter::AddDays, "+0 -1") + matches(&EntryFilter::AddName, "/"), "001");
