@@ -192,7 +192,7 @@ TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
 }
 
 TEST(Entries, AreShownAndFilteredAsElsewhere) {
-  EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10138) + " " + ShortSize(10241) + " " +
+  EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10137) + " " + ShortSize(10241) + " " +
                 ShortSize(1048575) + " " + ShortSize(UINT32_MAX),
             "1023 1.1K 9.9K 11K 1.0M 4.0G");
   ListingEntry entry = {.number = 1,

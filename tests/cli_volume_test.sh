@@ -14,11 +14,13 @@ make_files() {
   mkdir new && mv new.bin new/old.bin
   head -c 400000 /dev/urandom >big.bin
   head -c 200000 /dev/urandom >slow.bin
-  for name in full stuck dead slow foreign ref0 ref2 ref5 ref6; do make_volume vol-$name.img; done
+  for name in full stuck dead slow foreign ref0 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
+  { head -c 6000 /dev/urandom && echo =MARK=; } >mark.bin
+  mcopy -i vol-compared.img mark.bin ::
   head -c 8000000 /dev/zero | mcopy -i vol-full.img - ::FILL.BIN
   head -c 100000 /dev/urandom | mcopy -i vol-full.img - ::big.bin
   head -c 2000000 /dev/urandom | mcopy -i vol-slow.img - ::BIG.BIN
-  for name in stuck dead ref0 ref2 ref5 ref6; do mcopy -i vol-$name.img old.bin ::; done
+  for name in stuck dead ref0 ref2 ref5 ref6 move1 move4 move6; do mcopy -i vol-$name.img old.bin ::; done
 }
 
 # The old file goes first, so a full volume leaves no entry whose space the next file would share.
@@ -39,6 +41,33 @@ test_refused_writes() { # WRITES: so many are done before it
   expect_on_volume "$name.img" next.bin next.bin
   if [ "$1" = 0 ]; then expect_on_volume "$name.img" old.bin old.bin; else expect_not_on_volume "$name.img" old.bin; fi
   expect_clean "$name.img"
+}
+
+# A move that fails half-way, in its data, its chain or the deletion of the source: one of the two is whole.
+test_refused_moves() { # WRITES: so many are done before it
+  local name=vol-move$1
+  expect_code 1 "$name" on "$name" mv /old.bin /new.bin 2>"$name.err"
+  if [ "$1" -lt 5 ]; then
+    expect_text "$name.err" "mv /old.bin: Protocol error (status 8): " "/old.bin stays"
+    expect_on_volume "$name.img" old.bin old.bin
+  else
+    expect_text "$name.err" "/new.bin is whole; the source could not be deleted"
+    expect_on_volume "$name.img" new.bin old.bin
+  fi
+}
+
+# What comes back of a copy is compared: the change of one byte on the volume costs the copy, not the source.
+has_two_copies() { [ "$(grep -obUa =MARK= vol-compared.img | wc -l)" = 2 ]; }
+test_changed_copy() {
+  on vol-compared mv /mark.bin /copy.bin 2>compared.err &
+  local run=$!
+  wait_until 300 has_two_copies
+  printf X | dd of=vol-compared.img bs=1 conv=notrunc seek="$(grep -obUa =MARK= vol-compared.img | tail -1 | cut -d: -f1)" 2>/dev/null
+  expect_code 1 "a copy that is another" wait $run
+  expect_text compared.err "mv /mark.bin: what came back of /copy.bin is not what went there; it was deleted; /mark.bin stays"
+  expect_on_volume vol-compared.img mark.bin mark.bin
+  expect_not_on_volume vol-compared.img copy.bin
+  expect_clean vol-compared.img
 }
 
 # A device that refuses every write once the entry stands: what it left cannot be deleted, so nothing more is written.
@@ -355,6 +384,15 @@ $(printf '\033[01;34m/music\033[0m')
 END
   expect_text look.err "tree /nope: Invalid path (status 244): there is no /nope" "cat /music: a folder cannot go to standard output"
   expect_count 2 look.err ''
+  on vol-tree --json -c 'tree /music/empty' -c 'du -s /music' -c 'cp /music/empty/o2.bin /music/empty/O3.bin' \
+    -c 'find /music/empty -iname *3*' -c 'rm -r /music/empty/o3.*' | jq -c '.[] | del(.modified, .contents[]?.modified)' >look.json
+  diff - look.json <<'END' || fail "JSON: not the output above"
+{"path":"/music/empty","contents":[{"name":"o2.bin","folder":false,"attributes":"----a","size":11,"path":"/music/empty/o2.bin"}]}
+{"path":"/music","size":6711,"files":6}
+{"path":"/music/empty/o2.bin","to":"/music/empty/O3.bin","size":11,"ok":true,"status":0,"message":"Operation successful"}
+{"name":"O3.bin","folder":false,"attributes":"----a","size":11,"path":"/music/empty/O3.bin"}
+{"path":"/music/empty/O3.bin","ok":true,"status":0,"message":"Operation successful"}
+END
 }
 
 # cp, mv and rm -r: every file is somewhere, whole, and the folders stay.
@@ -424,9 +462,14 @@ for after in 0 2 5 6; do
   start_simulator 127.0.0.9$after,vol-ref$after --refuse-write-after $after
   refused_tests+=("test_refused_writes $after")
 done
+for after in 1 4 6; do
+  start_simulator 127.0.0.10$after,vol-move$after --refuse-write-after $after --refusals 1000
+  refused_tests+=("test_refused_moves $after")
+done
+start_simulator 127.0.0.100,vol-compared --delay 50
 start_simulator "127.0.0.85,vol-slow 127.0.0.86,vol-killed 127.0.0.87,vol-shell 127.0.0.88,vol-turns" --delay 5
 start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign 127.0.0.91,vol-tree"
 is_windows || posix_tests="test_interrupts test_second_interrupt test_interrupt_in_shell test_names test_foreign_names"
 # shellcheck disable=SC2086  # words
-run_all "${refused_tests[@]}" test_full_volume test_stuck_device test_dead_device test_two_writers test_patterns ${posix_tests-} &&
+run_all "${refused_tests[@]}" test_full_volume test_stuck_device test_dead_device test_two_writers test_patterns test_changed_copy ${posix_tests-} &&
   echo "cli volume test: passed"
