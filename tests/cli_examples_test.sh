@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # Every example of the manual page and of --help does what it says it does, as far as its exit status tells: each one
-# runs as it stands there, in a world that has what the examples speak of. Examples of one paragraph come one after the
-# other.
+# runs as it stands there, in a world that has what the examples speak of.
 # usage: cli_examples_test.sh MEDIA_ADAPTER_SIM MEDIA_ADAPTER MANUAL-PAGE
 # shellcheck source=tests/support/devices.sh
 . "$(dirname "$0")/support/devices.sh" "$1" "$2"
@@ -35,18 +34,16 @@ print_examples() {
 
 run_paragraph() { # FILE
   local example
-  export XDG_RUNTIME_DIR=$work/run/$1 # for an agent of its own
-  mkdir "$XDG_RUNTIME_DIR"
+  media-adapter agent # some end it; without one each example would search
   while read -r example; do
     bash -o pipefail -c "$example" >>examples.out 2>"$1.err" </dev/null || fail "example: $example: $(cat "$1.err")"
     echo "$example" >>examples.run
   done <"$1"
-  media-adapter agent --stop 2>"$1.err"
 }
 
 make_world
 start_simulator 127.0.0.99,Lounge,secret
 print_examples | awk -v RS= '{print > "paragraph" NR}'
-paragraphs=()
-for file in paragraph*; do paragraphs+=("run_paragraph $file"); done
-run_all "${paragraphs[@]}" && [ "$(wc -l <examples.run)" -gt 15 ] && echo "cli examples test: passed"
+for file in paragraph*; do run_paragraph "$file"; done
+media-adapter agent --stop
+[ ! -e failures ] && [ "$(wc -l <examples.run)" -gt 15 ] && echo "cli examples test: passed"

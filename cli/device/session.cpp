@@ -11,6 +11,7 @@
 #include "cli/console/text.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/interfaces.h"
+#include "protocol/element_table.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -296,7 +297,12 @@ Answer Session::SetConfiguration(std::span<const uint16_t> elements, const Confi
     return API_SetConfiguration(elements.data(), static_cast<uint32_t>(elements.size()), &image, options_.tag, password,
                                 index);
   });
-  if (answer.IsOk()) search_.wanted.reset();  // what the device tells of itself is another by now: for the next session
+  const auto isFound = [](uint16_t id) {
+    const ElementRow* const row = FindElement(static_cast<uint8_t>(id >> 8), static_cast<uint8_t>(id));
+    return row != nullptr && row->entryOffset != kNoOffset;
+  };
+  // What a search finds is another by now: for the next session.
+  if (answer.IsOk() && std::ranges::any_of(elements, isFound)) search_.wanted.reset();
   return answer;
 }
 
