@@ -45,6 +45,7 @@ void AgentKeeper::Run() {
     KeepWorkers();
     WaitForNews();
   }
+  Close();
 }
 
 bool AgentKeeper::IsIdle() const {
