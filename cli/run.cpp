@@ -57,7 +57,7 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
       app.add_option(
              "--device", options.session.devices,
              "The device: its name, index, MAC or IPv4 address; needed when several answer. May be given several "
-             "times for search, ls, tree, find, du, get, put and config")
+             "times for search, ls, tree, find, du, get, put, sync and config")
           ->type_name("DEVICE")
           ->allow_extra_args(false);
   app.add_flag("--all", options.session.isAll, "All devices that answer, for the same commands")->excludes(device);
