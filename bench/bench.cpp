@@ -35,11 +35,18 @@
 #include "bench/loopback_device.h"
 #include "fat/sector_buffers.h"
 #include "fat/volume.h"
+#include "platform/load_hook.h"
 #include "platform/thread.h"
 #include "protocol/channel.h"
 #include "protocol/device_table.h"
 #include "worker/device_socket_setup.h"
 #include "worker/library.h"
+
+namespace media_adapter::platform {
+
+void AllowUnloading(bool (*)()) {}  // the library is linked in
+
+}  // namespace media_adapter::platform
 
 namespace media_adapter::bench {
 namespace {
