@@ -15,7 +15,8 @@ make_world() {
   chmod +x bin/*
   echo song | tee song.mp3 album/one.mp3 album/two.mp3 home/song.wav >cover.jpg
   echo secret >pw
-  export MEDIA_ADAPTER_PASSWORD_FILE=$work/pw
+  # Other tests may have devices in this network.
+  export MEDIA_ADAPTER_PASSWORD_FILE=$work/pw MEDIA_ADAPTER_DEVICE=Lounge
   head -c 52 /dev/urandom >key
   make_volume Lounge.img
   mmd -i Lounge.img ::/music ::/tapes

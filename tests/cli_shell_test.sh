@@ -88,5 +88,5 @@ head -c 3000000 /dev/urandom >BIG.BIN
 make_volume sh-a.img
 mmd -i sh-a.img ::music ::music/deep
 mcopy -i sh-a.img BIG.BIN ::
-start_simulator "127.0.0.101,sh-a 127.0.0.102,sh-b" --delay 1
+start_simulator "127.0.0.121,sh-a 127.0.0.122,sh-b" --delay 1
 run_all test_shell test_bash && echo "cli shell test: passed"

@@ -134,14 +134,14 @@ test_refused_file() {
 
 # A device that dies when the entry stands and its space still counts as free: size and time are right, the file is not.
 test_dead_after_entry() {
-  start_simulator 127.0.0.103,sync-stuck --refuse-write-after 7 --refusals 1000
+  start_simulator 127.0.0.133,sync-stuck --refuse-write-after 7 --refusals 1000
   local stuck=$!
   expect_code 1 "stuck" on sync-stuck sync refused / >stuck.out 2>stuck.err
   expect_count 1 stuck.err 'may be incomplete'
   mdir -b -i sync-stuck.img :: >stuck.dir
   expect_text stuck.dir "::/a.bin"
   kill "$stuck"
-  start_simulator 127.0.0.103,sync-stuck
+  start_simulator 127.0.0.133,sync-stuck
   expect_code 1 "mended" on sync-stuck -c 'get /a.bin .' -c 'sync refused /' --keep-going >stuck.out 2>stuck.err
   expect_text stuck.err "/a.bin was left incomplete by an earlier run" "get /a.bin: left incomplete"
   expect_text stuck.out "3 files copied, 9000 bytes, 0 skipped, 0 failed, "
@@ -188,7 +188,7 @@ test_interrupted() {
 }
 
 make_files
-start_simulator "127.0.0.101,sync-main 127.0.0.105,sync-pipe"
-start_simulator 127.0.0.102,sync-refused --refuse-write-after 9
-start_simulator 127.0.0.104,sync-slow --delay 3
+start_simulator "127.0.0.131,sync-main 127.0.0.135,sync-pipe"
+start_simulator 127.0.0.132,sync-refused --refuse-write-after 9
+start_simulator 127.0.0.134,sync-slow --delay 3
 run_all test_both_ways test_standard_input test_refused_file test_dead_after_entry test_interrupted && echo "cli sync test: passed"
