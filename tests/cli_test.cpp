@@ -203,7 +203,8 @@ TEST(Entries, AreShownAndFilteredAsElsewhere) {
   const std::chrono::sys_seconds now = *EntryTime(entry) + std::chrono::hours(47);
   const auto matches = [&](bool (EntryFilter::*add)(std::string_view), std::string_view words) {
     std::string results;
-    for (const std::string& word : *SplitWords(words)) {
+    const auto split = SplitWords(words);
+    for (const std::string& word : *split) {
       EntryFilter filter;
       const bool isTaken = (filter.*add)(word);
       results += !isTaken ? '!' : filter.Matches(entry, now) ? '1' : '0';
