@@ -15,7 +15,7 @@ make_files() {
   head -c 400000 /dev/urandom >big.bin
   head -c 200000 /dev/urandom >slow.bin
   for name in full stuck dead slow foreign ref0 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
-  { head -c 6000 /dev/urandom && echo =MARK=; } >mark.bin
+  { echo =MARK= && head -c 16000 /dev/urandom; } >mark.bin
   mcopy -i vol-compared.img mark.bin ::
   head -c 8000000 /dev/zero | mcopy -i vol-full.img - ::FILL.BIN
   head -c 100000 /dev/urandom | mcopy -i vol-full.img - ::big.bin
@@ -64,7 +64,7 @@ test_changed_copy() {
   wait_until 300 has_two_copies
   printf X | dd of=vol-compared.img bs=1 conv=notrunc seek="$(grep -obUa =MARK= vol-compared.img | tail -1 | cut -d: -f1)" 2>/dev/null
   expect_code 1 "a copy that is another" wait $run
-  expect_text compared.err "mv /mark.bin: what came back of /copy.bin is not what went there; it was deleted; /mark.bin stays"
+  expect_text compared.err "mv /mark.bin: what came back of /copy.bin is not what went there; it was deleted: /mark.bin stays"
   expect_on_volume vol-compared.img mark.bin mark.bin
   expect_not_on_volume vol-compared.img copy.bin
   expect_clean vol-compared.img

@@ -112,7 +112,7 @@ bool NamePattern::Matches(std::string_view name) const {
   const bool hasDot = !elements_.empty() && !elements_[0].isMany && !elements_[0].isExcluding;
   if (rules_.hidesDots && name.starts_with('.') && !(hasDot && Accepts(elements_[0], '.'))) return false;
   std::u32string codes;
-  while (!name.empty()) codes += TakeCharacter(name);
+  while (!name.empty()) codes += static_cast<char32_t>(TakeCharacter(name));
   size_t element = 0, code = 0, many = elements_.size(), start = 0;
   while (code < codes.size()) {
     if (element < elements_.size() && elements_[element].isMany) {
@@ -151,7 +151,7 @@ class Search {
     if (first == words_.size()) return {folder};
     Look(folder, first);
     std::ranges::sort(paths_, {}, [&](const std::string& path) { return std::pair(tree_.Fold(path), path); });
-    paths_.erase(std::ranges::unique(paths_).begin(), paths_.end());
+    paths_.erase(std::unique(paths_.begin(), paths_.end()), paths_.end());
     return std::move(paths_);
   }
 

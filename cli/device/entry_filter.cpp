@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
 
 #include "cli/device/volume_name.h"
 
@@ -72,17 +74,17 @@ bool EntryFilter::AddMinutes(std::string_view text) {
   return bound.has_value();
 }
 
-bool EntryFilter::AddNewerThan(std::string_view time) {
-  ListingEntry entry = {};
-  int end = 0;
-  const std::string text(time.substr(0, 20));
-  const int fields = std::sscanf(text.c_str(), "%4hu-%2hu-%2hu%n%*1[ T]%2hu:%2hu%n:%2hu%n", &entry.year, &entry.month,
-                                 &entry.day, &end, &entry.hour, &entry.minute, &end, &entry.second, &end);
-  const std::optional<std::chrono::sys_seconds> limit = EntryTime(entry);
-  const bool isTime = entry.month <= 12 && entry.day <= 31 && entry.hour < 24 && entry.minute < 60 && entry.second < 60;
-  if (fields < 3 || fields == 4 || static_cast<size_t>(end) != time.size() || !isTime || !limit) return false;
-  newerThan_.push_back(*limit);
-  return true;
+bool EntryFilter::AddNewerThan(std::string_view text) {
+  for (const char* const form :
+       {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S"}) {
+    std::tm time = {};
+    std::istringstream stream{std::string(text)};
+    if (!(stream >> std::get_time(&time, form)) || stream.peek() != std::istringstream::traits_type::eof()) continue;
+    time.tm_isdst = -1;
+    newerThan_.emplace_back(std::chrono::seconds(std::mktime(&time)));
+    return true;
+  }
+  return false;
 }
 
 bool EntryFilter::Matches(const ListingEntry& entry, std::chrono::sys_seconds now) const {

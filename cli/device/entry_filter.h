@@ -23,7 +23,7 @@ class EntryFilter {
   bool AddSize(std::string_view text);       // [+-]N[ckMG], of 512 bytes without a letter
   bool AddDays(std::string_view text);       // [+-]N days since the last change
   bool AddMinutes(std::string_view text);    // [+-]N minutes since then
-  bool AddNewerThan(std::string_view time);  // "2024-05-06", "2024-05-06 07:08" or "2024-05-06 07:08:10"
+  bool AddNewerThan(std::string_view text);  // "2024-05-06", "2024-05-06 07:08" or "2024-05-06 07:08:10"
 
   bool Matches(const ListingEntry& entry, std::chrono::sys_seconds now) const;
 
