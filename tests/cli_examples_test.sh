@@ -19,7 +19,7 @@ make_world() {
   export MEDIA_ADAPTER_PASSWORD_FILE=$work/pw MEDIA_ADAPTER_DEVICE=Lounge
   head -c 52 /dev/urandom >key
   make_volume Lounge.img
-  mmd -i Lounge.img ::/music ::/tapes
+  mmd -i Lounge.img ::/music ::/tapes ::/recordings
   mcopy -i Lounge.img song.mp3 home/song.wav cover.jpg ::/music
   mcopy -i Lounge.img song.mp3 ::/tapes/1999.mp3
 }
