@@ -75,11 +75,17 @@ bool EntryFilter::AddMinutes(std::string_view text) {
 }
 
 bool EntryFilter::AddNewerThan(std::string_view text) {
-  for (const char* const form :
-       {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S"}) {
+  // std::get_time takes the beginning of a form for the whole.
+  constexpr std::array<std::pair<size_t, const char*>, 5> kForms = {{{10, "%Y-%m-%d"},
+                                                                     {16, "%Y-%m-%d %H:%M"},
+                                                                     {16, "%Y-%m-%dT%H:%M"},
+                                                                     {19, "%Y-%m-%d %H:%M:%S"},
+                                                                     {19, "%Y-%m-%dT%H:%M:%S"}}};
+  for (const auto& [size, form] : kForms) {
     std::tm time = {};
     std::istringstream stream{std::string(text)};
-    if (!(stream >> std::get_time(&time, form)) || stream.peek() != std::istringstream::traits_type::eof()) continue;
+    const bool isRead = text.size() == size && stream >> std::get_time(&time, form);
+    if (!isRead || stream.peek() != std::istringstream::traits_type::eof()) continue;
     time.tm_isdst = -1;
     newerThan_.emplace_back(std::chrono::seconds(std::mktime(&time)));
     return true;
