@@ -168,6 +168,16 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
       ASSERT_TRUE(again == 0 || again == operation.again) << again;
       ASSERT_TRUE(operation.path.empty() || Get(operation.path) == content);
     }
+    // More than was asked for goes nowhere.
+    Volume() = image;
+    ChangeReplies(Command::RFAReadData, SIZE_MAX, [](Datagram& bytes, Endpoint&) {
+      Bytes sectors = Slice(bytes, 48, 512);
+      sectors.resize(1024, 0xAA);
+      bytes = WithBody(bytes, Item(16, 3, sectors));
+    });
+    ASSERT_EQ(operation.run(), 0U) << operation.what;
+    ASSERT_TRUE(std::ranges::equal(Requests(), good, {}, BodyOf, BodyOf)) << operation.what;
+    world.fate = nullptr;
   }
 }
 
