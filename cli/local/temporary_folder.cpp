@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "cli/local/local_name.h"
 #include "cli/local/private_folder.h"
 
 namespace media_adapter::cli {
@@ -50,8 +51,14 @@ std::filesystem::path TemporaryFolder::Use(const std::string& fileName) {
 std::filesystem::path TemporaryFolder::UseAnother(const std::string& fileName) { return Track(1 - current, fileName); }
 
 std::filesystem::path TemporaryFolder::Rename(const std::string& fileName, std::error_code& error) {
-  const std::string before = filePaths[current];
+  std::string before = filePaths[current];
   if (before == path_ + "/" + fileName) return before;
+  if constexpr (kIsDosHost) {  // a name in other letters only is not taken for a new one everywhere
+    const std::string between = path_ + "/~";
+    std::filesystem::rename(before, between, error);
+    if (error) return before;
+    before = between;
+  }
   const char* const after = Track(1 - current, fileName);
   std::filesystem::rename(before, after, error);
   if (!error) {
