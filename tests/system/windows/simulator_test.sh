@@ -13,6 +13,7 @@ make_volume win-sim.img
 started=$!
 echo $started >>simulators
 wait_for sim.log ready 300
+[ ! -e failures ] || exit 1
 
 echo secret >password
 head -c 30000 /dev/urandom >file
