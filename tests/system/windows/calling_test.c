@@ -1,5 +1,5 @@
-/* Compiled for another calling convention, and linked by the import library for Microsoft's linker: the exports are called
- * in theirs. A call that leaves the stack elsewhere would show after so many. */
+/* Compiled for another calling convention where there is one, and linked by the import library for Microsoft's linker:
+ * the exports are called in theirs. A call that leaves the stack elsewhere would show after so many. */
 #include <media_adapter.h>
 
 int __cdecl main(void) {
