@@ -48,9 +48,9 @@ enum class Completes : uint8_t {
 struct Command {
   const char* name;
   const char* summary;
-  Completes completes;
   // Adds the command's options and arguments to `parser`, and a callback that sets `action` once they are parsed.
   void (*describe)(CLI::App& parser, Context& context, Action& action);
+  Completes completes;
   bool isOwn = false;  // never handed over to the agent: about the process itself, or the person before it
 };
 

@@ -57,12 +57,12 @@ void VolumeWriter::TakeNote() {
   const UnfinishedNote note(Mac());
   const std::optional<UnfinishedFile> file = note.Read();
   if (!file || leftovers_.contains(Mac())) return;
-  const auto [folder, name] = SplitDevicePath(file->path);
-  const Listing listing = session_.List(folder);
+  const DevicePathParts parts = SplitDevicePath(file->path);
+  const Listing listing = session_.List(parts.folder);
   if (!listing.answer.IsOk() && listing.answer.status != MEDIA_ADAPTER_INVALID_PATH) return;
   const bool isThere = std::ranges::any_of(listing.entries, [&](const ListingEntry& entry) {
     const std::string entryName(entry.name, strnlen(entry.name, sizeof entry.name));
-    return FoldDeviceName(entryName) == FoldDeviceName(name) && entry.size == file->size &&
+    return FoldDeviceName(entryName) == FoldDeviceName(parts.name) && entry.size == file->size &&
            ListedTime(entry) == file->time;
   });
   if (!isThere) return note.Remove();
