@@ -297,7 +297,7 @@ Answer Session::GetConfiguration(std::span<const uint16_t> elements, Configurati
 }
 
 Answer Session::SetConfiguration(std::span<const uint16_t> elements, const ConfigurationData& image) {
-  const Answer answer = Run([&](const char* password, uint32_t index) {
+  Answer answer = Run([&](const char* password, uint32_t index) {
     return API_SetConfiguration(elements.data(), static_cast<uint32_t>(elements.size()), &image, options_.tag, password,
                                 index);
   });

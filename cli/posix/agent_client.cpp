@@ -69,6 +69,7 @@ pid_t SpawnDetached(std::vector<std::string> arguments) {
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   pid_t process = -1;
@@ -203,7 +204,7 @@ std::optional<int> RunThroughAgent(const std::vector<std::string>& arguments, Ag
   if (!run || !Send(agent.Get(), kind, Identity(), run->Files())) return std::nullopt;
   bool isStarted = false;
   while (const std::optional<Message> message = Receive(agent.Get())) {
-    const int number = std::atoi(message->text.c_str());
+    const int number = static_cast<int>(std::strtol(message->text.c_str(), nullptr, 10));
     switch (message->kind) {
       case MessageKind::Searching:
         output.Fleeting("searching...");
