@@ -76,11 +76,11 @@ test_both_ways() {
   expect_count 3 last ""
   line get -r -u /e/f/one t
   line put -u -v t/one back/a/two.bin /e/f
+  expect_text last "1/2 t/one -> /e/f/one, 4 bytes" "2 files copied, 30004 bytes, 0 skipped, 0 failed"
   expect_on_volume sync-main.img /e/f/one t/one
   line put -u back/one /e/f
   expect_on_volume sync-main.img /e/f/one t/one
   [ "$(cat t/one)" = eno ] || fail "get -u replaced a newer file"
-  expect_text main.err "1/2 t/one -> /e/f/one, 4 bytes" "2 files copied, 30004 bytes, 0 skipped, 0 failed"
 
   # Nothing goes without --delete; what is excluded stays, and so do the device's folders.
   mkdir -p back/old

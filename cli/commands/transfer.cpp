@@ -155,10 +155,13 @@ bool Transfer::MayDelete(size_t count) const {
   return failed_ == 0;
 }
 
+// In front of lines, when there are several devices.
+std::string Transfer::Prefix() const { return context_.output.device.empty() ? "" : context_.output.device + ": "; }
+
 // A person at the terminal wants to see it, and who asks for it.
 void Transfer::Say(const std::string& text) const {
-  if (IsErrorTerminal()) return context_.output.Note(text);
-  if (options_.isVerbose) context_.output.Remark(text);
+  if (!options_.isVerbose || context_.output.isJson) return context_.output.Note(text);
+  context_.output.Line(Prefix() + text);
 }
 
 std::string Transfer::Summary(double seconds) const {
@@ -185,7 +188,7 @@ int Transfer::Finish(bool isAlways) {
   const Column columns[] = {{"ACTION"}, {"SIZE", true}, {"WHAT"}};
   if (!dryRun_.empty()) output.Table(columns, dryRun_);
   if (isAlways) {
-    output.Line((output.device.empty() ? "" : output.device + ": ") + Summary(seconds));
+    output.Line(Prefix() + Summary(seconds));
   } else if (options_.isVerbose || options_.Compares() || state_.fileCount > 1) {
     Say(Summary(seconds));
   }

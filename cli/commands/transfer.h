@@ -79,6 +79,7 @@ class Transfer {
   void Record(const char* action, const TransferItem& item, const Answer& answer);
   bool Conclude(const char* action, const TransferItem& item, const Answer& answer);
   bool ConcludeWrite(const char* action, const TransferItem& item, const Answer& answer);
+  std::string Prefix() const;
   void Say(const std::string& text) const;
   std::string Summary(double seconds) const;
 

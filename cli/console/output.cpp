@@ -94,10 +94,7 @@ void Output::Line(std::string_view text) const {
 }
 
 void Output::Note(std::string_view text) const {
-  if (IsErrorTerminal()) Remark(text);
-}
-
-void Output::Remark(std::string_view text) const {
+  if (!IsErrorTerminal()) return;
   Fleeting("");
   Print(stderr, std::string(text) + "\n");
 }

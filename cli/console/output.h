@@ -53,8 +53,6 @@ class Output {
 
   // A note for the person at the terminal.
   void Note(std::string_view text) const;
-  // The same for somebody who asks for it, terminal or not.
-  void Remark(std::string_view text) const;
   // Text on the last lines of the terminal that the next Fleeting or message replaces; "" only removes it.
   void Fleeting(std::string_view text) const;
   void Error(std::string_view text) const;
