@@ -4,8 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <utility>
+
+#include "cli/device/comparison.h"
 
 namespace media_adapter::cli {
 
@@ -44,16 +45,8 @@ std::string TimeText(const ListingEntry& entry) {
 }
 
 std::optional<std::chrono::sys_seconds> EntryTime(const ListingEntry& entry) {
-  std::tm time = {};
-  time.tm_year = entry.year - 1900;
-  time.tm_mon = entry.month - 1;
-  time.tm_mday = entry.day;
-  time.tm_hour = entry.hour;
-  time.tm_min = entry.minute;
-  time.tm_sec = entry.second;
-  time.tm_isdst = -1;
-  const std::time_t seconds = std::mktime(&time);
-  if (entry.month == 0 || entry.day == 0 || seconds == -1) return std::nullopt;
+  const std::time_t seconds = TimeOfCopy(entry);
+  if (entry.year == 0 || seconds == -1) return std::nullopt;
   return std::chrono::sys_seconds(std::chrono::seconds(seconds));
 }
 

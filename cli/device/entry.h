@@ -23,7 +23,7 @@ bool IsDotEntry(const ListingEntry& entry);
 std::string AttributesText(const ListingEntry& entry);
 // The last change, "2024-05-06 07:08:10"; "-" for the root.
 std::string TimeText(const ListingEntry& entry);
-// What the device's clock showed at the last change, taken for local time of this machine; none for a date that is
+// The time that a copy of it gets here; none for the root.
 // none.
 std::optional<std::chrono::sys_seconds> EntryTime(const ListingEntry& entry);
 

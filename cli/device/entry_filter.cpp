@@ -95,13 +95,13 @@ bool EntryFilter::AddNewerThan(std::string_view text) {
 
 bool EntryFilter::Matches(const ListingEntry& entry, std::chrono::sys_seconds now) const {
   const std::string name = EntryName(entry).empty() ? "/" : LocalNameFor(EntryName(entry));
-  const auto hasTime = entry.year == 0 ? std::nullopt : EntryTime(entry);
-  const uint64_t age = hasTime && now > *hasTime ? static_cast<uint64_t>((now - *hasTime).count()) : 0;
+  const auto time = EntryTime(entry);
+  const uint64_t age = time && now > *time ? static_cast<uint64_t>((now - *time).count()) : 0;
   const auto isName = [&](const NamePattern& pattern) { return pattern.Matches(name); };
   const auto isType = [&](bool isFolder) { return IsFolder(entry) == isFolder; };
   const auto isSize = [&](const Bound& bound) { return bound.Holds((entry.size + bound.unit - 1) / bound.unit); };
-  const auto isAge = [&](const Bound& bound) { return hasTime && bound.Holds(age / bound.unit); };
-  const auto isNewer = [&](std::chrono::sys_seconds limit) { return hasTime && *hasTime > limit; };
+  const auto isAge = [&](const Bound& bound) { return time && bound.Holds(age / bound.unit); };
+  const auto isNewer = [&](std::chrono::sys_seconds limit) { return time && *time > limit; };
   return std::ranges::all_of(names_, isName) && std::ranges::all_of(types_, isType) &&
          std::ranges::all_of(sizes_, isSize) && std::ranges::all_of(ages_, isAge) &&
          std::ranges::all_of(newerThan_, isNewer);
