@@ -24,7 +24,6 @@ std::string AttributesText(const ListingEntry& entry);
 // The last change, "2024-05-06 07:08:10"; "-" for the root.
 std::string TimeText(const ListingEntry& entry);
 // The time that a copy of it gets here; none for the root.
-// none.
 std::optional<std::chrono::sys_seconds> EntryTime(const ListingEntry& entry);
 
 // 1536 as "1.5K", rounded up as ls does.
