@@ -30,7 +30,7 @@ endif()
 
 # The pages lie as they do in the sources, so that their links lead somewhere.
 install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES docs/architecture.md docs/protocol.md docs/troubleshooting.md docs/windows.md
+install(FILES docs/architecture.md docs/performance.md docs/protocol.md docs/troubleshooting.md docs/windows.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)
 

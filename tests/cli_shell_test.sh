@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# media-adapter's shell at a terminal, and the completion of command lines by bash.
+# media-adapter's shell at a terminal, and the completion of command lines by bash and zsh.
 # usage: cli_shell_test.sh MEDIA_ADAPTER_SIM MEDIA_ADAPTER
 completions=$(realpath "$(dirname "$0")/../cli/completions")
 # shellcheck source=tests/support/devices.sh
@@ -51,15 +51,29 @@ test_shell() {
   expect_on_volume ../sh-a.img 'music/deep/local file' 'local file'
 }
 
-# offered LINE: what bash offers
-offered() {
+# offers_of_SHELL LINE: what it offers, a line each
+offers_of_bash() {
   COMP_LINE=$1 COMP_POINT=${#1} COMP_WORDS=("${tool[0]}") COMP_CWORD=0 COMPREPLY=()
   _media_adapter "${tool[0]}" 2>/dev/null
-  printf '%s\n' "${COMPREPLY[@]}" | paste -sd ' '
+  printf '%s\n' "${COMPREPLY[@]}"
+}
+offers_of_zsh() { # a quote before the word is not in PREFIX
+  # shellcheck disable=SC2016  # it is zsh that expands
+  zsh -fc 'compadd() { shift "${@[(i)--]}"; (( $# == 0 )) || print -rl -- "$@"; }
+    complete() { source "$2"; }
+    words=(${(z)1}) && words[1]=$3 && [[ $1 != *" " ]] || words+=("")
+    CURRENT=$#words PREFIX=$4
+    complete "$@"' zsh "$1" "$completions/_media-adapter" "${tool[0]}" "$(sed "s/.* //; s/^['\"]//" <<<"$1")"
 }
 # expect_offer LINE OFFER
-expect_offer() { [ "$(offered "media-adapter $1")" = "$2" ] || fail "media-adapter $1: $(offered "media-adapter $1")"; }
-test_bash() {
+expect_offer() {
+  local offers
+  for shell in bash zsh; do
+    offers=$("offers_of_$shell" "media-adapter $1" | LC_ALL=C sort | paste -sd ' ')
+    [ "$offers" = "$2" ] || fail "$shell: media-adapter $1: $offers"
+  done
+}
+test_completion() {
   # shellcheck source=cli/completions/media-adapter.bash
   . "$completions/media-adapter.bash"
   compopt() { :; }
@@ -89,4 +103,4 @@ make_volume sh-a.img
 mmd -i sh-a.img ::music ::music/deep
 mcopy -i sh-a.img BIG.BIN ::
 start_simulator "127.0.0.121,sh-a 127.0.0.122,sh-b" --delay 1
-run_all test_shell test_bash && echo "cli shell test: passed"
+run_all test_shell test_completion && echo "cli shell test: passed"

@@ -202,8 +202,8 @@ Answer Copier::ReadBack(const File& source, const std::string& target) {
     return answer;
   }
   if (IsEqual(sent, back)) return answer;
-  context_.writer.Remove(target);
-  return Problem("what came back of " + DisplayPath(target) + " is not what went there; it was deleted");
+  const std::string isDeleted = context_.writer.Remove(target).IsOk() ? "it was deleted" : "it could not be deleted";
+  return Problem("what came back of " + DisplayPath(target) + " is not what went there; " + isDeleted);
 }
 
 }  // namespace media_adapter::cli

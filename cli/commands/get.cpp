@@ -47,6 +47,7 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
     if (paths.size() > 1 || options.isRecursive) return refuse("only one file can go to standard output");
     if (options.Compares() || options.isDryRun) return refuse("nothing can be compared with standard output");
     if (context.output.isJson) return refuse("a file and JSON cannot both go to standard output");
+    options.isVerbose = false;  // its lines would go there too
   } else if (const auto problem = FindTarget(options.target, paths.size(), root, newName); !problem.empty()) {
     return refuse(problem);
   }

@@ -26,6 +26,9 @@ struct LineEditor::Impl {
     // While a line is edited Ctrl-C is a key that drops it, not a signal that ends the shell.
     el_set(editor.get(), EL_ADDFN, "media-adapter-cancel", "Drop the line", &Impl::OnCancel);
     el_set(editor.get(), EL_BIND, "^C", "media-adapter-cancel", nullptr);
+    // What Ctrl-D becomes that is typed before the editor reads, while a command runs.
+    el_set(editor.get(), EL_ADDFN, "media-adapter-early-end", "End, as Ctrl-D does", &Impl::OnEarlyEnd);
+    el_set(editor.get(), EL_BIND, "^@", "media-adapter-early-end", nullptr);
     el_set(editor.get(), EL_SETTY, "-d", "-isig", nullptr);
     el_source(editor.get(), nullptr);
   }
@@ -52,6 +55,11 @@ struct LineEditor::Impl {
     // An empty line would look like the end of input.
     el_insertstr(editor, "\n");
     return CC_NEWLINE;
+  }
+
+  static unsigned char OnEarlyEnd(EditLine* editor, int) {
+    const LineInfo* const line = el_line(editor);
+    return line->lastchar == line->buffer ? CC_EOF : CC_NORM;
   }
 
   static unsigned char OnTab(EditLine* editor, int) {

@@ -36,7 +36,7 @@ expect_same() { diff -r "$1" "$2" >/dev/null || fail "$1 and $2 differ"; }
 run() { "${tool[@]}" --interface 127.0.0.1 "$@"; }
 on() { run --device "$@"; }
 # terminal TEXT-FILE DEVICE COMMAND: standard input is what a person types
-terminal() { script -qefc "exec '${tool[0]}' --interface 127.0.0.1 --device $2 $3" "$1" >/dev/null || fail "$1: $(cat "$1")"; }
+terminal() { timeout 60 script -qefc "exec '${tool[0]}' --interface 127.0.0.1 --device $2 $3" "$1" >/dev/null || fail "$1: $(cat "$1")"; }
 # type_after FILE TEXT LINE: what a person types when a line of the terminal has this text
 type_after() {
   wait_for "$1" "$2"
