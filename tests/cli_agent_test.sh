@@ -134,6 +134,25 @@ test_search_grows_old() {
   agent --stop
 }
 
+# Four commands at a time.
+test_crowd() {
+  use_agent crowd
+  local clients=()
+  for _ in 1 2 3 4; do
+    interruptible --device agt-a test -s 60 >/dev/null &
+    clients+=($!)
+  done
+  wait_until 200 runs 4
+  expect_code 1 "busy" on agt-a --no-wait ls 2>busy-agent.err
+  expect_text busy-agent.err "agent: runs other commands; nothing was sent"
+  on agt-a ls >/dev/null 2>waiting.err & local waiting=$!
+  wait_until 50 grep -qs "waiting: the agent runs other commands" waiting.err
+  kill -INT "${clients[@]}"
+  wait $waiting || fail "waiting: $(cat waiting.err)"
+  expect_through 5 "crowd"
+  agent --stop
+}
+
 # When it ends, and what it never takes over.
 test_life() {
   export XDG_RUNTIME_DIR=$work/run-life
@@ -171,4 +190,4 @@ test_life() {
 make_files
 start_simulator "127.0.0.61,agt-a 127.0.0.62,agt-locked,secret 127.0.0.63,agt-moves"
 start_simulator 127.0.0.64,agt-slow --delay 5
-run_all test_sameness test_interrupts test_questions test_search_grows_old test_life && echo "cli agent test: passed"
+run_all test_sameness test_interrupts test_questions test_search_grows_old test_crowd test_life && echo "cli agent test: passed"
