@@ -324,7 +324,7 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace media_adapter::bench
 
-void* operator new(size_t size) {
+[[gnu::noinline]] void* operator new(size_t size) {
   ++media_adapter::bench::allocations;
   if (void* const memory = std::malloc(std::max<size_t>(size, 1))) return memory;
   throw std::bad_alloc();

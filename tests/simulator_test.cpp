@@ -235,8 +235,8 @@ TEST(FileStorage, KeepsWritesAndIsUsedOnce) {
   EXPECT_EQ(FileStorage::Open(path, error), nullptr);
   EXPECT_TRUE(storage->Write(3, Bytes(512, 'b')));
   EXPECT_FALSE(storage->Write(3, Bytes(1024, 'c')));
-  Bytes expected(1536, 'a');
-  expected.insert(expected.end(), 512, 'b');
+  Bytes expected(2048, 'a');
+  std::fill_n(expected.begin() + 1536, 512, 'b');
   EXPECT_EQ(sim::ReadWholeFile(path), expected);
 }
 
