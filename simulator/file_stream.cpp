@@ -12,7 +12,7 @@ constexpr uint32_t kSectorsPerBlock = wire::kBlockSize / kSectorSize;
 constexpr uint8_t kDataCommand = static_cast<uint8_t>(wire::Command::TransferData);
 constexpr Time kShortestInterval = std::chrono::milliseconds{1};
 
-uint64_t PacketsOf(size_t bytes) { return (bytes + wire::kPacketSize - 1) / wire::kPacketSize; }
+size_t PacketsOf(size_t bytes) { return (bytes + wire::kPacketSize - 1) / wire::kPacketSize; }
 
 uint64_t GroupEnd(uint64_t packet) { return (packet + kPacketsPerBlock - 1) / kPacketsPerBlock * kPacketsPerBlock; }
 
@@ -82,9 +82,9 @@ void FileStream::Advance(uint64_t acknowledged, std::vector<Outgoing>& out) {
 
 void FileStream::FillWindow(std::vector<Outgoing>& out) {
   while (!chainEnded_ && blocksBuilt_ < acknowledged_ / kPacketsPerBlock + kBlocksAhead) {
-    const uint64_t packets = BuildBlock(window_[blocksBuilt_ % kBlocksAhead]);
+    const size_t packets = BuildBlock(window_[blocksBuilt_ % kBlocksAhead]);
     if (packets != 0) ++blocksBuilt_;
-    for (uint64_t i = 0; i < packets; ++i) Send(++sent_, out);
+    for (size_t i = 0; i < packets; ++i) Send(++sent_, out);
   }
 }
 
@@ -119,7 +119,7 @@ std::optional<size_t> FileStream::ReadBlock(std::span<uint8_t, wire::kBlockSize>
 
 // Builds the next block's packets and returns their number: three, fewer in the chain's last block, 0 at its end. A
 // block that cannot be read becomes one packet that says so, without data, and the stream's last one.
-uint64_t FileStream::BuildBlock(Block& block) {
+size_t FileStream::BuildBlock(Block& block) {
   std::array<uint8_t, wire::kBlockSize> data;
   const auto size = ReadBlock(data);
   if (!size) {
@@ -128,8 +128,8 @@ uint64_t FileStream::BuildBlock(Block& block) {
     FinishDatagram(block[0], DeviceStatus::StorageFailed);
     return 1;
   }
-  const uint64_t packets = PacketsOf(*size);
-  for (uint64_t i = 0; i < packets; ++i) {
+  const size_t packets = PacketsOf(*size);
+  for (size_t i = 0; i < packets; ++i) {
     const size_t at = i * wire::kPacketSize;
     const auto part = std::span(data).subspan(at, std::min<size_t>(wire::kPacketSize, *size - at));
     block[i] = BeginPacket(i);
@@ -140,7 +140,7 @@ uint64_t FileStream::BuildBlock(Block& block) {
 }
 
 // The header of packet `place` (0 to 2) of the block that is being built.
-Datagram FileStream::BeginPacket(uint64_t place) const {
+Datagram FileStream::BeginPacket(size_t place) const {
   const uint64_t number = blocksBuilt_ * kPacketsPerBlock + place + 1;
   return BeginDatagram(kDataCommand, static_cast<uint16_t>(number & wire::kSequenceMask), device_, host_,
                        wire::kItemHeaderSize + wire::kPacketSize);
@@ -148,7 +148,8 @@ Datagram FileStream::BeginPacket(uint64_t place) const {
 
 void FileStream::Send(uint64_t packet, std::vector<Outgoing>& out) const {
   const uint64_t position = packet - 1;
-  out.push_back({origin_.receiver, window_[position / kPacketsPerBlock % kBlocksAhead][position % kPacketsPerBlock]});
+  const Block& block = window_[position / kPacketsPerBlock % kBlocksAhead];
+  out.push_back({origin_.receiver, block[static_cast<size_t>(position % kPacketsPerBlock)]});
 }
 
 void FileStream::HeardFromHost(Time now) {

@@ -60,8 +60,8 @@ class FileStream {
   void FillWindow(std::vector<Outgoing>& out);
   void SkipBlock();
   std::optional<size_t> ReadBlock(std::span<uint8_t, wire::kBlockSize> data);
-  uint64_t BuildBlock(Block& block);
-  Datagram BeginPacket(uint64_t place) const;
+  size_t BuildBlock(Block& block);
+  Datagram BeginPacket(size_t place) const;
   void Send(uint64_t packet, std::vector<Outgoing>& out) const;
   void HeardFromHost(Time now);
 
