@@ -87,7 +87,7 @@ static void ShowUntilDone(void) {
   unsigned shown = 1000;
   for (int isDone = 0; !isDone; nanosleep(&tenth, NULL)) {
     isDone = atomic_load(&copy.isDone);
-    const unsigned now = copy.isGet ? *(volatile uint32_t*)&copy.progress : (unsigned)(Seconds() - start);
+    const unsigned now = copy.isGet ? __atomic_load_n(&copy.progress, __ATOMIC_RELAXED) : (unsigned)(Seconds() - start);
     if (now != shown) fprintf(stderr, "\r%3u %s ", now, copy.isGet ? "%" : "s");
     shown = now;
   }

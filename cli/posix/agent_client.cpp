@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -105,7 +106,9 @@ void Forward(int signal) {
   constexpr int kPatience = 3;
   if (++signalCount >= kPatience) DieOf(signal);
   const std::array<char, 2> message = {static_cast<char>(MessageKind::Interrupt), static_cast<char>(signal)};
+  const int error = errno;  // of what was interrupted
   send(connection, message.data(), message.size(), MSG_NOSIGNAL);
+  errno = error;
 }
 
 void ForwardSignals(int agent) {
