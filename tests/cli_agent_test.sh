@@ -185,4 +185,6 @@ test_life() {
 make_files
 start_simulator "127.0.0.61,agt-a 127.0.0.62,agt-locked,secret 127.0.0.63,agt-moves"
 start_simulator 127.0.0.64,agt-slow --delay 5
-run_all test_sameness test_interrupts test_questions test_search_grows_old test_crowd test_life && echo "cli agent test: passed"
+# The thread sanitizer holds a signal back for as long as its process receives.
+# shellcheck disable=SC2086  # a list
+run_all test_sameness ${interrupts-test_interrupts test_crowd} test_questions test_search_grows_old test_life && echo "cli agent test: passed"

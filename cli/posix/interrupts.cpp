@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 
@@ -37,7 +38,9 @@ void Say(const char* text) {
 void OnSignal(int signal) {
   int none = 0;
   if (watchCount > 0 && signal != SIGPIPE && notedSignal.compare_exchange_strong(none, signal)) {
+    const int error = errno;  // of what was interrupted
     Say(firstNotice);
+    errno = error;
     return;
   }
   for (size_t i = cleanupCount.exchange(0); i-- > 0;) cleanups[i].load()();
