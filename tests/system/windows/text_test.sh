@@ -74,5 +74,6 @@ test_interrupt() {
   } | type_to interrupt.tty connect
 }
 
+"${tool[@]}" --version >/dev/null # alone: it makes Wine's home
 start_simulator "127.0.0.96,text 127.0.0.98,temp 127.0.0.97,locked,s"$'\xe9'"cret"
 run_all test_names test_folders test_typed test_interrupt && echo "text test: passed"
