@@ -10,11 +10,18 @@
 #include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
+namespace {
+
+struct Freed {
+  void operator()(LPWSTR* words) const { LocalFree(words); }
+};
+
+}  // namespace
 
 // Those of main have lost what is not in the code page.
 std::vector<std::filesystem::path> Arguments(int /*count*/, char** /*words*/) {
   int count = 0;
-  const std::unique_ptr<LPWSTR, decltype(&LocalFree)> words(CommandLineToArgvW(GetCommandLineW(), &count), LocalFree);
+  const std::unique_ptr<LPWSTR, Freed> words(CommandLineToArgvW(GetCommandLineW(), &count));
   return words ? std::vector<std::filesystem::path>(words.get() + 1, words.get() + count)
                : std::vector<std::filesystem::path>();
 }
