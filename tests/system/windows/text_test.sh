@@ -22,10 +22,12 @@ test_names() {
   echo coffee >Café.mp3
   echo tea >Tee.mp3
   echo other >ф.mp3
-  expect_code 2 "an argument that loses a character" on text put a⁄b.mp3 / 2>names.err
-  MEDIA_ADAPTER_DEVICE=ф expect_code 2 "so does a variable" run ls 2>>names.err
-  expect_code 1 "patterns, one file without a name" on text put '*.mp3' nope '[x]*' / 2>>names.err
-  expect_code 0 "another folder's" on text put "Z:${work//\//\\}\\a\\*" /b.mp3 2>>names.err
+  {
+    expect_code 2 "an argument that loses a character" on text put a⁄b.mp3 /
+    MEDIA_ADAPTER_DEVICE=ф expect_code 2 "so does a variable" run ls
+    expect_code 1 "patterns, one file without a name" on text put '*.mp3' nope '[x]*' /
+    expect_code 0 "another folder's" on text put "Z:${work//\//\\}\\a\\*" /b.mp3
+  } 2>names.err
   expect_code 0 "back" on text --json -c 'get /C* /Tee.mp3 back' -c 'lcd back' -c 'put Caf?.mp3 /again' -c 'ls /' >names.out
   expect_text names.err 'a?b.mp3: has a character that code page 1252 does not have' \
     'MEDIA_ADAPTER_DEVICE has a character' 'put ?.mp3: no such local file' 'put nope: no such local file' \
@@ -74,6 +76,7 @@ test_interrupt() {
   } | type_to interrupt.tty connect
 }
 
-"${tool[@]}" --version >/dev/null # alone: it makes Wine's home
+"${tool[@]}" --help >help.out # alone: it makes Wine's home
+expect_text help.out '%APPDATA%\media-adapter\config' '-c "mkdir -p /music/new"'
 start_simulator "127.0.0.96,text 127.0.0.98,temp 127.0.0.97,locked,s"$'\xe9'"cret"
 run_all test_names test_folders test_typed test_interrupt && echo "text test: passed"
