@@ -129,7 +129,7 @@ uint64_t FileStream::BuildBlock(Block& block) {
     return 1;
   }
   const uint64_t packets = PacketsOf(*size);
-  for (uint64_t i = 0; i < packets; ++i) {
+  for (size_t i = 0; i < packets; ++i) {
     const size_t at = i * wire::kPacketSize;
     const auto part = std::span(data).subspan(at, std::min<size_t>(wire::kPacketSize, *size - at));
     block[i] = BeginPacket(i);
@@ -148,7 +148,8 @@ Datagram FileStream::BeginPacket(uint64_t place) const {
 
 void FileStream::Send(uint64_t packet, std::vector<Outgoing>& out) const {
   const uint64_t position = packet - 1;
-  out.push_back({origin_.receiver, window_[position / kPacketsPerBlock % kBlocksAhead][position % kPacketsPerBlock]});
+  const Block& block = window_[position / kPacketsPerBlock % kBlocksAhead];
+  out.push_back({origin_.receiver, block[static_cast<size_t>(position % kPacketsPerBlock)]});
 }
 
 void FileStream::HeardFromHost(Time now) {
