@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 
 #include "cli/agent/agent.h"
@@ -15,6 +14,8 @@
 #include "cli/console/text.h"
 #include "cli/console/words.h"
 #include "cli/local/defaults.h"
+#include "cli/local/local_name.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -32,22 +33,36 @@ struct GlobalOptions {
   std::vector<std::string> commands;
 };
 
-constexpr const char* kFooter =
-    "Without COMMAND, the commands of -c are run, or else those of a script on standard input.\n"
-    "\n"
-    "Examples:\n"
-    "  media-adapter search\n"
-    "  media-adapter ls /music\n"
-    "  media-adapter --device Lounge get -r /music ~/backup\n"
-    "  media-adapter -c 'mkdir -p /music/new' -c 'put song.mp3 /music/new' -c 'ls /music/new'\n"
-    "  media-adapter shell\n"
-    "  media-adapter --persist ls\n"
-    "\n"
-    "Defaults come from the environment, MEDIA_ADAPTER_INTERFACE, MEDIA_ADAPTER_DEVICE and "
-    "MEDIA_ADAPTER_PASSWORD_FILE,\n"
-    "or from lines KEY=VALUE with the same keys in ~/.config/media-adapter/config.\n"
-    "\n"
-    "Exit status: 0 done; 1 a device or the library refused, or something failed on the way; 2 wrong usage.";
+// As the system's own shell takes them.
+constexpr const char* kExamples =
+    kIsDosHost ? "  media-adapter --device Lounge get -r /music %USERPROFILE%\\backup\n"
+                 "  media-adapter put *.mp3 /music\n"
+                 "  media-adapter -c \"mkdir -p /music/new\" -c \"put song.mp3 /music/new\" -c \"ls /music/new\"\n"
+                 "  media-adapter shell\n"
+               : "  media-adapter --device Lounge get -r /music ~/backup\n"
+                 "  media-adapter -c 'mkdir -p /music/new' -c 'put song.mp3 /music/new' -c 'ls /music/new'\n"
+                 "  media-adapter shell\n"
+                 "  media-adapter --persist ls\n";
+constexpr const char* kDefaultsFile =
+    kIsDosHost ? "%APPDATA%\\media-adapter\\config" : "~/.config/media-adapter/config";
+
+std::string Footer() {
+  return std::string(
+             "Without COMMAND, the commands of -c are run, or else those of a script on standard input.\n"
+             "\n"
+             "Examples:\n"
+             "  media-adapter search\n"
+             "  media-adapter ls /music\n") +
+         kExamples +
+         "\n"
+         "Defaults come from the environment, MEDIA_ADAPTER_INTERFACE, MEDIA_ADAPTER_DEVICE and "
+         "MEDIA_ADAPTER_PASSWORD_FILE,\n"
+         "or from lines KEY=VALUE with the same keys in " +
+         kDefaultsFile +
+         ".\n"
+         "\n"
+         "Exit status: 0 done; 1 a device or the library refused, or something failed on the way; 2 wrong usage.";
+}
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("--interface", options.session.interfaceAddress,
@@ -88,7 +103,7 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
 
 // The problem with the file, or "".
 std::string ReadPasswords(const std::string& path, Passwords& passwords) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(LocalPath(path), std::ios::binary);
   std::ostringstream text;
   if (!(text << file.rdbuf()) && file.peek() != std::ifstream::traits_type::eof()) return "cannot read the file";
   return file.is_open() ? passwords.Read(text.str()) : "cannot read the file";
@@ -133,7 +148,7 @@ int RunCommands(const std::vector<std::string>& commands, Context& context) {
 struct Invocation {
   explicit Invocation(KeptSearch* kept) : session(output, kept) {
     app.set_version_flag("--version", "media-adapter " MEDIA_ADAPTER_TOOL_VERSION);
-    app.footer(kFooter);
+    app.footer(Footer());
     AddGlobalOptions(app, options);
     AddCommands(app, context, action);
   }
@@ -240,7 +255,7 @@ int RunTool(const std::vector<std::string>& arguments, KeptSearch* kept) {
   if (action) return action();
   if (!options.commands.empty()) return RunCommands(options.commands, context);
   if (!IsInputTerminal()) return RunScript(context);
-  std::cerr << app.help();
+  Print(stderr, app.help());
   return kUsage;
 }
 
@@ -251,10 +266,10 @@ int Run(const std::vector<std::string>& arguments, KeptSearch* kept) try {
   const bool isWritten = Output::Flush();
   EndIfInterrupted();
   if (isWritten) return code;
-  std::cerr << "media-adapter: cannot write to standard output\n";
+  Print(stderr, "media-adapter: cannot write to standard output\n");
   return code == kSuccess ? kFailure : code;
 } catch (const std::exception& error) {
-  std::cerr << "media-adapter: " << error.what() << '\n';
+  Print(stderr, "media-adapter: " + std::string(error.what()) + "\n");
   return kFailure;
 }
 

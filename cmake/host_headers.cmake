@@ -13,3 +13,5 @@ foreach(package CLI11:CLI nlohmann_json:nlohmann)
   add_library(${name}::${name} INTERFACE IMPORTED)
   set_target_properties(${name}::${name} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${host_headers})
 endforeach()
+# It would make paths from bytes by the user's region.
+target_compile_definitions(CLI11::CLI11 INTERFACE CLI11_HAS_FILESYSTEM=0)

@@ -139,7 +139,7 @@ Items DeviceNames(std::string_view folder, Session& session) {
 Items LocalNames(std::string_view folder, bool isHiddenShown) {
   Items items;
   std::error_code error;
-  const fs::path path = folder.empty() ? fs::path(".") : fs::path(folder);
+  const fs::path path = LocalPath(folder.empty() ? "." : folder);
   for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
     std::error_code unknown;
     const std::string name = LocalText(entry->path().filename());

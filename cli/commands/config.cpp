@@ -13,6 +13,7 @@
 #include "cli/console/text.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/element_value.h"
+#include "cli/local/local_text.h"
 #include "cli/local/settings_file.h"
 
 namespace media_adapter::cli {
@@ -160,7 +161,7 @@ int Send(const Context& context, const char* operation, std::span<const LoadedSe
 }
 
 std::optional<std::string> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(LocalPath(path), std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(file), {}};
   // A folder opens and fails on the first read.
   return file.is_open() && !file.bad() ? std::optional(std::move(bytes)) : std::nullopt;
@@ -214,7 +215,7 @@ int RunSave(const Context& context, std::string path) {
   if (const int code = context.session.Prepare(); code != kSuccess) return code;
   if (const std::string name = DeviceFolderName(context); !name.empty()) {
     std::error_code error;
-    if (!std::filesystem::is_directory(path, error)) {
+    if (!std::filesystem::is_directory(LocalPath(path), error)) {
       return context.output.Failed("config save " + Escape(path), Problem("several devices need a folder"), kUsage);
     }
     path += "/" + name + ".json";
@@ -230,7 +231,7 @@ int RunSave(const Context& context, std::string path) {
     context.output.Line(std::string_view(text).substr(0, text.size() - 1));
     return kSuccess;
   }
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  std::ofstream file(LocalPath(path), std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
   if (!file) return context.output.Failed("config save " + Escape(path), Problem("cannot write the file"));

@@ -165,7 +165,7 @@ Answer Copier::Put(const File& source, const std::string& target) {
     return answer;
   std::error_code error;
   local = staging_->Rename(name, error);
-  if (error) return Problem("cannot rename the temporary file: " + error.message());
+  if (error) return Problem("cannot rename the temporary file: " + ErrorText(error));
   if (const auto time = EntryTime(source.entry)) {
     fs::last_write_time(local, std::chrono::file_clock::from_sys(*time), error);
   }
@@ -194,7 +194,7 @@ Answer Copier::ReadBack(const File& source, const std::string& target) {
   const std::string name = SplitDevicePath(target).name;
   std::error_code error;
   const fs::path sent = staging_->Rename(FoldDeviceName(name) == FoldDeviceName("sent") ? "put" : "sent", error);
-  if (error) return Problem("cannot rename the temporary file: " + error.message());
+  if (error) return Problem("cannot rename the temporary file: " + ErrorText(error));
   const fs::path back = staging_->UseAnother(name);
   Answer answer = FetchFileShown(context_, target, staging_->Path(), source.entry);
   if (!answer.IsOk()) {

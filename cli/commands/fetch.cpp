@@ -33,13 +33,13 @@ Answer CopyToOutput(const std::string& localPath) {
 
 Answer FetchFile(const Context& context, const std::string& path, const std::string& localFolder,
                  const std::optional<ListingEntry>& entry) {
-  const fs::path local = fs::path(localFolder) / SplitDevicePath(path).name;
+  const fs::path local = LocalPath(localFolder) / LocalPath(SplitDevicePath(path).name);
   Answer answer = context.session.ReadFile(path, localFolder);
   if (!answer.IsOk()) return answer;
   if (IsInterrupted()) return Problem("interrupted; nothing was kept");
   std::error_code error;
   const uint64_t localSize = fs::file_size(local, error);
-  if (error) return Problem("the local file is not there: " + error.message());
+  if (error) return Problem("the local file is not there: " + ErrorText(error));
   if (entry && localSize != entry->size) {
     return Problem("the local file has " + std::to_string(localSize) + " bytes, the device lists " +
                    std::to_string(entry->size));

@@ -66,7 +66,7 @@ constexpr Condition kConditions[] = {
      &EntryFilter::AddSize},
     {"--mtime", "[+-]N", "Changed more than, less than or just N days ago", &EntryFilter::AddDays},
     {"--mmin", "[+-]N", "The same in minutes", &EntryFilter::AddMinutes},
-    {"--newermt", "TIME", "Changed after this time, like 2024-05-06 or '2024-05-06 07:08'",
+    {"--newermt", "TIME", "Changed after this time, like 2024-05-06 or \"2024-05-06 07:08\"",
      &EntryFilter::AddNewerThan}};
 
 }  // namespace
@@ -85,7 +85,7 @@ void DescribeFind(CLI::App& parser, Context& context, Action& action) {
   }
   parser.add_option("--mindepth", options->minDepth, "Nothing above this depth; PATH itself has depth 0");
   parser.add_option("--maxdepth", options->maxDepth, "Nothing below this depth");
-  parser.footer("All conditions must hold. One dash will do, as elsewhere: find /music -name '*.mp3' -size +10M");
+  parser.footer("All conditions must hold. One dash will do, as elsewhere: find /music -name \"*.mp3\" -size +10M");
   parser.callback([=, &context, &action] {
     for (size_t i = 0; i < conditions.size(); ++i) {
       for (const std::string& word : conditions[i]->reduced_results()) (options->filter.*kConditions[i].add)(word);

@@ -23,12 +23,12 @@ struct GetOptions : TransferOptions {
 // Takes the target apart: a folder that is there, or, for one item, a new name in one. The problem, or "".
 std::string FindTarget(const std::string& target, size_t itemCount, fs::path& root, std::string& newName) {
   std::error_code error;
-  root = target;
+  root = LocalPath(target);
   if (fs::is_directory(root, error)) return {};
   if (itemCount > 1) return Escape(target) + " is no local folder; the last argument names the folder to copy into";
   if (!root.has_filename()) return Escape(target) + " is no local folder";
   newName = LocalText(root.filename());
-  root = root.has_parent_path() ? root.parent_path() : fs::path(".");
+  root = root.has_parent_path() ? root.parent_path() : LocalPath(".");
   return fs::is_directory(root, error) ? std::string() : "there is no local folder " + Escape(LocalText(root));
 }
 
@@ -58,9 +58,9 @@ int RunGet(const Context& context, std::vector<std::string> paths, GetOptions op
   if (const std::string folder = DeviceFolderName(context); !folder.empty()) {
     if (options.target == "-" || !newName.empty()) return refuse("several devices need a local folder to copy into");
     std::error_code error;
-    root /= folder;
+    root /= LocalPath(folder);
     if (!options.isDryRun) fs::create_directory(root, error);
-    if (error) return context.output.Failed("get, into " + Escape(LocalText(root)), Problem(error.message()));
+    if (error) return context.output.Failed("get, into " + Escape(LocalText(root)), Problem(ErrorText(error)));
   }
   Getter getter(context, "get", options, root);
   const std::vector<std::string> devicePaths = getter.Expand(patterns);

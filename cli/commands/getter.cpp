@@ -74,9 +74,10 @@ void Getter::Item(const std::string& path, const std::string& newName) {
   if (found.isFolder && !options_.isRecursive)
     return transfer_.Fail({path, {}}, Problem("a folder; give -r to copy it"));
   if (!name.empty() && !IsSafeLocalName(name)) return transfer_.Fail({path, {}}, Problem("no name for a local file"));
-  if (!found.isFolder) return File({false, path, root_ / name, found.entry});
+  const fs::path local = root_ / LocalPath(name);
+  if (!found.isFolder) return File({false, path, local, found.entry});
   if (found.entry) seenFolders_.insert(found.entry->firstCluster);
-  return name.empty() ? Entries(path, root_, {}) : Folder({true, path, root_ / name}, name);
+  return name.empty() ? Entries(path, root_, {}) : Folder({true, path, local}, name);
 }
 
 void Getter::Contents(const std::string& path) {
@@ -121,7 +122,7 @@ void Getter::Entries(const std::string& path, const fs::path& local, const std::
     if (IsDotEntry(entry) || !transfer_.MayGoOn()) continue;
     const std::string name = EntryName(entry);
     const std::string localName = LocalNameFor(name);
-    const Step step = {IsFolder(entry), JoinDevicePath(path, name), local / localName, entry};
+    const Step step = {IsFolder(entry), JoinDevicePath(path, name), local / LocalPath(localName), entry};
     localNames.insert(FoldLocalName(localName));
     if (exclusions_.Has(JoinRelative(relative, localName), step.isFolder)) continue;
     if (!IsSafeLocalName(localName)) {
@@ -151,7 +152,7 @@ void Getter::DeleteOthers(const fs::path& folder, const std::string& relative, c
     const std::string name = LocalText(entry->path().filename());
     if (!names.contains(FoldLocalName(name))) PlanDeletion(entry->path(), JoinRelative(relative, name));
   }
-  if (error) transfer_.Fail({{}, LocalText(folder)}, Problem(error.message()));
+  if (error) transfer_.Fail({{}, LocalText(folder)}, Problem(ErrorText(error)));
 }
 
 // False when something in it is excluded, and stays.
@@ -166,7 +167,7 @@ bool Getter::PlanDeletion(const fs::path& local, const std::string& relative) {
       isWhole = PlanDeletion(entry->path(), JoinRelative(relative, name)) && isWhole;
     }
   }
-  if (error) transfer_.Fail({{}, LocalText(local)}, Problem(error.message()));
+  if (error) transfer_.Fail({{}, LocalText(local)}, Problem(ErrorText(error)));
   if (isWhole) deletions_.push_back(local);
   return isWhole;
 }
@@ -178,7 +179,7 @@ void Getter::RunDeletions() {
     transfer_.Delete({{}, LocalText(local)}, [&] {
       std::error_code error;
       fs::remove(local, error);
-      return error ? Problem(error.message()) : Answer{MEDIA_ADAPTER_OK, "deleted"};
+      return error ? Problem(ErrorText(error)) : Answer{MEDIA_ADAPTER_OK, "deleted"};
     });
   }
 }
@@ -202,7 +203,7 @@ bool Getter::RunStep(const Step& step) {
   return transfer_.MakeFolder(item, [&] {
     std::error_code error;
     const bool isMade = fs::create_directories(step.local, error);
-    return isMade ? Answer{MEDIA_ADAPTER_OK, {}} : Problem(error ? error.message() : "the local name is in use");
+    return isMade ? Answer{MEDIA_ADAPTER_OK, {}} : Problem(error ? ErrorText(error) : "the local name is in use");
   });
 }
 
@@ -220,7 +221,7 @@ Answer Getter::Fetch(const Step& step) {
   const fs::file_status replaced = fs::symlink_status(step.local, error);
   if (fs::is_regular_file(replaced)) fs::permissions(staged, replaced.permissions(), error);
   fs::rename(staged, step.local, error);
-  return error ? Problem("cannot write " + Escape(LocalText(step.local)) + ": " + error.message()) : answer;
+  return error ? Problem("cannot write " + Escape(LocalText(step.local)) + ": " + ErrorText(error)) : answer;
 }
 
 }  // namespace media_adapter::cli

@@ -7,6 +7,7 @@
 
 #include "cli/commands/table.h"
 #include "cli/console/text.h"
+#include "cli/local/environment.h"
 #include "cli/local/local_name.h"
 #include "cli/local/local_text.h"
 
@@ -15,18 +16,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int RunLocalChange(const Context& context, std::string path) {
-  const char* const home = std::getenv(kIsDosHost ? "USERPROFILE" : "HOME");
-  if (path.empty()) path = home != nullptr ? home : ".";
+int RunLocalChange(const Context& context, const std::string& typed) {
+  fs::path path = typed.empty() ? Variable(kIsDosHost ? "USERPROFILE" : "HOME") : LocalPath(typed);
+  if (path.empty()) path = LocalPath(".");
   std::error_code error;
   fs::current_path(path, error);
-  return error ? context.output.Failed("lcd " + Escape(path), Problem(error.message())) : kSuccess;
+  return error ? context.output.Failed("lcd " + Escape(LocalText(path)), Problem(ErrorText(error))) : kSuccess;
 }
 
 int RunLocalPath(const Context& context) {
   std::error_code error;
   const fs::path path = fs::current_path(error);
-  if (error) return context.output.Failed("lpwd", Problem(error.message()));
+  if (error) return context.output.Failed("lpwd", Problem(ErrorText(error)));
   if (context.output.isJson) {
     context.output.Json(Escape(LocalText(path)));
   } else {

@@ -32,7 +32,7 @@ std::string Spool(const fs::path& path) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   std::vector<char> buffer(1 << 16);
   uint64_t size = 0;
-  while (const size_t count = std::fread(buffer.data(), 1, buffer.size(), stdin)) {
+  while (const size_t count = ReadInput(buffer)) {
     size += count;
     if (size > kLargestFile) return "more than 4 GiB - 1, the most that a file on a FAT volume can have";
     if (!file.write(buffer.data(), static_cast<std::streamsize>(count))) break;
@@ -62,8 +62,7 @@ PutTarget FindTarget(const Context& context, const std::string& argument, const 
   return {isFile ? Answer{MEDIA_ADAPTER_OK, {}} : CheckFolder(context.session, parts.folder), parts.folder, parts.name};
 }
 
-// The files to copy. On the command line the user's own shell has expanded
-// patterns already, where it does that.
+// The files to copy. On the command line the user's own shell has expanded patterns already, where it does that.
 std::vector<std::string> LocalFiles(const Context& context, std::span<const std::string> words) {
   std::vector<std::string> files;
   for (const std::string& word : words) {
@@ -115,7 +114,7 @@ int RunPut(const Context& context, const PutArguments& arguments, const Transfer
                                  ExplainMissing(context.session, target.folder, target.answer));
   }
   Putter putter(context, "put", options, arguments.spool ? "-" : "");
-  for (const std::string& local : arguments.locals) putter.Item(local, target.folder, target.newName);
+  for (const std::string& local : arguments.locals) putter.Item(LocalPath(local), target.folder, target.newName);
   return putter.Run(false);
 }
 

@@ -147,7 +147,8 @@ void Putter::File(const fs::path& local, const Target& target, const std::string
 void Putter::Folder(const fs::path& local, const Target& target, const std::string& newName) {
   const fs::path normal = local.lexically_normal();
   const fs::path ownName = (normal.has_filename() ? normal : normal.parent_path()).filename();
-  if (newName.empty() && (ownName.empty() || ownName == "." || ownName == "..")) return Entries(local, target);
+  const bool isNamed = !ownName.empty() && ownName != LocalPath(".") && ownName != LocalPath("..");
+  if (newName.empty() && !isNamed) return Entries(local, target);
   const std::string name = NameOf(local, ownName, newName);
   if (name.empty()) return;
   Target inner = {.path = JoinDevicePath(target.path, name),
@@ -163,7 +164,7 @@ void Putter::Folder(const fs::path& local, const Target& target, const std::stri
 void Putter::Entries(const fs::path& local, const Target& target) {
   std::error_code error;
   const fs::path real = fs::canonical(local, error);
-  if (error) return Refuse(local, error.message());
+  if (error) return Refuse(local, ErrorText(error));
   // Symbolic links are followed, but not round in circles.
   if (std::ranges::find(around_, real) != around_.end()) {
     return Refuse(local, "skipped: leads back to a folder around it");
@@ -172,7 +173,7 @@ void Putter::Entries(const fs::path& local, const Target& target) {
   for (fs::directory_iterator entry(local, error), end; !error && entry != end; entry.increment(error)) {
     entries.push_back(entry->path());
   }
-  if (error) Refuse(local, error.message());
+  if (error) Refuse(local, ErrorText(error));
   std::ranges::sort(entries);
   around_.push_back(real);
   for (const fs::path& entry : entries) ItemInto(entry, target, {});

@@ -14,6 +14,7 @@
 #include "cli/console/words.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/element_value.h"
+#include "cli/local/local_name.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -50,9 +51,10 @@ bool MayBeKept(std::string_view line) {
 
 // "!" alone is the system's shell itself.
 void RunSystemCommand(const std::string& command) {
-  const char* const shell = std::getenv("SHELL");
+  const char* const shell = std::getenv(kIsDosHost ? "COMSPEC" : "SHELL");
+  const char* const usual = kIsDosHost ? "cmd" : "sh";
   std::fflush(stdout);
-  [[maybe_unused]] const int code = std::system(!command.empty() ? command.c_str() : shell != nullptr ? shell : "sh");
+  [[maybe_unused]] const int code = std::system(!command.empty() ? command.c_str() : shell != nullptr ? shell : usual);
 }
 
 void RunStatements(const std::string& line, Context& context) {

@@ -22,7 +22,7 @@ struct SyncOptions : TransferOptions {
 
 int SyncToDevice(const Context& context, const SyncOptions& options, const std::string& path) {
   Putter putter(context, "sync", options);
-  putter.Contents(options.from, path);
+  putter.Contents(LocalPath(options.from), path);
   return putter.Run(true);
 }
 
@@ -30,9 +30,9 @@ int SyncFromDevice(const Context& context, const SyncOptions& options, const std
   const std::string operation = "sync " + DisplayPath(path);
   const Answer answer = CheckFolder(context.session, path);
   if (!answer.IsOk()) return context.output.Failed(operation, ExplainMissing(context.session, path, answer));
-  fs::path root = fs::path(options.to).lexically_normal();
+  fs::path root = LocalPath(options.to).lexically_normal();
   if (!root.has_filename() && root.has_relative_path()) root = root.parent_path();
-  if (const std::string folder = DeviceFolderName(context); !folder.empty()) root /= folder;
+  if (const std::string folder = DeviceFolderName(context); !folder.empty()) root /= LocalPath(folder);
   std::error_code error;
   if (fs::exists(root, error) && !fs::is_directory(root, error)) {
     return context.output.Failed(operation, Problem(Escape(LocalText(root)) + " is no local folder"), kUsage);
@@ -46,7 +46,7 @@ int RunSync(const Context& context, const SyncOptions& options) {
   std::vector<std::string> paths;
   if (!ResolvePaths(context, "sync", {options.isFromDevice ? &options.from : &options.to, 1}, paths)) return kUsage;
   std::error_code error;
-  if (!options.isFromDevice && !fs::is_directory(options.from, error)) {
+  if (!options.isFromDevice && !fs::is_directory(LocalPath(options.from), error)) {
     const std::string hint = "is no local folder; from the device it is sync --from-device DEVICE-FOLDER LOCAL";
     return context.output.Failed("sync", Problem(Escape(options.from) + " " + hint), kUsage);
   }

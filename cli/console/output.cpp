@@ -13,8 +13,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-void Print(std::FILE* stream, std::string_view text) { std::fwrite(text.data(), 1, text.size(), stream); }
-
 std::string Describe(const Answer& answer) {
   if (!answer.status) return answer.message + (answer.detail.empty() ? "" : ": " + answer.detail);
   return answer.message + " (status " + std::to_string(*answer.status) + ")" +

@@ -29,7 +29,7 @@ ProgressBar::ProgressBar(std::string label, const TransferState& state, Clock::t
       Draw();
       wake_.wait_for(lock, stop, kRedrawInterval, [] { return false; });
     }
-    std::fputs("\r\033[K", stderr);
+    Print(stderr, "\r\033[K");
   });
 }
 
@@ -46,7 +46,7 @@ void ProgressBar::Draw() const {
   const size_t columns = TerminalColumns();
   const size_t room = columns - std::min(columns, text.size() + 1);
   const std::string line = "\r\033[K" + Shorten(Shorten(NumberText(state) + label_, room) + text, columns - 1);
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  Print(stderr, line);
 }
 
 }  // namespace media_adapter::cli

@@ -89,7 +89,7 @@ std::string Plot(std::span<const uint32_t> values, size_t columns) {
   const auto& heights = kIsDosHost ? kSigns : kBlocks;
   const uint64_t largest = std::max(std::ranges::max(values), 1U);
   std::string plot;
-  for (const uint64_t value : values) plot += heights[value * (heights.size() - 1) / largest];
+  for (const uint64_t value : values) plot += heights[static_cast<size_t>(value * (heights.size() - 1) / largest)];
   return plot;
 }
 

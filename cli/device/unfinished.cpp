@@ -1,27 +1,23 @@
 #include "cli/device/unfinished.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 
+#include "cli/local/environment.h"
 #include "cli/local/local_name.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path Variable(const char* name) {
-  const char* const value = std::getenv(name);
-  return value != nullptr ? fs::path(value) : fs::path();
-}
-
 // Where programs keep what outlives a run and is no setting; empty when the system does not say.
 fs::path StateFolder() {
   if (kIsDosHost) return Variable("LOCALAPPDATA");
   if (fs::path folder = Variable("XDG_STATE_HOME"); folder.is_absolute()) return folder;
   const fs::path home = Variable("HOME");
-  return home.empty() ? home : home / ".local" / "state";
+  return home.empty() ? home : home / LocalPath(".local/state");
 }
 
 }  // namespace
@@ -29,7 +25,8 @@ fs::path StateFolder() {
 UnfinishedNote::UnfinishedNote(std::string_view mac) {
   std::string name(mac);
   std::ranges::replace(name, ':', '-');
-  if (const fs::path folder = StateFolder(); !folder.empty()) path_ = folder / "media-adapter" / (name + ".unfinished");
+  if (const fs::path folder = StateFolder(); !folder.empty())
+    path_ = folder / LocalPath("media-adapter/" + name + ".unfinished");
 }
 
 void UnfinishedNote::Write(const UnfinishedFile& file) const {

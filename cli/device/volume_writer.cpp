@@ -8,6 +8,7 @@
 #include "cli/device/comparison.h"
 #include "cli/device/device_choice.h"
 #include "cli/device/unfinished.h"
+#include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
 namespace {
@@ -130,7 +131,7 @@ Answer VolumeWriter::Put(const std::string& localPath, uint64_t size, const std:
     Explain(removed, "nothing was written");
     return removed;
   }
-  const std::optional<LocalState> local = LookAt(localPath);
+  const std::optional<LocalState> local = LookAt(LocalPath(localPath));
   UnfinishedNote(Mac()).Write({path, size, local ? local->stored : WallTime()});
   Answer answer = session_.WriteFile(localPath, folder);
   if (answer.IsOk() || !MayHaveWritten(answer)) ForgetLeftover();

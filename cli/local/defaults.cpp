@@ -1,10 +1,10 @@
 #include "cli/local/defaults.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "cli/console/text.h"
+#include "cli/local/environment.h"
 #include "cli/local/local_name.h"
 #include "cli/local/local_text.h"
 
@@ -22,17 +22,12 @@ constexpr Key kKeys[] = {{"MEDIA_ADAPTER_INTERFACE", &Defaults::interfaceName},
                          {"MEDIA_ADAPTER_DEVICE", &Defaults::device},
                          {"MEDIA_ADAPTER_PASSWORD_FILE", &Defaults::passwordFile}};
 
-std::string Variable(const char* name) {
-  const char* const value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
-
 // Where the user's settings of programs lie; empty when the system does not say.
 fs::path SettingsFolder() {
   if (kIsDosHost) return Variable("APPDATA");
-  if (const std::string folder = Variable("XDG_CONFIG_HOME"); !folder.empty()) return folder;
-  const std::string home = Variable("HOME");
-  return home.empty() ? fs::path() : fs::path(home) / ".config";
+  if (fs::path folder = Variable("XDG_CONFIG_HOME"); !folder.empty()) return folder;
+  const fs::path home = Variable("HOME");
+  return home.empty() ? home : home / LocalPath(".config");
 }
 
 std::string Trim(const std::string& text) {
@@ -56,7 +51,7 @@ bool TakeLine(const std::string& line, Defaults& defaults) {
 
 std::string ReadDefaults(Defaults& defaults) {
   if (const fs::path folder = SettingsFolder(); !folder.empty()) {
-    const fs::path path = folder / "media-adapter" / "config";
+    const fs::path path = folder / LocalPath("media-adapter/config");
     std::ifstream file(path);
     std::string line;
     for (int number = 1; std::getline(file, line); ++number) {
@@ -65,7 +60,9 @@ std::string ReadDefaults(Defaults& defaults) {
     }
   }
   for (const Key& key : kKeys) {
-    if (std::string value = Variable(key.name); !value.empty()) defaults.*key.value = std::move(value);
+    std::optional<std::string> value = ExactText(Variable(key.name));
+    if (!value) return std::string(key.name) + " " + NoTextProblem();
+    if (!value->empty()) defaults.*key.value = std::move(*value);
   }
   return {};
 }

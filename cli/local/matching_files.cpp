@@ -11,20 +11,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kSeparators = kIsDosHost ? "\\/" : "/";
+constexpr std::string_view kEnds = kIsDosHost ? "\\/:" : "/";  // of what a name can follow
 
 // A folder that cannot be listed matches nothing, as in other shells.
 class LocalTree : public FileTree {
  public:
   std::string Join(const std::string& folder, const std::string& name) const override {
-    return folder.empty() || kSeparators.find(folder.back()) != std::string_view::npos ? folder + name
-                                                                                       : folder + "/" + name;
+    const bool isEnded = folder.empty() || kEnds.find(folder.back()) != std::string_view::npos;
+    return folder + (isEnded ? "" : std::string(1, kEnds.front())) + name;
   }
 
   Items List(const std::string& folder) override {
     std::error_code error;
     Items items;
-    for (fs::directory_iterator entry(folder.empty() ? "." : folder, error), end; !error && entry != end;
+    for (fs::directory_iterator entry(LocalPath(folder.empty() ? "." : folder), error), end; !error && entry != end;
          entry.increment(error)) {
       std::error_code unknown;
       const std::string name = LocalText(entry->path().filename());
@@ -38,7 +38,7 @@ class LocalTree : public FileTree {
     visit(items);
     for (const Item& item : items) {
       std::error_code error;
-      const bool isLink = fs::is_symlink(item.path, error);
+      const bool isLink = fs::is_symlink(LocalPath(item.path), error);
       if (item.isFolder && !isLink && !item.name.starts_with('.')) ForEachFolder(item.path, visit);
     }
   }
@@ -51,15 +51,13 @@ class LocalTree : public FileTree {
 
 std::vector<std::string> MatchingFiles(std::string_view word) {
   if (!HasWildcards(word)) return {Unquote(word)};
-  const size_t root = std::min(word.find_first_not_of(kSeparators), word.size());
+  const fs::path path = LocalPath(word);
   std::vector<std::string> words;
-  for (size_t start = root; start < word.size();) {
-    const size_t end = std::min(word.find_first_of(kSeparators, start), word.size());
-    if (end > start) words.emplace_back(word.substr(start, end - start));
-    start = end + 1;
+  for (const fs::path& name : path.relative_path()) {
+    if (!name.empty()) words.push_back(LocalText(name));
   }
   LocalTree tree;
-  std::vector<std::string> paths = FindMatches(tree, std::string(word.substr(0, root)), std::move(words));
+  std::vector<std::string> paths = FindMatches(tree, LocalText(path.root_path()), std::move(words));
   return paths.empty() ? std::vector{Unquote(word)} : paths;
 }
 

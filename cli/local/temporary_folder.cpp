@@ -5,10 +5,13 @@
 #include <array>
 
 #include "cli/local/local_name.h"
+#include "cli/local/local_text.h"
 #include "cli/local/private_folder.h"
 
 namespace media_adapter::cli {
 namespace {
+
+namespace fs = std::filesystem;
 
 // What a signal handler can reach; null while there is nothing to remove.
 const char* volatile folderToRemove = nullptr;
@@ -23,10 +26,10 @@ void Forget(size_t slot) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : TemporaryFolder(std::filesystem::path()) {}
+TemporaryFolder::TemporaryFolder() : TemporaryFolder(fs::path()) {}
 
-TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
-  path_ = MakePrivateFolder(parent.empty() ? std::filesystem::temp_directory_path(error_) : parent, error_);
+TemporaryFolder::TemporaryFolder(const fs::path& parent) {
+  path_ = MakePrivateFolder(parent.empty() ? fs::temp_directory_path(error_) : parent, error_);
   if (!path_.empty()) folderToRemove = path_.c_str();
 }
 
@@ -36,6 +39,10 @@ TemporaryFolder::~TemporaryFolder() {
   folderToRemove = nullptr;
 }
 
+std::string TemporaryFolder::Error() const {
+  return error_ == std::errc::illegal_byte_sequence ? "its path " + NoTextProblem() : ErrorText(error_);
+}
+
 const char* TemporaryFolder::Track(size_t slot, const std::string& fileName) {
   Forget(slot);
   filePaths[slot] = path_ + "/" + fileName;
@@ -43,29 +50,29 @@ const char* TemporaryFolder::Track(size_t slot, const std::string& fileName) {
   return filePaths[slot].c_str();
 }
 
-std::filesystem::path TemporaryFolder::Use(const std::string& fileName) {
+fs::path TemporaryFolder::Use(const std::string& fileName) {
   Forget(1 - current);
-  return Track(current, fileName);
+  return LocalPath(Track(current, fileName));
 }
 
-std::filesystem::path TemporaryFolder::UseAnother(const std::string& fileName) { return Track(1 - current, fileName); }
+fs::path TemporaryFolder::UseAnother(const std::string& fileName) { return LocalPath(Track(1 - current, fileName)); }
 
-std::filesystem::path TemporaryFolder::Rename(const std::string& fileName, std::error_code& error) {
-  std::string before = filePaths[current];
-  if (before == path_ + "/" + fileName) return before;
+fs::path TemporaryFolder::Rename(const std::string& fileName, std::error_code& error) {
+  fs::path before = LocalPath(filePaths[current]);
+  if (filePaths[current] == path_ + "/" + fileName) return before;
   if constexpr (kIsDosHost) {  // a name in other letters only is not taken for a new one everywhere
-    const std::string between = path_ + "/~";
-    std::filesystem::rename(before, between, error);
+    const fs::path between = LocalPath(path_ + "/~");
+    fs::rename(before, between, error);
     if (error) return before;
     before = between;
   }
-  const char* const after = Track(1 - current, fileName);
-  std::filesystem::rename(before, after, error);
+  const fs::path after = LocalPath(Track(1 - current, fileName));
+  fs::rename(before, after, error);
   if (!error) {
     filesToRemove[current] = nullptr;
     current = 1 - current;
   }
-  return filePaths[current];
+  return LocalPath(filePaths[current]);
 }
 
 // Twice, should the library be about to create the file.

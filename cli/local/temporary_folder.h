@@ -21,7 +21,7 @@ class TemporaryFolder {
 
   // Empty when it could not be made; Error() says why.
   const std::string& Path() const { return path_; }
-  std::string Error() const { return error_.message(); }
+  std::string Error() const;
 
   // The path of the one file that will be put in; those before are removed.
   std::filesystem::path Use(const std::string& fileName);

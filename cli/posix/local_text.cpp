@@ -2,6 +2,9 @@
 
 namespace media_adapter::cli {
 
-std::string LocalText(const std::filesystem::path& path) { return path.string(); }
+std::string LocalText(const std::filesystem::path& path) { return path.native(); }
+std::optional<std::string> ExactText(const std::filesystem::path& path) { return path.native(); }
+std::string NoTextProblem() { return "has bytes that are no text"; }
+std::filesystem::path LocalPath(std::string_view text) { return text; }
 
 }  // namespace media_adapter::cli

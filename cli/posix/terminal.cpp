@@ -84,6 +84,9 @@ void LendTerminal(int terminal) { lentTerminal = terminal; }
 void PrepareStreams() {}
 void PrepareInputFile() {}
 
+void Print(std::FILE* stream, std::string_view text) { std::fwrite(text.data(), 1, text.size(), stream); }
+size_t ReadInput(std::span<char> buffer) { return std::fread(buffer.data(), 1, buffer.size(), stdin); }
+
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 bool IsOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
 bool IsErrorTerminal() { return isatty(STDERR_FILENO) == 1; }

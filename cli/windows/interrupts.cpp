@@ -1,19 +1,17 @@
 // The system tells of an interrupt on a thread of its own.
 #include "cli/console/interrupts.h"
 
-#include <windows.h>
-
 #include <array>
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
+
+#include "cli/windows/console.h"
 
 namespace media_adapter::cli {
 namespace {
 
 constexpr UINT kInterruptedCode = 0xC000013A;  // as the system ends a process at Ctrl-C
 
-// At most a hidden prompt on top of a temporary folder.
+// At most a hidden prompt on top of a temporary folder, and below them the consoles' modes.
 std::array<std::atomic<void (*)()>, 4> cleanups;
 std::atomic<size_t> cleanupCount;
 std::atomic<int> watchCount;
@@ -23,10 +21,11 @@ std::atomic<const char*> partingWords;
 std::atomic<bool> isHandled;
 
 void Say(const char* text) {
-  DWORD written = 0;
-  if (text != nullptr) {
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &written, nullptr);
-  }
+  if (text != nullptr) WriteText(GetStdHandle(STD_ERROR_HANDLE), text);
+}
+
+void CleanUp() {
+  for (size_t i = cleanupCount.exchange(0); i-- > 0;) cleanups[i].load()();
 }
 
 // What is not dealt with ends the process.
@@ -36,7 +35,7 @@ BOOL WINAPI OnEvent(DWORD event) {
     Say(firstNotice);
     return TRUE;
   }
-  for (size_t i = cleanupCount.exchange(0); i-- > 0;) cleanups[i].load()();
+  CleanUp();
   Say(partingWords);
   return FALSE;
 }
@@ -71,7 +70,9 @@ bool IsInterrupted() { return isNoted; }
 void ForgetInterrupt() { isNoted = false; }
 
 void EndIfInterrupted() {
-  if (isNoted) ExitProcess(kInterruptedCode);
+  if (!isNoted) return;
+  CleanUp();
+  ExitProcess(kInterruptedCode);
 }
 
 PartingWords::PartingWords(std::string text) : text_(std::move(text)) { partingWords = text_.c_str(); }

@@ -1,7 +1,9 @@
 // The console edits lines and keeps earlier ones by itself. Its Tab key cannot be asked for.
 #include "cli/console/line_editor.h"
 
-#include <iostream>
+#include <cstdio>
+
+#include "cli/windows/console.h"
 
 namespace media_adapter::cli {
 
@@ -11,10 +13,8 @@ LineEditor::LineEditor(Completer, Filter) {}
 LineEditor::~LineEditor() = default;
 
 std::optional<std::string> LineEditor::ReadLine(const std::string& prompt) {
-  std::cout << prompt << std::flush;
-  std::string line;
-  if (!std::getline(std::cin, line)) return std::nullopt;
-  return line;
+  std::fflush(stdout);
+  return AskLine(GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE), prompt);
 }
 
 }  // namespace media_adapter::cli

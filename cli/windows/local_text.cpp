@@ -2,15 +2,21 @@
 
 #include <windows.h>
 
+#include "platform/windows/code_page.h"
+
 namespace media_adapter::cli {
 
-// In the ANSI code page. A character that is not in it becomes "?", which no local name has.
 std::string LocalText(const std::filesystem::path& path) {
-  const std::wstring& wide = path.native();
-  const int size = static_cast<int>(wide.size());
-  std::string text(static_cast<size_t>(WideCharToMultiByte(CP_ACP, 0, wide.data(), size, nullptr, 0, "?", nullptr)), 0);
-  WideCharToMultiByte(CP_ACP, 0, wide.data(), size, text.data(), static_cast<int>(text.size()), "?", nullptr);
+  if (auto text = ExactText(path)) return *text;
+  std::string text;
+  for (const wchar_t c : path.native()) text += platform::Narrow({&c, 1}).value_or("?");
   return text;
 }
+
+std::optional<std::string> ExactText(const std::filesystem::path& path) { return platform::Narrow(path.native()); }
+
+std::string NoTextProblem() { return "has a character that code page " + std::to_string(GetACP()) + " does not have"; }
+
+std::filesystem::path LocalPath(std::string_view text) { return platform::Widen(text).value_or(L"?"); }
 
 }  // namespace media_adapter::cli

@@ -2,20 +2,16 @@
 
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
 
-#include <clocale>
+#include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include "cli/console/interrupts.h"
+#include "cli/windows/console.h"
 
 namespace media_adapter::cli {
 namespace {
-
-bool IsConsole(DWORD stream) {
-  DWORD mode = 0;
-  return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
-}
 
 // The console of the process, whatever its standard streams are.
 class Dialogue {
@@ -30,21 +26,7 @@ class Dialogue {
 
   bool IsOpen() const { return input_ != INVALID_HANDLE_VALUE && output_ != INVALID_HANDLE_VALUE; }
   HANDLE Input() const { return input_; }
-
-  void Say(std::string_view text) const {
-    DWORD written = 0;
-    WriteConsoleA(output_, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-  }
-
-  std::optional<std::string> ReadLine() const {
-    std::string line;
-    char c = 0;
-    for (DWORD count = 0; ReadConsoleA(input_, &c, 1, &count, nullptr) != 0 && count == 1;) {
-      if (c == '\n') return line;
-      if (c != '\r') line += c;
-    }
-    return std::nullopt;
-  }
+  HANDLE Output() const { return output_; }
 
  private:
   static HANDLE Open(const char* name) {
@@ -55,18 +37,35 @@ class Dialogue {
   HANDLE output_ = Open("CONOUT$");
 };
 
-HANDLE hiddenConsole = INVALID_HANDLE_VALUE;
-DWORD shownMode = 0;
+// A console outlives the process, and its modes with it: what is changed is changed back, an interrupt included.
+struct ChangedMode {
+  HANDLE console = nullptr;
+  DWORD before = 0;
 
-void ShowEcho() { SetConsoleMode(hiddenConsole, shownMode); }
+  void Change(HANDLE stream, DWORD on, DWORD off) {
+    if (GetConsoleMode(stream, &before) == 0) return;
+    console = stream;
+    SetConsoleMode(console, (before | on) & ~off);
+  }
+  void Restore() const {
+    if (console != nullptr) SetConsoleMode(console, before);
+  }
+};
 
-// Hides what is typed for as long as it lives; an interrupt shows it again.
+ChangedMode inputMode;                   // while nothing is shown of what is typed
+std::array<ChangedMode, 2> outputModes;  // of standard output and standard error, often one console
+
+void ShowEcho() { inputMode.Restore(); }
+void RestoreOutput() {
+  outputModes[1].Restore();
+  outputModes[0].Restore();
+}
+
+// Hides what is typed for as long as it lives.
 class HiddenEcho {
  public:
   explicit HiddenEcho(HANDLE console) {
-    hiddenConsole = console;
-    GetConsoleMode(console, &shownMode);
-    SetConsoleMode(console, shownMode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT));
+    inputMode.Change(console, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT, ENABLE_ECHO_INPUT);
   }
   ~HiddenEcho() { ShowEcho(); }
   HiddenEcho(const HiddenEcho&) = delete;
@@ -76,46 +75,78 @@ class HiddenEcho {
   CleanupOnSignal cleanup_{ShowEcho};
 };
 
+// Has the consoles obey the sequences of terminals for as long as it lives.
+class TerminalOutput {
+ public:
+  TerminalOutput() {
+    outputModes[0].Change(GetStdHandle(STD_OUTPUT_HANDLE), ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
+    outputModes[1].Change(GetStdHandle(STD_ERROR_HANDLE), ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
+  }
+  ~TerminalOutput() { RestoreOutput(); }
+  TerminalOutput(const TerminalOutput&) = delete;
+  TerminalOutput& operator=(const TerminalOutput&) = delete;
+
+ private:
+  CleanupOnSignal cleanup_{RestoreOutput};
+};
+
+HANDLE StandardStream(std::FILE* stream) {
+  return GetStdHandle(stream == stdin ? STD_INPUT_HANDLE : stream == stdout ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
 }  // namespace
 
-// Names are in the system's ANSI code page, in which the library takes them: so local paths are read, and the console
-// prints.
 void PrepareStreams() {
-  std::setlocale(LC_CTYPE, "");
-  SetConsoleOutputCP(GetACP());
   _setmode(_fileno(stdout), _O_BINARY);
-  DWORD mode = 0;
-  const HANDLE console = GetStdHandle(STD_ERROR_HANDLE);
-  if (GetConsoleMode(console, &mode) != 0) SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  static const TerminalOutput untilTheEnd;
 }
 
 void PrepareInputFile() { _setmode(_fileno(stdin), _O_BINARY); }
 
-bool IsInputTerminal() { return IsConsole(STD_INPUT_HANDLE); }
-bool IsOutputTerminal() { return IsConsole(STD_OUTPUT_HANDLE); }
-bool IsErrorTerminal() { return IsConsole(STD_ERROR_HANDLE); }
+void Print(std::FILE* stream, std::string_view text) {
+  const HANDLE handle = StandardStream(stream);
+  if (!IsConsole(handle)) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+  } else {
+    std::fflush(stream);
+    WriteText(handle, text);
+  }
+}
+
+size_t ReadInput(std::span<char> buffer) {
+  static std::string typed;  // and not yet taken
+  const HANDLE input = StandardStream(stdin);
+  if (!IsConsole(input)) return std::fread(buffer.data(), 1, buffer.size(), stdin);
+  if (typed.empty()) {
+    const auto line = AskLine(input, StandardStream(stderr), "");
+    if (line) typed = *line + "\r\n";
+  }
+  const size_t count = std::min(buffer.size(), typed.size());
+  std::copy_n(typed.begin(), count, buffer.begin());
+  typed.erase(0, count);
+  return count;
+}
+
+bool IsInputTerminal() { return IsConsole(StandardStream(stdin)); }
+bool IsOutputTerminal() { return IsConsole(StandardStream(stdout)); }
+bool IsErrorTerminal() { return IsConsole(StandardStream(stderr)); }
 
 size_t TerminalColumns() {
   CONSOLE_SCREEN_BUFFER_INFO info{};
-  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) == 0) return 80;
+  if (GetConsoleScreenBufferInfo(StandardStream(stderr), &info) == 0) return 80;
   return static_cast<size_t>(info.srWindow.Right - info.srWindow.Left) + 1;
 }
 
 std::optional<std::string> Ask(std::string_view question) {
   const Dialogue dialogue;
-  if (!dialogue.IsOpen()) return std::nullopt;
-  dialogue.Say(question);
-  return dialogue.ReadLine();
+  return dialogue.IsOpen() ? AskLine(dialogue.Input(), dialogue.Output(), question) : std::nullopt;
 }
 
 std::optional<std::string> AskSecret(std::string_view question) {
   const Dialogue dialogue;
   if (!dialogue.IsOpen()) return std::nullopt;
   const HiddenEcho hidden(dialogue.Input());
-  dialogue.Say(question);
-  auto secret = dialogue.ReadLine();
-  dialogue.Say("\r\n");
-  return secret;
+  return AskLine(dialogue.Input(), dialogue.Output(), question, false);
 }
 
 }  // namespace media_adapter::cli

@@ -1,6 +1,7 @@
 #!/bin/sh
 # The library exports the functions that its header declares, and no binary needs what Windows does not bring along.
-# Each says what it is, keeps its symbols beside it, and leaves nothing to be destroyed at the end of the process.
+# Each says what it is, keeps its symbols beside it, and leaves nothing to be destroyed at the end of the process. The
+# tool never lets the C++ library make a path from bytes, which goes by the user's region.
 #   imports.sh HEADER FOLDER LIBRARY PROGRAM...: FOLDER has mediaadapter.def and mediaadapter.lib
 set -eu
 header=$1 folder=$2 library=$3
@@ -27,3 +28,8 @@ for file in "$@"; do
 done
 destroyed=$(nm -C "$library.debug" | grep -E ' t (__tcf_|_GLOBAL__D)') || true  # the run-time has one for itself
 [ -z "$destroyed" ] || fail "the end of the process destroys: $destroyed"
+objects=$(find "$folder/parts/cli" -name '*.obj')
+[ -n "$objects" ] || fail "no objects of the tool"
+for object in $objects; do
+  ! nm "$object" | grep -q path10_S_convertIc || fail "a path made from bytes: $object"
+done
