@@ -90,40 +90,41 @@ TEST_F(ApiTest, EveryKnownStatusHasItsTextAndTheOthersOneForAll) {
 }
 
 TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
-  const auto port = [&] {
+  // Where a search goes out; port 0 when there is no socket.
+  const auto search = [&] {
     Mark();
     API_Search("");
-    return Sent().empty() ? 0 : Sent().front().sender.port;
+    return Sent().empty() ? Endpoint{} : Sent().front().sender;
   };
-  const auto address = [&] { return Sent().front().sender.address[3]; };
-  EXPECT_NE(port(), 0) << "without a choice any interface serves";
-  EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
-  const auto first = port();
-  for (const char* refused : {"10.0.0", "1.2.3.4.5", "256.1.1.1", "1.2.3.-4", "127.0.0.1.", "x"}) {
-    EXPECT_EQ(API_SetIpInterface(refused), 10U) << refused;
-  }
-  EXPECT_EQ(API_SetIpInterface(nullptr), 10U);
-  EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 0U);
-  EXPECT_EQ(port(), first) << "bound already: the socket stays";
-  EXPECT_EQ(API_SetIpInterface("192.168.1.20 "), 0U);
-  const auto second = port();
-  EXPECT_NE(second, first);
-  EXPECT_EQ(address(), 20);
-  EXPECT_EQ(API_SetIpInterface(""), 0U);
-  EXPECT_EQ(API_SetIpInterface("0.0.0.0"), 0U);
-  const auto third = port();
-  EXPECT_NE(third, second);
-  EXPECT_EQ(API_SetIpInterface(""), 0U);
-  EXPECT_EQ(port(), third);
-  for (const char* unbindable : {"10.0.0.x", "8.8.8.255", "127.0.0.1x"}) {
-    EXPECT_EQ(API_SetIpInterface(unbindable), 11U) << unbindable;
-    EXPECT_EQ(port(), 0) << "there is no socket";
+  Endpoint last = search();
+  EXPECT_NE(last.port, 0) << "without a choice any interface serves";
+  const struct {
+    std::vector<const char*> texts;
+    uint32_t status;
+    uint8_t lastOctet;  // of the address that is used then
+    bool isNew;         // another socket, or none
+  } rows[] = {{{"127.0.0.1"}, 0, 1, true},
+              {{"10.0.0", "1.2.3.4.5", "256.1.1.1", "1.2.3.-4", "127.0.0.1.", "x", nullptr}, 10, 1, false},
+              {{"127.0.0.1"}, 0, 1, false},
+              {{"192.168.1.20 "}, 0, 20, true},
+              {{""}, 0, 1, true},
+              {{"0.0.0.0", ""}, 0, 1, false},
+              {{"10.0.0.x", "8.8.8.255", "127.0.0.1x"}, 11, 0, true}};
+  for (const auto& row : rows) {
+    for (const char* text : row.texts) {
+      SCOPED_TRACE(text == nullptr ? "null" : text);
+      EXPECT_EQ(API_SetIpInterface(text), row.status);
+      const Endpoint now = search();
+      EXPECT_EQ(now.address[3], row.lastOctet);
+      EXPECT_TRUE(row.isNew ? now.port != last.port || now.port == 0 : now.port == last.port);
+      last = now;
+    }
   }
   world.failing.broadcast = true;
   EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 11U);
   world.failing.broadcast = false;
   EXPECT_EQ(API_SetIpInterface("192.168.1.20"), 0U);
-  EXPECT_NE(port(), 0);
+  EXPECT_NE(search().port, 0);
   EXPECT_EQ(Slice(Sent().front().bytes, wire::kSourceMacOffset, 6), Bytes(world.adapter.begin(), world.adapter.end()))
       << "the first adapter's address whichever interface is used";
 }
@@ -157,7 +158,7 @@ TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
   std::string text = "#\\";
   const auto write = [&] { return API_RFAWriteData("/proc/self/exe", text.data() + 1, 0, kPassword, 0)->status; };
   std::thread second;
-  uint32_t secondStatus = 0;
+  std::atomic<uint32_t> secondStatus = 0;
   world.fate = [&](const LoggedDatagram&, size_t) -> Fate {
     if (!second.joinable()) {
       second = std::thread([&] { secondStatus = write(); });
@@ -166,10 +167,8 @@ TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
     return {};
   };
   EXPECT_EQ(write(), 249U) << "the program is larger than the volume";
-  {
-    const SimWorld::Outside outside;
-    second.join();
-  }
+  while (secondStatus == 0) world.Advance(1ms);
+  second.join();
   EXPECT_EQ(secondStatus, 243U) << "nothing is left of the text";
   EXPECT_EQ(text, std::string("#\0", 2));
 }

@@ -64,13 +64,6 @@ const std::vector<Row> kRows = [] {
   return rows;
 }();
 
-Bytes NumberOf(uint32_t value, size_t size) {
-  Bytes bytes(4);
-  WriteU32(bytes, 0, value);
-  bytes.resize(size);
-  return bytes;
-}
-
 Bytes ListOf(uint32_t count) { return Join({NumberOf(count, 4), Pattern(224, 10)}); }
 
 // Values that the element may just have, the lowest or shortest first.

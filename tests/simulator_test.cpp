@@ -4,39 +4,28 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
-
-#include "protocol/element_table.h"
-#include "protocol/little_endian.h"
 #include "protocol/md5.h"
-#include "protocol/wire.h"
-#include "simulator/device_model.h"
-#include "tests/support/volume_builder.h"
+#include "tests/support/library_fixture.h"
+#include "tests/support/volume_view.h"
 
 namespace media_adapter::simulator {
 namespace {
 
 using namespace std::chrono_literals;
+using sim::BodyOf;
+using sim::Bytes;
+using sim::Item;
+using sim::NumberOf;
 using wire::Command;
-using Bytes = std::vector<uint8_t>;
 
 constexpr platform::MacAddress kMac = {2, 0, 127, 0, 0, 11};
 constexpr platform::Endpoint kHost = {{127, 0, 0, 1}, 5000};
 
-void AddItem(Bytes& body, uint8_t elementClass, uint8_t index, std::span<const uint8_t> value) {
-  std::ranges::copy(value, AppendItem(body, elementClass, index, value.size()).begin());
+Bytes Sectors(uint32_t sector, std::optional<uint32_t> count = {}, const Bytes& data = {}) {
+  return sim::Join({Item(16, wire::kSectorIndex, NumberOf(sector, 4)),
+                    count ? Item(16, wire::kSectorCountIndex, NumberOf(*count, 2)) : Bytes{},
+                    data.empty() ? data : Item(16, wire::kDataIndex, data)});
 }
-
-Bytes Sectors(uint32_t sector, std::optional<int> count = {}, const Bytes& data = {}) {
-  Bytes body;
-  AppendNumber(body, wire::kFileAccessClass, wire::kSectorIndex, sector);
-  if (count) AddItem(body, 16, wire::kSectorCountIndex, Bytes{uint8_t(*count), 0});
-  if (!data.empty()) AddItem(body, 16, wire::kDataIndex, data);
-  return body;
-}
-
-std::span<const uint8_t> BodyOf(const Bytes& datagram) { return std::span(datagram).subspan(wire::kHeaderSize); }
 
 // A device and a host that builds its requests.
 struct Pair {
@@ -127,7 +116,7 @@ TEST(SimulatedDevice, ChecksEveryFileAccess) {
   EXPECT_TRUE(pair.device.WriteLog().empty());
   EXPECT_EQ(pair.StatusOf(Command::RFAWriteData, Sectors(5, 2, two)), 0u);
   EXPECT_EQ(pair.device.WriteLog(), (std::vector<DeviceModel::Write>{{5, 2}}));
-  EXPECT_TRUE(std::ranges::equal(two, BodyOf(pair.Ask(Command::RFAReadData, Sectors(5, 2))).subspan(4)));
+  EXPECT_EQ(BodyOf(pair.Ask(Command::RFAReadData, Sectors(5, 2))), Item(16, wire::kDataIndex, two));
 }
 
 TEST(SimulatedDevice, StoresSettingsOnlyWhenAllAreGood) {
@@ -151,15 +140,6 @@ TEST(SimulatedDevice, StoresSettingsOnlyWhenAllAreGood) {
   EXPECT_EQ(pair.device.Identity().address, (platform::Ipv4Address{127, 0, 0, 21}));
 }
 
-// A new FAT16 volume with these links in its FAT, four sectors behind the volume's start.
-sim::VolumeImage LinkedVolume(const sim::VolumeShape& shape, const std::map<uint32_t, uint16_t>& links) {
-  sim::VolumeImage image = sim::VolumeBuilder(shape).Build();
-  for (const auto& [cluster, next] : links) {
-    WriteU16(image.At(shape.partitionStart + 4 + cluster / 256), cluster % 256 * 2, next);
-  }
-  return image;
-}
-
 std::vector<uint32_t> ChainOf(Storage& storage, uint32_t startSector) {
   FatChain chain(storage, startSector);
   std::vector<uint32_t> sectors;
@@ -174,8 +154,10 @@ TEST(FatChain, FollowsTheVolumeAndNothingElse) {
   const std::map<uint32_t, uint16_t> links = {{2, 3},   {3, 4},   {4, 700},     {700, 5}, {5, 4202}, {9, 4203},
                                               {10, 11}, {11, 10}, {12, 0xFFF7}, {13, 0},  {14, 1},   {4202, 0xFFF8}};
   for (const uint32_t start : {0u, 63u}) {
-    sim::VolumeImage disk = LinkedVolume({.partitionStart = start}, links);
-    const uint32_t data = start + 4 + 17 + 32, end = disk.SectorCount();  // behind the FAT and the root folder
+    sim::VolumeImage disk = sim::VolumeBuilder({.partitionStart = start}).Build();
+    const sim::VolumeView view(disk);
+    for (const auto& [cluster, next] : links) view.SetLink(cluster, next);
+    const uint32_t data = view.data, end = disk.SectorCount();
     EXPECT_EQ(ChainOf(disk, data), (List{data, data + 1, data + 2, data + 698, data + 3, data + 4200}));
     for (const uint32_t alone : {9u, 12u, 13u, 14u, 4202u})
       EXPECT_EQ(ChainOf(disk, data + alone - 2).size(), 1u) << alone;
@@ -184,7 +166,10 @@ TEST(FatChain, FollowsTheVolumeAndNothingElse) {
     disk.SetSectorCount(end + 3);
     EXPECT_EQ(ChainOf(disk, end), (List{end, end + 1, end + 2})) << "behind the volume, too";
   }
-  sim::VolumeImage disk = LinkedVolume({.sectorsPerCluster = 4, .partitionStart = 63}, {{2, 4}, {4, 0xFFFF}});
+  sim::VolumeImage disk = sim::VolumeBuilder({.sectorsPerCluster = 4, .partitionStart = 63}).Build();
+  const sim::VolumeView view(disk);
+  view.SetLink(2, 4);
+  view.SetLink(4, 0xFFFF);
   EXPECT_EQ(ChainOf(disk, 118), (List{118, 119, 124, 125, 126, 127})) << "from within a cluster";
 }
 

@@ -42,10 +42,11 @@ class Faults {
     Stop();
     areOn_ = !random_.OneIn(3);
     if (!areOn_) return;
-    constexpr double kLoss[] = {0, 0, 0.01, 0.05, 0.3}, kOthers[] = {0, 0, 0.05, 0.3};
+    constexpr size_t kLossRates[] = {0, 0, 3, 20, 100}, kNetworkRates[] = {0, 0, 3, 20};
     constexpr size_t kRates[] = {0, 0, 0, 0, 20, 80, 300};
-    world_.random = {.loss = random_.Of(kLoss), .duplication = random_.Of(kOthers), .reordering = random_.Of(kOthers)};
     for (size_t& rate : oneIn_) rate = random_.Of(kRates);
+    oneIn_[kLoss] = random_.Of(kLossRates);
+    for (const Kind kind : {kDouble, kReorder}) oneIn_[kind] = random_.Of(kNetworkRates);
     oneIn_[kForeign] /= 4;
     writesLeft_ = random_.OneIn(3) ? 1 + random_.Below(40) : 0;
   }
@@ -53,7 +54,6 @@ class Faults {
   void Stop() {
     if (areOn_) device_.Restart();
     areOn_ = isDead_ = false;
-    world_.random = {};
   }
   bool AreOn() const { return areOn_; }
   void BeginStep() {
@@ -65,9 +65,7 @@ class Faults {
 
   std::string Text() const {
     if (!areOn_) return "sound";
-    std::string text = "loss " + std::to_string(world_.random.loss) + ", double " +
-                       std::to_string(world_.random.duplication) + ", reorder " +
-                       std::to_string(world_.random.reordering) + ", status refusal size damage foreign restart";
+    std::string text = "one in: loss double reorder status refusal size damage foreign restart";
     for (const size_t rate : oneIn_) text += " " + std::to_string(rate);
     return text + ", writes left " + std::to_string(writesLeft_);
   }
@@ -77,7 +75,7 @@ class Faults {
   using Datagram = sim::Datagram;
   using Logged = sim::LoggedDatagram;
   using Command = wire::Command;
-  enum Kind : uint8_t { kStatus, kRefusal, kSize, kDamage, kForeign, kRestart, kKinds };
+  enum Kind : uint8_t { kLoss, kDouble, kReorder, kStatus, kRefusal, kSize, kDamage, kForeign, kRestart, kKinds };
 
   static constexpr uint32_t kNotConnected = 7, kInvalidSectorSize = 250, kNoResponse = 253;
   static constexpr size_t kDamages = 6, kForeigners = 12;
@@ -96,6 +94,9 @@ class Faults {
       if (!fate.bytes) fate.bytes = datagram.bytes;
       Damage(*fate.bytes, random_.Below(kDamages));
     }
+    if (random_.OneIn(oneIn_[kLoss])) fate.copies = 0;
+    if (random_.OneIn(oneIn_[kDouble])) fate.copies *= 2;
+    if (random_.OneIn(oneIn_[kReorder])) fate.delay = world_.latency * (1 + random_.Below(30)) / 10;
     return fate;
   }
 

@@ -75,7 +75,7 @@ bool RunSeed(uint64_t seed, const std::vector<Shape>& shapes, bool isJudged, Tot
 }
 
 History::History(uint64_t seed, const Shape& shape, Totals& totals)
-    : random_(seed), world_(seed), start_(shape.shape.partitionStart), totals_(totals) {
+    : random_(seed), start_(shape.shape.partitionStart), totals_(totals) {
   setenv("TZ", "UTC", 1);
   setenv("LC_ALL", "C.UTF-8", 1);
   tzset();

@@ -1,8 +1,12 @@
 // platform/*.h over the simulated world, each function a line or two.
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "platform/adapters.h"
@@ -21,6 +25,7 @@ namespace {
 
 // What it takes to find that nothing has come: who looks again and again sees time go on.
 constexpr std::chrono::microseconds kOneLook{1};
+constexpr uint16_t kFirstPort = 50000;
 
 sim::SimWorld& World() { return sim::SimWorld::Current(); }
 
@@ -138,33 +143,65 @@ bool StartSockets() { return !World().failing.sockets; }
 
 bool DatagramSocket::Open(const char* localAddress) {
   Close();
-  handle_ = World().OpenSocket(localAddress);
-  return IsOpen();
+  Ipv4Address address{};
+  const in_addr_t number = localAddress != nullptr ? inet_addr(localAddress) : INADDR_ANY;
+  std::memcpy(address.data(), &number, sizeof number);
+  auto& world = World();
+  const bool isOfHost = number == INADDR_ANY || std::ranges::count(world.hostAddresses, address) > 0;
+  if (world.failing.open || !isOfHost) return false;
+  world.Do([&] {
+    handle_ = ++world.lastHandle;
+    world.sockets[handle_].local = {address, static_cast<uint16_t>(kFirstPort + handle_)};
+  });
+  return true;
 }
 
-bool DatagramSocket::EnableBroadcast() { return World().EnableBroadcast(handle_); }
+bool DatagramSocket::EnableBroadcast() {
+  auto& world = World();
+  return world.Do([&] { return IsOpen() && (world.sockets[handle_].broadcast = !world.failing.broadcast); });
+}
 
 void DatagramSocket::Close() {
-  if (IsOpen()) World().CloseSocket(handle_);
+  if (IsOpen()) World().Do([this] { World().sockets.erase(handle_); });
   handle_ = kNoHandle;
 }
 
-std::optional<Endpoint> DatagramSocket::LocalEndpoint() const { return World().LocalEndpoint(handle_); }
+std::optional<Endpoint> DatagramSocket::LocalEndpoint() const {
+  if (!IsOpen()) return std::nullopt;
+  return World().Do([this] { return World().sockets[handle_].local; });
+}
 
 int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
-  return World().Send(handle_, datagram, receiver) ? static_cast<int>(datagram.size()) : -1;
+  auto& world = World();
+  const auto send = [&] {
+    if (world.failing.send || !IsOpen()) return false;
+    auto [sender, mayBroadcast, received] = world.sockets[handle_];
+    if (receiver.address == kBroadcastAddress && !mayBroadcast) return false;
+    if (sender.address == Ipv4Address{}) sender.address = world.hostAddresses.front();
+    world.Transmit({world.Now(), true, sender, receiver, {datagram.begin(), datagram.end()}});
+    return true;
+  };
+  return world.Do(send) ? static_cast<int>(datagram.size()) : -1;
 }
 
 int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience patience) {
   if (patience == Patience::Nap) return -1;  // the waiter sleeps in this world
-  const auto datagram = World().Receive(handle_, sender);
-  if (!datagram) {
-    ++World().emptyReceives;
-    World().Advance(kOneLook);
+  auto& world = World();
+  sim::Datagram datagram;
+  const bool isThere = world.Do([&] {
+    if (!world.IsReadable(handle_)) return false;
+    auto& received = world.sockets[handle_].received;
+    std::tie(sender, datagram) = std::move(received.front());
+    received.pop_front();
+    return true;
+  });
+  if (!isThere) {
+    ++world.emptyReceives;
+    world.Advance(kOneLook);
   }
-  if (!datagram || datagram->size() > buffer.size()) return -1;
-  std::ranges::copy(*datagram, buffer.begin());
-  return static_cast<int>(datagram->size());
+  if (!isThere || datagram.size() > buffer.size()) return -1;
+  std::ranges::copy(datagram, buffer.begin());
+  return static_cast<int>(datagram.size());
 }
 
 }  // namespace media_adapter::platform

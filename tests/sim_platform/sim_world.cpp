@@ -1,11 +1,8 @@
 #include "tests/sim_platform/sim_world.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "protocol/wire.h"
 
@@ -19,7 +16,7 @@ thread_local bool isParticipant = false;
 
 thread_local int WorldMutex::depth = 0;
 
-SimWorld::SimWorld(uint64_t seed) : generator_(seed) {
+SimWorld::SimWorld() {
   current = this;
   isParticipant = true;
 }
@@ -54,15 +51,10 @@ bool SimWorld::Wait(const std::function<bool()>& take, std::optional<Time> deadl
   if (deadline && *deadline <= now_) return false;
   Sleeper self{.take = take, .deadline = deadline, .participant = isParticipant};
   if (isParticipant) running_ = false;
-  SleepUntilReleased(self);
-  return self.taken;
-}
-
-// The caller holds the mutex, once.
-void SimWorld::SleepUntilReleased(Sleeper& sleeper) {
-  sleepers_.push_back(&sleeper);
+  sleepers_.push_back(&self);
   Schedule();
-  sleeper.wake.wait(mutex_, [&] { return sleeper.released; });
+  self.wake.wait(mutex_, [&] { return self.released; });
+  return self.taken;
 }
 
 std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std::shared_ptr<bool> ended) {
@@ -85,30 +77,12 @@ std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std
   });
 }
 
-SimWorld::Outside::Outside() {
-  SimWorld& world = Current();
-  std::lock_guard lock(world.mutex_);
-  ++world.outside_;
-  world.running_ = false;
-  isParticipant = false;
-  world.Schedule();
-}
-
-SimWorld::Outside::~Outside() {
-  SimWorld& world = Current();
-  std::lock_guard lock(world.mutex_);
-  isParticipant = true;
-  Sleeper self{.take = [] { return true; }, .deadline = {}};
-  world.SleepUntilReleased(self);
-  --world.outside_;
-}
-
 void SimWorld::Schedule() {
   if (scheduling_) return;
   scheduling_ = true;
   while (!running_ && !ReleaseOne()) {
     if (HappenNext()) continue;
-    if (outside_ == 0 && !sleepers_.empty()) AbortDeadlocked();
+    if (!sleepers_.empty()) AbortDeadlocked();
     break;
   }
   scheduling_ = false;
@@ -181,16 +155,16 @@ simulator::DeviceModel& SimWorld::Attach(std::unique_ptr<simulator::DeviceModel>
 
 void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay) {
   std::lock_guard lock(mutex_);
-  arrivals_.emplace(now_ + delay, Arrival{.toLibrary = true, .sender = sender, .bytes = std::move(bytes)});
+  arrivals_.emplace(now_ + delay, Arrival{.sender = sender, .bytes = std::move(bytes)});
 }
 
 void SimWorld::Deliver(const Arrival& arrival) {
-  if (!arrival.toLibrary) {
+  if (arrival.device != nullptr) {
     const Endpoint device{arrival.device->Identity().address, wire::kDevicePort};
     SendAll(device, arrival.device->OnDatagram(arrival.bytes, arrival.sender, now_));
     return;
   }
-  for (auto& [handle, socket] : sockets_) {
+  for (auto& [handle, socket] : sockets) {
     if (arrival.port != 0 && socket.local.port != arrival.port) continue;
     socket.received.emplace_back(arrival.sender, arrival.bytes);
   }
@@ -205,95 +179,21 @@ void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outg
 void SimWorld::Transmit(const LoggedDatagram& datagram) {
   const size_t ordinal = transmitted_++;
   if (keepsLog) log_.push_back(datagram);
-  Fate its = fate ? fate(datagram, ordinal) : Fate{};
-  const auto happens = [&](double probability) {
-    return probability > 0 && std::uniform_real_distribution<>(0, 1)(generator_) < probability;
-  };
-  if (happens(random.loss)) its.copies = 0;
-  if (happens(random.duplication)) its.copies *= 2;
-  if (happens(random.reordering)) its.delay += latency * std::uniform_int_distribution<>(1, 30)(generator_) / 10;
-
-  const Time when = now_ + latency + its.delay;
+  const Fate its = fate ? fate(datagram, ordinal) : Fate{};
   const Endpoint sender = its.sender.value_or(datagram.sender);
+  const Endpoint& receiver = datagram.receiver;
+  const auto& bytes = its.bytes ? *its.bytes : datagram.bytes;
+  const Time when = now_ + latency + its.delay;
   for (unsigned copy = 0; copy < its.copies; ++copy) {
-    Dispatch(datagram, sender, its.bytes ? *its.bytes : datagram.bytes, when);
+    if (!datagram.fromLibrary)
+      arrivals_.emplace(when, Arrival{.sender = sender, .port = receiver.port, .bytes = bytes});
+    for (const auto& device : devices_) {
+      const bool isMeant =
+          receiver.address == platform::kBroadcastAddress || receiver.address == device->Identity().address;
+      if (!datagram.fromLibrary || receiver.port != wire::kDevicePort || !isMeant) continue;
+      arrivals_.emplace(when, Arrival{.device = device.get(), .sender = sender, .bytes = bytes});
+    }
   }
-}
-
-void SimWorld::Dispatch(const LoggedDatagram& datagram, const Endpoint& sender, const Datagram& bytes, Time when) {
-  if (!datagram.fromLibrary) {
-    arrivals_.emplace(when,
-                      Arrival{.toLibrary = true, .sender = sender, .port = datagram.receiver.port, .bytes = bytes});
-    return;
-  }
-  if (datagram.receiver.port != wire::kDevicePort) return;
-  for (const auto& device : devices_) {
-    const auto& address = datagram.receiver.address;
-    if (address != platform::kBroadcastAddress && address != device->Identity().address) continue;
-    arrivals_.emplace(when, Arrival{.device = device.get(), .sender = sender, .bytes = bytes});
-  }
-}
-
-std::intptr_t SimWorld::OpenSocket(const char* localAddress) {
-  std::lock_guard lock(mutex_);
-  platform::Ipv4Address address{};
-  if (localAddress != nullptr) {
-    const in_addr_t number = inet_addr(localAddress);
-    std::memcpy(address.data(), &number, sizeof(number));
-  }
-  const bool isAny = address == platform::Ipv4Address{};
-  if (failing.open || (!isAny && std::ranges::find(hostAddresses, address) == hostAddresses.end())) return -1;
-  sockets_.emplace(nextHandle_, Socket{.local = {address, nextPort_++}});
-  return nextHandle_++;
-}
-
-void SimWorld::CloseSocket(std::intptr_t handle) {
-  std::lock_guard lock(mutex_);
-  sockets_.erase(handle);
-}
-
-bool SimWorld::EnableBroadcast(std::intptr_t handle) {
-  std::lock_guard lock(mutex_);
-  const auto socket = sockets_.find(handle);
-  if (failing.broadcast || socket == sockets_.end()) return false;
-  return socket->second.broadcast = true;
-}
-
-std::optional<Endpoint> SimWorld::LocalEndpoint(std::intptr_t handle) {
-  std::lock_guard lock(mutex_);
-  const auto socket = sockets_.find(handle);
-  if (socket == sockets_.end()) return std::nullopt;
-  return socket->second.local;
-}
-
-bool SimWorld::Send(std::intptr_t handle, std::span<const uint8_t> bytes, const Endpoint& receiver) {
-  std::lock_guard lock(mutex_);
-  const auto socket = sockets_.find(handle);
-  if (failing.send || socket == sockets_.end()) return false;
-  if (receiver.address == platform::kBroadcastAddress && !socket->second.broadcast) return false;
-  Endpoint sender = socket->second.local;
-  if (sender.address == platform::Ipv4Address{}) sender.address = hostAddresses.front();
-  Transmit({.time = now_,
-            .fromLibrary = true,
-            .sender = sender,
-            .receiver = receiver,
-            .bytes = Datagram(bytes.begin(), bytes.end())});
-  return true;
-}
-
-std::optional<Datagram> SimWorld::Receive(std::intptr_t handle, Endpoint& sender) {
-  std::lock_guard lock(mutex_);
-  const auto socket = sockets_.find(handle);
-  if (socket == sockets_.end() || socket->second.received.empty()) return std::nullopt;
-  auto [from, bytes] = std::move(socket->second.received.front());
-  socket->second.received.pop_front();
-  sender = from;
-  return bytes;
-}
-
-bool SimWorld::IsReadable(std::intptr_t handle) const {
-  const auto socket = sockets_.find(handle);
-  return socket != sockets_.end() && !socket->second.received.empty();
 }
 
 }  // namespace media_adapter::sim

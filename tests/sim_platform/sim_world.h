@@ -4,7 +4,7 @@
 // Exactly one thread runs at a time: a participant (the test, the worker) runs until it waits, then the next one whose
 // wait has ended goes on. When all of them wait, time jumps to the next arrival, device timer or deadline, and only
 // that happens; datagrams that arrive at one instant wait in the socket together. So a run depends on nothing but the
-// test and the seed.
+// test.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <span>
 #include <string>
 #include <thread>
@@ -51,13 +50,6 @@ struct Fate {
   std::optional<Endpoint> sender = {};
 };
 
-// Probabilities from 0 to 1. A reordered datagram is late by up to three latencies.
-struct RandomFaults {
-  double loss = 0;
-  double duplication = 0;
-  double reordering = 0;
-};
-
 // The lock of the world, which knows whether its own thread holds it.
 class WorldMutex {
  public:
@@ -77,7 +69,7 @@ class WorldMutex {
 
 class SimWorld {
  public:
-  explicit SimWorld(uint64_t seed = 1);
+  SimWorld();
   ~SimWorld();
   SimWorld(const SimWorld&) = delete;
   SimWorld& operator=(const SimWorld&) = delete;
@@ -92,7 +84,6 @@ class SimWorld {
   const std::vector<LoggedDatagram>& Log() const { return log_; }
   bool keepsLog = true;  // not to change once something was sent
   std::function<Fate(const LoggedDatagram&, size_t ordinal)> fate;
-  RandomFaults random;
   Time latency = std::chrono::microseconds(200);
   Time wakeUp{};             // what it costs the library to have slept for a datagram
   size_t emptyReceives = 0;  // the library's, each of a microsecond
@@ -113,21 +104,12 @@ class SimWorld {
   Time Now();
   // Lets the others run for `duration`.
   void Advance(Time duration);
-  size_t OpenSockets() const { return sockets_.size(); }
+  size_t OpenSockets() const { return sockets.size(); }
   // True while this thread does the world's work, not the library's.
   static bool IsInside() { return WorldMutex::depth != 0; }
 
-  // While one exists, the test's own thread does not take part: it may wait for other threads in real time. Threads
-  // that take no part may use the library; time goes on without regard to them.
-  class Outside {
-   public:
-    Outside();
-    ~Outside();
-    Outside(const Outside&) = delete;
-    Outside& operator=(const Outside&) = delete;
-  };
-
-  // For the platform's sources.
+  // For the platform's sources. Threads that take no part may use the library, too; time goes on without regard to
+  // them.
 
   // Waits until `take` returns true; it takes what it waited for. False when `deadline` came first.
   bool Wait(const std::function<bool()>& take, std::optional<Time> deadline);
@@ -147,13 +129,19 @@ class SimWorld {
   // A thread that takes part, or none. Its last act in the world is to set `ended`.
   std::optional<std::thread> StartThread(std::function<void()> body, std::shared_ptr<bool> ended);
 
-  std::intptr_t OpenSocket(const char* localAddress);  // -1 when it cannot be bound
-  void CloseSocket(std::intptr_t handle);
-  bool EnableBroadcast(std::intptr_t handle);
-  std::optional<platform::Endpoint> LocalEndpoint(std::intptr_t handle);
-  bool Send(std::intptr_t handle, std::span<const uint8_t> bytes, const Endpoint& receiver);
-  std::optional<Datagram> Receive(std::intptr_t handle, Endpoint& sender);
-  bool IsReadable(std::intptr_t handle) const;  // inside Wait and Do only
+  // The library's sockets by their handles; inside Wait and Do only.
+  struct Socket {
+    Endpoint local;
+    bool broadcast = false;
+    std::list<std::pair<Endpoint, Datagram>> received = {};
+  };
+  std::map<std::intptr_t, Socket> sockets;
+  std::intptr_t lastHandle = 0;
+  bool IsReadable(std::intptr_t handle) const {
+    const auto socket = sockets.find(handle);
+    return socket != sockets.end() && !socket->second.received.empty();
+  }
+  void Transmit(const LoggedDatagram& datagram);
 
  private:
   struct Sleeper {
@@ -165,16 +153,10 @@ class SimWorld {
     std::condition_variable_any wake = {};
   };
   struct Arrival {
-    bool toLibrary = false;
-    simulator::DeviceModel* device = nullptr;  // else
+    simulator::DeviceModel* device = nullptr;  // null for the library
     Endpoint sender;
     uint16_t port = 0;  // of the library's socket; 0 for any
     Datagram bytes;
-  };
-  struct Socket {
-    Endpoint local;
-    bool broadcast = false;
-    std::list<std::pair<Endpoint, Datagram>> received = {};
   };
 
   void Schedule();
@@ -183,23 +165,15 @@ class SimWorld {
   bool HappenNext();
   void Deliver(const Arrival& arrival);
   void SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams);
-  void Transmit(const LoggedDatagram& datagram);
-  void Dispatch(const LoggedDatagram& datagram, const Endpoint& sender, const Datagram& bytes, Time when);
-  void SleepUntilReleased(Sleeper& sleeper);
   [[noreturn]] void AbortDeadlocked() const;
 
   WorldMutex mutex_;
   Time now_{std::chrono::seconds(1000)};
-  std::mt19937_64 generator_;
   std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep
   bool running_ = true;           // some participant runs
   bool scheduling_ = false;
-  unsigned outside_ = 0;
   std::multimap<Time, Arrival> arrivals_;
   std::vector<std::unique_ptr<simulator::DeviceModel>> devices_;
-  std::map<std::intptr_t, Socket> sockets_;
-  std::intptr_t nextHandle_ = 1;
-  uint16_t nextPort_ = 50000;
   std::vector<LoggedDatagram> log_;
   size_t transmitted_ = 0;
 };

@@ -51,6 +51,13 @@ inline Bytes Item(uint8_t elementClass, uint8_t index, const Bytes& value) {
   return item;
 }
 
+inline Bytes NumberOf(uint32_t value, size_t size) {
+  Bytes bytes(4);
+  WriteU32(bytes, 0, value);
+  bytes.resize(size);
+  return bytes;
+}
+
 inline Bytes Join(std::initializer_list<Bytes> parts) {
   Bytes whole;
   for (const Bytes& part : parts) whole.insert(whole.end(), part.begin(), part.end());
@@ -106,8 +113,6 @@ class Background {
 
 class LibraryTest : public ::testing::Test {
  protected:
-  explicit LibraryTest(uint64_t seed = 1) : world(seed) {}
-
   void SetUp() override { Start(); }
   void TearDown() override { Stop(); }
 
