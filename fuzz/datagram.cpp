@@ -1,6 +1,7 @@
 // What a hostile device can answer. The input picks requests, and for each datagram that they send a few replies: with
 // a proper header, any status and a body of the fuzzer's, or altogether the fuzzer's own.
 #include <algorithm>
+#include <map>
 
 #include "api/result_blocks.h"
 #include "fuzz/fuzz_world.h"
@@ -48,18 +49,13 @@ RequestRecord Request(Input& input) {
 }
 
 uint32_t StatusOf(RequestId id) {
-  switch (id) {
-    case RequestId::Search:
-      return 0;
-    case RequestId::GetConfiguration:
-      return configurationResult.status;
-    case RequestId::SetTest:
-      return testResult.status;
-    case RequestId::RFAReadData:
-      return readDataResult.status;
-    default:
-      return statusResult.status;
-  }
+  static const std::map<RequestId, const uint32_t*> ofItsOwn = {
+      {RequestId::GetConfiguration, &configurationResult.status},
+      {RequestId::SetTest, &testResult.status},
+      {RequestId::RFAReadData, &readDataResult.status}};
+  if (id == RequestId::Search) return 0;
+  const auto own = ofItsOwn.find(id);
+  return own != ofItsOwn.end() ? *own->second : statusResult.status;
 }
 
 void RunInput(std::span<const uint8_t> bytes) {

@@ -42,11 +42,18 @@ class Volume {
   Disk& MakeDisk() {
     choice_ = input_.Byte();
     constexpr std::array<uint8_t, 4> kClusterSizes = {1, 2, 3, 8};
-    auto disk = std::make_unique<Disk>(Layout{.isFat32 = (choice_ & 1) != 0,
-                                              .hasLongFat = (choice_ & 6) == 6,
-                                              .sectorsPerCluster = kClusterSizes.at(choice_ >> 3 & 3),
-                                              .fats = static_cast<uint8_t>(1 + (choice_ >> 5 & 1)),
-                                              .partitionStart = (choice_ & 64) != 0 ? 5U : 0U});
+    const bool is32 = (choice_ & 1) != 0;
+    auto disk = std::make_unique<Disk>(sim::Boot{.sectorsPerCluster = kClusterSizes.at(choice_ >> 3 & 3),
+                                                 .reserved = 2,
+                                                 .fats = static_cast<uint8_t>(1 + (choice_ >> 5 & 1)),
+                                                 .rootEntries = static_cast<uint16_t>(is32 ? 0 : 64),
+                                                 .clusters = is32 ? 65525U : 4085U,
+                                                 .in32Bits = is32,
+                                                 .start = (choice_ & 64) != 0 ? 5U : 0U,
+                                                 // of a long FAT32 for all clusters, otherwise for the first 512
+                                                 .fatSectors = !is32                ? 16U
+                                                               : (choice_ & 6) == 6 ? 512U
+                                                                                    : 4U});
     auto& made = *disk;
     const simulator::DeviceIdentity identity{kDevice.address, kDeviceMac, "device", ""};
     world_.network.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));

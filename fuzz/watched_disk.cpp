@@ -24,29 +24,19 @@ bool IsIn(uint64_t value, uint64_t first, uint64_t count) { return value >= firs
 
 }  // namespace
 
-Disk::Disk(const Layout& layout)
-    : image_(sim::Forge({.sectorsPerCluster = layout.sectorsPerCluster,
-                         .reserved = 2,
-                         .fats = layout.fats,
-                         .rootEntries = static_cast<uint16_t>(layout.isFat32 ? 0 : 64),
-                         .clusters = layout.isFat32 ? kMinFat32 : 4085,
-                         .in32Bits = layout.isFat32,
-                         .start = layout.partitionStart,
-                         .fatSectors = !layout.isFat32     ? 16U
-                                       : layout.hasLongFat ? 512U
-                                                           : 4U})) {
+Disk::Disk(const sim::Boot& volume) : image_(sim::Forge(volume)) {
   image_.SetSectorCount(UINT32_MAX);
   TakeGeometry();
   const sim::VolumeView view(image_);
   constexpr std::array<uint32_t, 9> kChains = {0xFFFFFFF8, kEndOfChain, 0,           kEndOfChain, kEndOfChain,
                                                6,          7,           kEndOfChain, kEndOfChain};
-  for (uint32_t i = 0; i < kChains.size(); ++i) view.SetLink(i, i == 2 && layout.isFat32 ? kEndOfChain : kChains[i]);
+  for (uint32_t i = 0; i < kChains.size(); ++i) view.SetLink(i, i == 2 && volume.in32Bits ? kEndOfChain : kChains[i]);
   const auto put = [](Sector& sector, std::initializer_list<sim::Bytes> slots) {
     auto place = sector.begin();
     for (const auto& slot : slots) place = std::ranges::copy(slot, place).out;
   };
   const auto fileSize = static_cast<uint32_t>(2 * view.ClusterSize() + 100);
-  put(At(layout.isFat32 ? volume_.data : volume_.root),
+  put(At(volume.in32Bits ? volume_.data : volume_.root),
       {sim::ShortSlot("VOLUME     ", slot::kLabel, 0, 0), sim::ShortSlot("A          ", slot::kFolder, kFolderA, 0),
        sim::LongSlot(0x42, "txt"), sim::LongSlot(0x01, "Read me long."),
        sim::ShortSlot("README~1TXT", slot::kFile, kLongFile, 300)});
@@ -89,21 +79,11 @@ uint32_t Disk::FatEntry(uint64_t cluster) {
   return volume_.isFat32 ? ReadU32(sector, place * 4) : ReadU16(sector, place * 2);
 }
 
-void Disk::BeginRequest(RequestId id) {
-  request_ = id;
-  fatWrites_ = 0;
-  oldEntries_.clear();
-  onceFree_.clear();
-  ownedFirst_.clear();
-  readClusters_.clear();
-  writtenClusters_.clear();
-}
-
 bool Disk::Read(uint32_t sector, std::span<uint8_t> out) {
   for (uint32_t i = 0; i < out.size() / kSectorBytes; ++i) {
     if (sector + i < volume_.data) continue;
     const uint64_t cluster = (sector + i - volume_.data) / volume_.sectorsPerCluster + 2;
-    if (!writtenClusters_.contains(cluster)) readClusters_.insert(cluster);
+    if (!request_.writtenClusters.contains(cluster)) request_.readClusters.insert(cluster);
   }
   return image_.Read(sector, out);
 }
@@ -124,9 +104,9 @@ void Disk::Judge(uint64_t sector, const Sector& before, std::span<const uint8_t>
   if (volume_.lastCluster < 2) Breach("a volume without clusters is written to", sector);
   if (!volume_.isSound) return;
 
-  const bool isFormat = request_ == RequestId::RFAFormat;
-  const bool isWriter = isFormat || request_ == RequestId::RFAWriteData || request_ == RequestId::RFADelete ||
-                        request_ == RequestId::RFACreateDirectory;
+  const bool isFormat = request_.id == RequestId::RFAFormat;
+  const bool isWriter = isFormat || request_.id == RequestId::RFAWriteData || request_.id == RequestId::RFADelete ||
+                        request_.id == RequestId::RFACreateDirectory;
   if (!isWriter) Breach("a request that reads has written", sector);
   if (IsIn(sector, volume_.fat, volume_.fatSectors)) return JudgeFat(sector, before, after);
   if (isFormat) {
@@ -148,7 +128,7 @@ void Disk::JudgeFat(uint64_t sector, const Sector& before, std::span<const uint8
       !std::ranges::equal(std::span(before).first(reservedBytes), after.first(reservedBytes))) {
     Breach("FAT entries 0 and 1 are changed");
   }
-  if (++fatWrites_ > 2 * volume_.lastCluster + 128) Breach("the FAT is written for ever", fatWrites_);
+  if (++request_.fatWrites > 2 * volume_.lastCluster + 128) Breach("the FAT is written for ever", request_.fatWrites);
   if (std::ranges::equal(before, after)) return;
   const size_t width = volume_.isFat32 ? 4 : 2;
   const uint64_t first = (sector - volume_.fat) * (kSectorBytes / width);
@@ -160,19 +140,19 @@ void Disk::JudgeFat(uint64_t sector, const Sector& before, std::span<const uint8
 }
 
 void Disk::JudgeEntry(uint64_t cluster, uint32_t before, uint32_t after) {
-  oldEntries_.try_emplace(cluster, before);
-  if (before == 0 || after == 0) onceFree_.insert(cluster);
-  if (request_ == RequestId::RFAFormat) {
+  request_.oldEntries.try_emplace(cluster, before);
+  if (before == 0 || after == 0) request_.onceFree.insert(cluster);
+  if (request_.id == RequestId::RFAFormat) {
     const bool isRoot = volume_.isFat32 && cluster == 2;
     if (after != (isRoot ? kEndOfChain : 0)) Breach("formatting leaves a cluster taken", cluster);
     return;
   }
   if (cluster > volume_.lastCluster) Breach("a FAT entry of no cluster is changed", cluster);
   if (after == 0) {
-    if (request_ == RequestId::RFACreateDirectory) Breach("making a folder frees a cluster", cluster);
+    if (request_.id == RequestId::RFACreateDirectory) Breach("making a folder frees a cluster", cluster);
     return;
   }
-  if (request_ == RequestId::RFADelete) Breach("deleting takes a cluster", cluster);
+  if (request_.id == RequestId::RFADelete) Breach("deleting takes a cluster", cluster);
   // A folder grows behind its end: an end mark, or a link to no cluster.
   const uint32_t link = volume_.isFat32 ? before & 0x0FFFFFFF : before;
   const bool endsChain = link < 2 || link >= (volume_.isFat32 ? 0x0FFFFFF7 : 0xFFF7);
@@ -187,16 +167,16 @@ void Disk::JudgeSlots(const Sector& before, std::span<const uint8_t> after) {
     const auto now = after.subspan(at, slot::kLength);
     const bool isSame = std::ranges::equal(old, now);
     // An entry rewritten as it was shows no change.
-    if (!isSame || isSectorSame) ownedFirst_.insert(FirstCluster(old, volume_.isFat32));
+    if (!isSame || isSectorSame) request_.ownedFirst.insert(FirstCluster(old, volume_.isFat32));
     if (isSame) continue;
     const bool isFree = old[0] == 0 || old[0] == slot::kDeleted;
-    if (request_ == RequestId::RFADelete) {
+    if (request_.id == RequestId::RFADelete) {
       if (now[0] != slot::kDeleted || !std::ranges::equal(old.subspan(1), now.subspan(1))) Breach("not a mark", at);
     } else if (!isFree) {
       const bool keepsName = std::ranges::equal(old.first(slot::kAttributes), now.first(slot::kAttributes)) &&
                              std::ranges::equal(old.subspan(12, 6), now.subspan(12, 6));
       const bool isFile = (old[slot::kAttributes] & slot::kFolder) == 0;
-      if (request_ != RequestId::RFAWriteData || !keepsName || !isFile) Breach("a taken slot is overwritten", at);
+      if (request_.id != RequestId::RFAWriteData || !keepsName || !isFile) Breach("a taken slot is overwritten", at);
     }
   }
 }
@@ -204,22 +184,23 @@ void Disk::JudgeSlots(const Sector& before, std::span<const uint8_t> after) {
 void Disk::JudgeCluster(uint64_t sector, const Sector& before, std::span<const uint8_t> after) {
   const uint64_t cluster = (sector - volume_.data) / volume_.sectorsPerCluster + 2;
   if (cluster > volume_.lastCluster) Breach("a cluster past the last is written", cluster);
-  const bool wasFree = FatEntry(cluster) == 0 || onceFree_.contains(cluster);
-  if (!wasFree || readClusters_.contains(cluster)) return JudgeSlots(before, after);
-  if (request_ == RequestId::RFADelete) Breach("deleting writes to a free cluster", cluster);
-  writtenClusters_.insert(cluster);
+  const bool wasFree = FatEntry(cluster) == 0 || request_.onceFree.contains(cluster);
+  if (!wasFree || request_.readClusters.contains(cluster)) return JudgeSlots(before, after);
+  if (request_.id == RequestId::RFADelete) Breach("deleting writes to a free cluster", cluster);
+  request_.writtenClusters.insert(cluster);
 }
 
 void Disk::EndOfGoodRequest() {
-  if (!volume_.isSound || request_ == RequestId::RFAFormat) return;
+  if (!volume_.isSound || request_.id == RequestId::RFAFormat) return;
   std::unordered_set<uint64_t> owned;
-  for (uint64_t cluster : ownedFirst_) {
+  for (uint64_t cluster : request_.ownedFirst) {
     while (cluster >= 2 && cluster <= volume_.lastCluster && owned.insert(cluster).second) {
-      const auto old = oldEntries_.find(cluster);
-      cluster = (old != oldEntries_.end() ? old->second : FatEntry(cluster)) & (volume_.isFat32 ? 0x0FFFFFFF : 0xFFFF);
+      const auto old = request_.oldEntries.find(cluster);
+      cluster = (old != request_.oldEntries.end() ? old->second : FatEntry(cluster)) &
+                (volume_.isFat32 ? 0x0FFFFFFF : 0xFFFF);
     }
   }
-  for (const auto& [cluster, entry] : oldEntries_) {
+  for (const auto& [cluster, entry] : request_.oldEntries) {
     const bool wasTaken = (volume_.isFat32 ? entry & 0x0FFFFFFF : entry) != 0;
     if (wasTaken && FatEntry(cluster) == 0 && !owned.contains(cluster)) Breach("a foreign cluster is freed", cluster);
   }

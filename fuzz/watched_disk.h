@@ -12,15 +12,6 @@ namespace media_adapter::fuzz {
 
 using Sector = sim::VolumeImage::Sector;
 
-// Of a new disk's volume.
-struct Layout {
-  bool isFat32 = false;
-  bool hasLongFat = false;  // FAT32: for all clusters; otherwise for the first 512
-  uint8_t sectorsPerCluster = 1;
-  uint8_t fats = 1;
-  uint32_t partitionStart = 0;
-};
-
 // As the boot sector tells it. Sector numbers count from the start of the device.
 struct Geometry {
   uint64_t boot = 0, fat = 0, fatSectors = 0, root = 0, rootSectors = 0, data = 0, end = 0;
@@ -36,7 +27,7 @@ inline constexpr uint32_t kFolderA = 3, kFolderB = 4, kFileF = 5, kLongFile = 8;
 // A device that takes every sector; what it says of its size is another matter.
 class Disk : public simulator::Storage {
  public:
-  explicit Disk(const Layout& layout);
+  explicit Disk(const sim::Boot& volume);
   Sector& At(uint64_t sector) { return image_.At(static_cast<uint32_t>(sector)); }
   const Geometry& Volume() const { return volume_; }
   uint64_t SectorOf(uint64_t cluster) const { return volume_.data + (cluster - 2) * volume_.sectorsPerCluster; }
@@ -45,7 +36,7 @@ class Disk : public simulator::Storage {
   // After the input's own changes: looks at the boot sector again.
   void TakeGeometry();
 
-  void BeginRequest(RequestId id);
+  void BeginRequest(RequestId id) { request_ = {.id = id}; }
   uint32_t SectorCount() const override { return UINT32_MAX; }
   bool Read(uint32_t sector, std::span<uint8_t> out) override;
   // Judges the write; stores it only when it is kept.
@@ -64,13 +55,15 @@ class Disk : public simulator::Storage {
   sim::VolumeImage image_;
   Geometry volume_;
 
-  // Of the running request.
-  RequestId request_{};
-  uint64_t fatWrites_ = 0;
-  std::unordered_map<uint64_t, uint32_t> oldEntries_;  // of the FAT, as they were when it began
-  std::unordered_set<uint64_t> onceFree_;              // clusters that were free at some time
-  std::unordered_set<uint64_t> ownedFirst_;            // first clusters of entries that it changed
-  std::unordered_set<uint64_t> readClusters_, writtenClusters_;
+  // What it has done so far.
+  struct Request {
+    RequestId id{};
+    uint64_t fatWrites = 0;
+    std::unordered_map<uint64_t, uint32_t> oldEntries = {};  // of the FAT, as they were when it began
+    std::unordered_set<uint64_t> onceFree = {};              // clusters that were free at some time
+    std::unordered_set<uint64_t> ownedFirst = {};            // first clusters of entries that it changed
+    std::unordered_set<uint64_t> readClusters = {}, writtenClusters = {};
+  } request_;
 };
 
 }  // namespace media_adapter::fuzz

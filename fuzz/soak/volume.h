@@ -84,7 +84,7 @@ inline std::string ShortNameIn(const Slot& slot) {
 
 class Volume : public sim::VolumeView {
  public:
-  explicit Volume(Disk& disk) : VolumeView(disk), disk_(disk) {}
+  using VolumeView::VolumeView;
 
   uint32_t SectorOfSlot(const Clusters& chain, size_t slot) const {
     const auto n = static_cast<uint32_t>(slot / 16);
@@ -98,7 +98,7 @@ class Volume : public sim::VolumeView {
     return entries;
   }
   void ReadFatSector(uint32_t index, Clusters& entries) const {
-    const auto bytes = Read(fat + index);
+    const auto& bytes = image_.At(fat + index);
     const uint32_t marks = is32 ? 0x0FFFFFF7 : 0xFFF7;
     for (uint32_t i = 0; i < linksPerSector; ++i) {
       const uint32_t value = is32 ? ReadU32(bytes, i * 4) & 0x0FFFFFFF : ReadU16(bytes, i * 2);
@@ -118,7 +118,7 @@ class Volume : public sim::VolumeView {
   Bytes Content(const Clusters& chain, size_t size) const {
     Bytes content;
     for (uint32_t n = 0; content.size() < size && n / sectorsPerCluster < chain.size(); ++n) {
-      const auto bytes = Read(SectorOf(chain[n / sectorsPerCluster]) + n % sectorsPerCluster);
+      const auto& bytes = image_.At(SectorOf(chain[n / sectorsPerCluster]) + n % sectorsPerCluster);
       content.insert(content.end(), bytes.begin(), bytes.end());
     }
     content.resize(std::min(content.size(), size));
@@ -128,10 +128,8 @@ class Volume : public sim::VolumeView {
     Folder folder{.chain = chain, .slots = {}, .entries = {}};
     auto& slots = folder.slots;
     slots.resize(chain.empty() ? (data - root) * 16 : chain.size() * sectorsPerCluster * 16);
-    sim::VolumeImage::Sector sector{};
     for (size_t i = 0; i < slots.size(); ++i) {
-      if (i % 16 == 0) sector = Read(SectorOfSlot(chain, i));
-      std::copy_n(sector.begin() + i % 16 * 32, 32, slots[i].begin());
+      std::copy_n(image_.At(SectorOfSlot(chain, i)).begin() + i % 16 * 32, 32, slots[i].begin());
     }
     for (size_t i = 0; i < slots.size(); ++i) {
       if (!IsFree(slots[i]) && !IsLongName(slots[i])) folder.entries.push_back(EntryAt(slots, i));
@@ -140,11 +138,6 @@ class Volume : public sim::VolumeView {
   }
 
  private:
-  sim::VolumeImage::Sector Read(uint32_t sector) const {
-    sim::VolumeImage::Sector bytes{};
-    disk_.Read(sector, bytes);
-    return bytes;
-  }
   // With the long-name slots before it that count down to 1 with its checksum. The first of them may be missing.
   static Entry EntryAt(const std::vector<Slot>& slots, size_t place) {
     Entry entry{.name = {}, .places = {place}, .slot = slots[place]};
@@ -158,8 +151,6 @@ class Volume : public sim::VolumeView {
     entry.name = entry.name.empty() ? ShortNameIn(entry.slot) : entry.name.substr(0, entry.name.find('\0'));
     return entry;
   }
-
-  Disk& disk_;
 };
 
 }  // namespace media_adapter::soak

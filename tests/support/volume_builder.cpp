@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,38 +15,22 @@
 namespace media_adapter::sim {
 namespace {
 
-struct ToolResult {
-  int exitCode = -1;
-  std::string output;
-};
-
-ToolResult RunTool(const std::vector<std::string>& command) {
-  std::string line = "MTOOLS_SKIP_CHECK=1 MTOOLSRC=/dev/null TZ=UTC exec";
+// What it says, by lines. Throws when it fails, unless that is no news.
+std::vector<std::string> RunTool(const std::vector<std::string>& command, bool mayFail = false) {
+  std::string line = "MTOOLS_SKIP_CHECK=1 MTOOLSRC=/dev/null TZ=UTC exec", output;
   for (std::string word : command) {
     for (size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4) word.replace(at, 1, "'\\''");
     line += " '" + word + "'";
   }
   FILE* const tool = popen((line + " 2>&1 </dev/null").c_str(), "re");
   if (tool == nullptr) throw std::runtime_error("cannot run " + command[0]);
-  ToolResult result;
   char buffer[4096];
-  while (const size_t count = fread(buffer, 1, sizeof(buffer), tool)) result.output.append(buffer, count);
-  const int status = pclose(tool);
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return result;
-}
-
-std::vector<std::string> Lines(const std::string& text) {
+  while (const size_t count = fread(buffer, 1, sizeof(buffer), tool)) output.append(buffer, count);
+  if (pclose(tool) != 0 && !mayFail) throw std::runtime_error(command[0] + ": " + output);
   std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  std::istringstream stream(output);
+  while (std::getline(stream, line)) lines.push_back(line);
   return lines;
-}
-
-std::vector<std::string> Require(const std::vector<std::string>& command) {
-  const auto result = RunTool(command);
-  if (result.exitCode != 0) throw std::runtime_error(command[0] + ": " + result.output);
-  return Lines(result.output);
 }
 
 }  // namespace
@@ -134,12 +117,12 @@ VolumeBuilder::VolumeBuilder(const VolumeShape& shape) : shape_(shape), volume_(
   add("-h", shape.partitionStart);
   if (!is32) add("-r", shape.rootEntries);
   command.push_back(volume_);
-  Require(command);
+  RunTool(command);
 }
 
-std::vector<std::string> VolumeBuilder::Mtool(const std::string& tool, std::vector<std::string> arguments) const {
+void VolumeBuilder::Mtool(const std::string& tool, std::vector<std::string> arguments) const {
   arguments.insert(arguments.begin(), {tool, "-i", volume_});
-  return Require(arguments);
+  RunTool(arguments);
 }
 
 void VolumeBuilder::AddFolder(const std::string& path) { Mtool("mmd", {"::" + path}); }
@@ -166,12 +149,6 @@ void VolumeBuilder::AddFiles(const std::string& folder, const std::vector<std::s
 
 void VolumeBuilder::Delete(const std::string& path) { Mtool("mdel", {"::" + path}); }
 
-void VolumeBuilder::SetAttributes(const std::string& path, const std::vector<std::string>& flags) {
-  auto arguments = flags;
-  arguments.push_back("::" + path);
-  Mtool("mattrib", arguments);
-}
-
 VolumeImage VolumeBuilder::Build() const {
   VolumeImage image;
   image.Load(volume_, shape_.partitionStart);
@@ -192,7 +169,7 @@ std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitio
   image.Save(folder / "volume", partitionStart);
   const auto root = folder.Path() / "tree";
   std::filesystem::create_directory(root);
-  Require({"mcopy", "-s", "-n", "-m", "-i", folder / "volume", "::/", root.string()});
+  RunTool({"mcopy", "-s", "-n", "-m", "-i", folder / "volume", "::/", root.string()});
   std::map<std::string, VolumeItem> items;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     auto& item = items["/" + entry.path().lexically_relative(root).string()];
@@ -202,7 +179,7 @@ std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitio
     if (stat(entry.path().c_str(), &info) == 0) item.modified = info.st_mtime;
   }
   // A line of mattrib: "  A  SHR     ::/folder/name". It fails where the root has no file.
-  for (const auto& line : Lines(RunTool({"mattrib", "-/", "-i", folder / "volume", "::/"}).output)) {
+  for (const auto& line : RunTool({"mattrib", "-/", "-i", folder / "volume", "::/"}, true)) {
     const auto colons = line.find("::/");
     const auto item = colons == std::string::npos ? items.end() : items.find(line.substr(colons + 2));
     if (item == items.end()) continue;
@@ -215,7 +192,7 @@ std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitio
 std::vector<std::string> FsckComplaints(VolumeImage& image, uint32_t partitionStart) {
   TempFolder folder;
   image.Save(folder / "volume", partitionStart);
-  auto lines = Lines(RunTool({"fsck.fat", "-n", folder / "volume"}).output);
+  auto lines = RunTool({"fsck.fat", "-n", folder / "volume"}, true);
   std::erase_if(lines, [](const std::string& line) {
     static constexpr const char* kHarmless[] = {"fsck.fat ",          " files, ",        "Free cluster summary",
                                                 "Leaving filesystem", "Auto-correcting", "  1) Correct",

@@ -63,12 +63,10 @@ class VolumeBuilder {
   void AddFiles(const std::string& folder, const std::vector<std::string>& names,
                 std::span<const uint8_t> content = {});
   void Delete(const std::string& path);
-  // As mattrib takes them, for example {"+r", "+h"}.
-  void SetAttributes(const std::string& path, const std::vector<std::string>& flags);
   VolumeImage Build() const;
 
  private:
-  std::vector<std::string> Mtool(const std::string& tool, std::vector<std::string> arguments) const;
+  void Mtool(const std::string& tool, std::vector<std::string> arguments) const;
 
   VolumeShape shape_;
   TempFolder folder_;

@@ -157,12 +157,14 @@ class VolumeView {
   uint32_t fats, fatSectors, linksPerSector, sectorsPerCluster, lastCluster;
   uint32_t fat, root, data;  // first sectors; a FAT32 volume's root is a chain and has none
 
+ protected:
+  VolumeImage& image_;
+
  private:
   Slot At(uint32_t sector, uint32_t offset) const { return Slot(image_.At(sector)).subspan(offset); }
   Slot LinkOf(uint32_t cluster) const {
     return At(fat + cluster / linksPerSector, cluster % linksPerSector * kSectorSize / linksPerSector);
   }
-  VolumeImage& image_;
 };
 
 }  // namespace media_adapter::sim
