@@ -191,21 +191,19 @@ TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
   EXPECT_EQ(find({"x.mp3", "*"}) + find({"*", "*", "*", "*"}) + find({"*.wav"}), "");
 }
 
+ListingEntry EntryOf(uint32_t size, const WallTime& time) {
+  ListingEntry entry{};
+  entry.size = size;
+  std::tie(entry.year, entry.month, entry.day, entry.hour, entry.minute, entry.second) = std::tuple_cat(time);
+  return entry;
+}
+
 TEST(Entries, AreShownAndFilteredAsElsewhere) {
   EXPECT_EQ(ShortSize(1023) + " " + ShortSize(1025) + " " + ShortSize(10137) + " " + ShortSize(10241) + " " +
                 ShortSize(1048575) + " " + ShortSize(UINT32_MAX),
             "1023 1.1K 9.9K 11K 1.0M 4.0G");
-  ListingEntry entry = {.number = 1,
-                        .name = ".Gr\xfc\xdf.MP3",
-                        .attributes = 0x20,
-                        .second = 10,
-                        .minute = 8,
-                        .hour = 7,
-                        .day = 6,
-                        .month = 5,
-                        .year = 2024,
-                        .size = 1025,
-                        .firstCluster = 2};
+  ListingEntry entry = EntryOf(1025, {2024, 5, 6, 7, 8, 10});
+  std::ranges::copy(".Gr\xfc\xdf.MP3"s, entry.name);
   const std::chrono::sys_seconds now = *EntryTime(entry) + std::chrono::hours(47);
   const auto matches = [&](bool (EntryFilter::*add)(std::string_view), std::string_view words) {
     std::string results;
@@ -234,13 +232,6 @@ TEST(Entries, AreShownAndFilteredAsElsewhere) {
 LocalState LocalFile(uint64_t size, std::time_t time) {
   const auto sinceEpoch = std::chrono::sys_seconds(std::chrono::seconds(time));
   return {size, std::chrono::file_clock::from_sys(sinceEpoch), StoredTime(platform::ToLocalTime(time))};
-}
-
-ListingEntry EntryOf(uint32_t size, const WallTime& time) {
-  ListingEntry entry{};
-  entry.size = size;
-  std::tie(entry.year, entry.month, entry.day, entry.hour, entry.minute, entry.second) = std::tuple_cat(time);
-  return entry;
 }
 
 TEST(Comparison, ACopyEitherWayIsTheSameInAnyHour) {

@@ -71,18 +71,6 @@ TEST_F(WritingTest, ARunOfSlotsCrossesSectorsAndGrowsItsFolder) {
             "r:c4.0 r:c2.0-c4.0 w:c4.0 r:c3.0 w:c3.0 r:c2.0 w:c2.0 w:fat0");
 }
 
-TEST_F(WritingTest, AFullRootTakesWhatFits) {
-  Insert(Made({.rootEntries = 32}, Numbered("/F", 10, 40)));
-  EXPECT_EQ(Put("Long name", {}), 239U);
-  EXPECT_EQ(MakeFolder("\\Long name"), 239U);
-  EXPECT_FALSE(Wrote());
-  EXPECT_EQ(Put("SHORT", {}), 0U);
-  EXPECT_EQ(Put("SHORT2", {}), 239U);
-  for (const char* name : {"\\F12", "\\F14", "\\F15", "\\F24", "\\F25", "\\F26"}) EXPECT_EQ(Delete(name), 0U);
-  EXPECT_EQ(Put("A name of three slots", {}), 0U);
-  EXPECT_EQ(View().Slots()[14][0], 0x42) << "the first run that is long enough, over two sectors";
-}
-
 // ---- Folders
 
 TEST_F(WritingTest, FoldersAreMadeWithTheirDots) {
@@ -168,41 +156,42 @@ TEST_F(WritingTest, ClustersOfTheFoldersOnTheWayAreNeverHandedOut) {
     const int slots = static_cast<int>(shape.sectorsPerCluster) * 16 - 2;
     const VolumeImage image =
         Made(shape, "/OUTER|/OUTER/INNER|/OUTER/INNER/FILE:2500|/OLD:5000" + Numbered("/OUTER/INNER/F", 1, slots - 2));
-    const uint32_t outer = ClusterIn(VolumeView(const_cast<VolumeImage&>(image)).Entries()["OUTER      "]);
-    const uint32_t inner = outer + 1;
+    const VolumeView made(const_cast<VolumeImage&>(image));
+    const uint32_t outer = ClusterIn(made.Entries()["OUTER      "]), inner = outer + 1;
+    const uint32_t file = ClusterIn(made.Entries(inner)["FILE       "]);
     const std::string in = "\\OUTER\\INNER";
-    using Damage = std::function<void(const VolumeView&)>;
-    const Damage freeInner = [&](const VolumeView& view) { view.SetLink(inner, 0); };
-    const Damage endInner = [&](const VolumeView& view) { view.SetLink(inner, 1); };
-    const Damage freeOuter = [&](const VolumeView& view) { view.SetLink(outer, 0); };
-    const Damage crossed = [&](const VolumeView& view) {
-      view.SetLink(ClusterIn(view.Entries(inner)["FILE       "]), inner);
-    };
-    const Damage noCluster = [&](const VolumeView& view) {
-      WriteU16(view.Entries(outer)["INNER      "], slot::kClusterHigh, 0xFFFF);
-      WriteU16(view.Entries(outer)["INNER      "], slot::kClusterLow, 0xFFFF);
-    };
-    const Damage inRoot = [&](const VolumeView& view) {
-      WriteU16(view.Entries()["OLD        "], slot::kClusterLow, 2);
-    };
     using Request = std::function<uint32_t()>;
     const Request list = [&] { return Read(in)->status; }, makeFolder = [&] { return MakeFolder(in + "\\NEW"); };
     const Request put = [&] { return Put("LAST", Pattern(10), in); }, grow = [&] { return Put("A long name", {}, in); };
     const Request overwrite = [&] { return Put("FILE", Pattern(9000), in); };
     const Request erase = [&] { return Delete(in + "\\FILE"); }, eraseOld = [&] { return Delete("\\OLD"); };
-    std::vector<std::tuple<Damage, Request, uint32_t>> rows = {
-        {freeInner, list, 0},         {freeInner, overwrite, 251}, {freeInner, put, 251},
-        {freeInner, grow, 251},       {endInner, grow, 251},       {freeOuter, put, 251},
-        {freeOuter, makeFolder, 251}, {crossed, overwrite, 251},   {crossed, erase, 251}};
+    // The damage: a cluster that is linked to another one, or in this folder an entry that begins at another one.
+    struct Row {
+      uint32_t cluster, other;
+      Request request;
+      uint32_t status;
+      const char* entry = nullptr;
+    };
     const bool is32 = shape.fatBits == 32;
-    if (is32)
-      rows.insert(rows.end(),
-                  {{noCluster, list, 0}, {noCluster, put, 251}, {noCluster, makeFolder, 251}, {inRoot, eraseOld, 251}});
+    std::vector<Row> rows = {{inner, 0, list, 0},         {inner, 0, overwrite, 251}, {inner, 0, put, 251},
+                             {inner, 0, grow, 251},       {inner, 1, grow, 251},      {outer, 0, put, 251},
+                             {outer, 0, makeFolder, 251}, {file, inner, erase, 251},  {file, inner, overwrite, 251}};
+    if (is32) {
+      for (const auto& [request, status] : {std::pair{list, 0U}, {put, 251U}, {makeFolder, 251U}}) {
+        rows.push_back({outer, UINT32_MAX, request, status, "INNER      "});
+      }
+      rows.push_back({0, 2, eraseOld, 251, "OLD        "});
+    }
     for (size_t row = 0; row < rows.size(); ++row) {
-      const auto& [damage, request, status] = rows[row];
+      const auto& [cluster, other, request, status, entry] = rows[row];
       Insert(image);
       const VolumeView view = View();
-      damage(view);
+      if (entry == nullptr) {
+        view.SetLink(cluster, other);
+      } else {
+        WriteU16(view.Entries(cluster)[entry], slot::kClusterHigh, static_cast<uint16_t>(other >> 16));
+        WriteU16(view.Entries(cluster)[entry], slot::kClusterLow, static_cast<uint16_t>(other));
+      }
       VolumeImage damaged = Volume();
       const VolumeView before(damaged);
       EXPECT_EQ(request(), status) << row;
@@ -233,15 +222,9 @@ TEST_F(WritingTest, FreeingEndsAlsoWhenTheDeviceDropsIt) {
 // A delete that ended half-way leaves long-name slots whose name is nobody's: what is stored behind them keeps its own.
 TEST_F(WritingTest, OrphanedLongNamesNameNothing) {
   Insert(Made({}, "/A first name, of three parts, no.:10|/A name:10|/Another long name:10" + Numbered("/F", 1, 6)));
-  // The short entries: the first name's; the others', which leaves three runs, and the third's slot is used again.
-  for (const size_t i : {3U, 5U, 8U}) View().Slots()[i][0] = slot::kDeleted;
-  for (const char* name : {"NEW", "Long and new"}) {
-    EXPECT_EQ(Put(name, Pattern(700)), 0U);
-    EXPECT_EQ(Get(std::string("\\") + name), Pattern(700)) << name;
-  }
-  EXPECT_EQ(List("\\"), (Strings{"F1", "F2", "F3", "F4", "F5", "F6", "NEW", "Long and new"}));
-  // Another system may have put a name there.
   auto slots = View().Slots();
+  for (const size_t i : {3U, 5U, 8U}) slots[i][0] = slot::kDeleted;  // the three short entries
+  // Another system may have put a name there.
   std::ranges::copy(Copy(slots[4]), slots[2].begin());
   std::ranges::copy(Copy(slots[9]), slots[3].begin());
   EXPECT_EQ(List("\\")[0], "A name");
@@ -251,23 +234,23 @@ TEST_F(WritingTest, OrphanedLongNamesNameNothing) {
 
 TEST_F(WritingTest, TimesOutsideTheFormatBecomeTheNearest) {
   Insert(Made({}));
+  using Stored = std::pair<int, int>;
+  constexpr Stored kFirst{0x0021, 0}, kLast{0xFF9F, 0xBF7D};
   const auto stored = [&](const std::string& name, size_t date) {
     const Slot slot = View().Entries()[name + std::string(11 - name.size(), ' ')];
-    return std::pair<int, int>(ReadU16(slot, date), ReadU16(slot, date - 2));
+    return Stored(ReadU16(slot, date), ReadU16(slot, date - 2));
   };
-  const std::pair first{0x0021, 0}, last{0xFF9F, 0xBF7D};
-  world.localTime = {1601, 1, 1, 0, 0, 0};
-  for (const auto& [name, time] : {std::pair{"Y1970", 0L}, {"Y1903", -2111111111L}}) {
+  const std::tuple<const char*, int64_t, uint16_t, Stored> rows[] = {
+      // a file, its time, the host's year, what is stored
+      {"Y1970", 0, 1601, kFirst},
+      {"Y1903", -2111111111, 1601, kFirst},
+      {"Y2108", 4354819200, 2108, kLast}};
+  for (const auto& [name, time, year, expected] : rows) {
+    world.localTime = {year, 1, 1, 0, 0, 0};
     MakeLocal(name, Pattern(1), time);
     EXPECT_EQ(PutLocal(name), 0U);
-    EXPECT_EQ(stored(name, slot::kWriteDate), first) << name;
-    EXPECT_EQ(stored(name, slot::kCreationDate), first) << name;
+    for (const size_t date : {slot::kWriteDate, slot::kCreationDate}) EXPECT_EQ(stored(name, date), expected) << name;
   }
-  world.localTime = {2108, 1, 1, 0, 0, 0};
-  MakeLocal("Y2108", Pattern(1), 4354819200);
-  EXPECT_EQ(PutLocal("Y2108"), 0U);
-  EXPECT_EQ(stored("Y2108", slot::kWriteDate), last);
-  EXPECT_EQ(stored("Y2108", slot::kCreationDate), last);
   world.localTime = {2016, 12, 31, 23, 59, 60};
   EXPECT_EQ(MakeFolder("\\LEAP"), 0U);
   EXPECT_EQ(stored("LEAP", slot::kCreationDate).second, 0xBF7D);

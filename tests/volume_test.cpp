@@ -157,27 +157,6 @@ TEST_F(VolumeTest, WhatOtherSystemsWroteIsListedAndReadWhole) {
   }
 }
 
-TEST_F(VolumeTest, AListingEndsAt511Entries) {
-  Strings names;
-  for (int i = 0; i < 509; ++i) names.push_back("FILE" + std::to_string(i));
-  VolumeBuilder builder({.sectorsPerCluster = 2});
-  builder.AddFolder("/FULL");
-  builder.AddFiles("/FULL", names);
-  builder.AddFolder("/OVER");
-  names.push_back("FILE509");
-  builder.AddFiles("/OVER", names);
-  Insert(builder.Build());
-  EXPECT_EQ(List("\\FULL").size(), 511U);
-  const auto* result = Read("\\OVER");
-  EXPECT_EQ(result->status, 242U);
-  EXPECT_EQ(result->entryCount, 511U) << "of the listing before";
-  EXPECT_EQ(result->entries[510].number, 511U);
-  EXPECT_EQ(result->entries[511].number, 0U);
-  EXPECT_EQ(Read("\\OVER\\FILE509")->status, 0U) << "a look-up has no such limit";
-  EXPECT_EQ(Read("\\")->entries[1].number, 2U);
-  EXPECT_EQ(result->entries[2].number, 0U) << "behind the last row";
-}
-
 // ---- Directories by hand
 
 Bytes Short(const std::string& name11, uint8_t attributes = slot::kFile, uint8_t caseFlags = 0, uint16_t cluster = 0) {
@@ -191,7 +170,7 @@ class ForgedDirectoryTest : public WritingTest {
   // Mounts a FAT16 volume whose root directory is these slots. Files of cluster 0 are empty: one that is found is
   // created in the local folder, and that is all.
   void MountRoot(const std::vector<Bytes>& slots) {
-    VolumeImage image = Forge({.rootEntries = 64});
+    VolumeImage image = Forge({.rootEntries = 512});
     const auto root = VolumeView(image).Slots();
     ASSERT_LE(slots.size(), root.size());
     for (size_t i = 0; i < slots.size(); ++i) std::ranges::copy(slots[i], root[i].begin());
@@ -241,6 +220,25 @@ TEST_F(ForgedDirectoryTest, SlotsAreReadAsTheyStand) {
        {"HEADMI~1", "LABEL", "deleted", "\x05XY.Z", "README", "README.TX", "\xC5XY.Z", "AB.C D", "ended"}) {
     EXPECT_EQ(Read(std::string("\\") + name)->status, 244U) << name;
   }
+}
+
+TEST_F(ForgedDirectoryTest, AListingEndsAt511Entries) {
+  std::vector<Bytes> files;
+  for (int i = 100; i < 612; ++i) files.push_back(Short("FILE" + std::to_string(i) + "    "));
+  files[511][0] = slot::kDeleted;
+  MountRoot(files);
+  EXPECT_EQ(List("\\").size(), 511U);
+  const auto slots = View().Slots();
+  slots[511][0] = 'F';
+  const auto* result = Read("\\");
+  EXPECT_EQ(result->status, 242U);
+  EXPECT_EQ(result->entryCount, 511U) << "of the listing before";
+  EXPECT_EQ(result->entries[510].number, 511U);
+  EXPECT_EQ(result->entries[511].number, 0U);
+  EXPECT_EQ(Read("\\FILE611")->status, 0U) << "a look-up has no such limit";
+  for (const Slot slot : std::span(slots).subspan(2)) slot[0] = slot::kDeleted;
+  EXPECT_EQ(Read("\\")->entries[1].number, 2U);
+  EXPECT_EQ(result->entries[2].number, 0U) << "behind the last row";
 }
 
 TEST_F(ForgedDirectoryTest, AFileInTheMiddleOfAPathIsNoDirectory) {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "tests/support/library_fixture.h"
+#include "tests/support/volume_checks.h"
 
 namespace media_adapter::sim {
 
@@ -79,15 +79,8 @@ class DeviceTest : public LibraryTest {
  protected:
   void SetUp() override {
     LibraryTest::SetUp();
-    device = &AddAndSearch(TheVolume());
-  }
-  static const VolumeImage& TheVolume() {
-    static const VolumeImage image = [] {
-      VolumeBuilder builder({});
-      builder.AddFile("/FILE", Pattern(5000));
-      return builder.Build();
-    }();
-    return image;
+    static const VolumeImage volume = Made({}, "/FILE:5000");
+    device = &AddAndSearch(volume);
   }
   simulator::DeviceModel* device = nullptr;
 };
