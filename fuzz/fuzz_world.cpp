@@ -26,7 +26,7 @@ constexpr std::chrono::seconds kSlack{100};
 
 World::World(std::function<Fate(const LoggedDatagram&)> touch) {
   network.keepsLog = false;
-  network.fate = [this, touch = std::move(touch)](const LoggedDatagram& datagram, size_t) {
+  network.fate = [this, touch = std::move(touch)](const LoggedDatagram& datagram) {
     sent_ += datagram.fromLibrary ? 1 : 0;
     return touch(datagram);
   };

@@ -53,31 +53,18 @@ Fate Lies::TouchRequest(World& world, const Datagram& request) {
   if (nextFault_ == faults_.size() || sinceFault_++ < faults_[nextFault_].after) return {};
   const Fault& fault = faults_[nextFault_++];
   sinceFault_ = 0;
-  switch (fault.kind) {
-    case Fault::kDie:
-      budget_ = 0;
-      return {.copies = 0};
-    case Fault::kLoseRequest:
-      return {.copies = 0};
-    case Fault::kStatus: {
-      const bool isStream = isAcknowledgement || Is(request, Command::RFAStartTransfer);
-      const auto command = static_cast<uint8_t>(request[wire::kCommandOffset] + 1);
-      world.Reply(request, isStream ? static_cast<uint8_t>(Command::TransferData) : command, fault.value, {});
-      return {.copies = 0};
-    }
-    case Fault::kDropWrites:
-      disk_.keepsAny = false;
-      return {};
-    case Fault::kDropWrite:
-      disk_.keepsNext = false;
-      return {};
-    case Fault::kRepeatPacket:
-      if (isAcknowledgement) repeatedPacket_ = fault.value;
-      return {};
-    default:
-      replyFault_ = fault;
-      return {};
+  replyFault_ = fault;  // of no effect unless it is one of replies
+  if (fault.kind == Fault::kDie) budget_ = 0;
+  if (fault.kind == Fault::kDropWrite) disk_.keepsNext = false;
+  if (fault.kind == Fault::kDropWrites) disk_.keepsAny = false;
+  if (fault.kind == Fault::kRepeatPacket && isAcknowledgement) repeatedPacket_ = fault.value;
+  if (fault.kind == Fault::kStatus) {
+    const bool isStream = isAcknowledgement || Is(request, Command::RFAStartTransfer);
+    const auto command = static_cast<uint8_t>(request[wire::kCommandOffset] + 1);
+    world.Reply(request, isStream ? static_cast<uint8_t>(Command::TransferData) : command, fault.value, {});
   }
+  const bool isLost = fault.kind == Fault::kDie || fault.kind == Fault::kLoseRequest || fault.kind == Fault::kStatus;
+  return {.copies = isLost ? 0U : 1U};
 }
 
 Fate Lies::TouchReply(World& world, Datagram reply) {

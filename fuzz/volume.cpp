@@ -128,25 +128,13 @@ class Volume {
     const std::string& folder = kFolders.at(place % kFolders.size());
     const std::string& name = kNames.at(choice >> 3 & 7);
     const std::string path = folder + "\\" + name;
-    switch (choice & 7) {
-      case 0:
-        Run(RequestId::RFAReadData, (choice & 8) != 0 ? folder + "\\" : folder, in_);
-        break;
-      case 1:
-        Run(RequestId::RFAReadData, path, in_);
-        break;
-      case 2:
-        Delete(path);
-        break;
-      case 3:
-        MakeFolder(path);
-        break;
-      case 4:
-        if ((place & 0xC0) == 0xC0) Format();
-        break;
-      default:
-        Put(folder, name, kSizes.at(place >> 5));
-    }
+    const int kind = choice & 7;
+    if (kind == 0) Run(RequestId::RFAReadData, (choice & 8) != 0 ? folder + "\\" : folder, in_);
+    if (kind == 1) Run(RequestId::RFAReadData, path, in_);
+    if (kind == 2) Delete(path);
+    if (kind == 3) MakeFolder(path);
+    if (kind == 4 && (place & 0xC0) == 0xC0) Format();
+    if (kind > 4) Put(folder, name, kSizes.at(place >> 5));
   }
 
   void Put(const std::string& folder, const std::string& name, uint32_t size) {

@@ -75,10 +75,7 @@ TEST_F(ApiTest, EveryKnownStatusHasItsTextAndTheOthersOneForAll) {
   for (std::string line; std::getline(lines, line);) texts[static_cast<uint32_t>(std::stoul(line))] = line;
   ASSERT_EQ(texts.size(), 31U);
   uint32_t status = 0;
-  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
-    if (!IsReplyTo(datagram, Command::SetTest)) return {};
-    return {.bytes = WithStatus(datagram.bytes, status)};
-  };
+  ChangeReplies(Command::SetTest, SIZE_MAX, [&](Datagram& bytes, Endpoint&) { bytes = WithStatus(bytes, status); });
   const TestParameters test{};
   for (const uint32_t base : {0U, 256U, 0x01000000U, 0xFFFFFF00U}) {
     for (status = base; status - base < 256; ++status) {
@@ -130,23 +127,21 @@ TEST_F(ApiTest, TheInterfaceIsChosenByAddress) {
 }
 
 TEST(StartUp, FailuresAreShownAndEveryCallGivesUp) {
-  const struct {
-    bool SimWorld::Failing::*what;
-    const char* text;
-  } rows[] = {{&SimWorld::Failing::sockets, "Windows sockets initialization failed."},
-              {&SimWorld::Failing::open, "Error : 2A\nCreate Socket"},
-              {&SimWorld::Failing::broadcast, "Error : 2A\nSetSockOpt"},
-              {&SimWorld::Failing::thread, "Error : 2A\nCreateThreadSocket"}};
-  for (const auto& row : rows) {
+  const std::pair<bool SimWorld::Failing::*, const char*> rows[] = {
+      {&SimWorld::Failing::sockets, "Windows sockets initialization failed."},
+      {&SimWorld::Failing::open, "Error : 2A\nCreate Socket"},
+      {&SimWorld::Failing::broadcast, "Error : 2A\nSetSockOpt"},
+      {&SimWorld::Failing::thread, "Error : 2A\nCreateThreadSocket"}};
+  for (const auto& [what, text] : rows) {
     SimWorld world;
-    world.failing.*row.what = true;
+    world.failing.*what = true;
     EXPECT_TRUE(StartLibrary());
     const Time before = world.Now();
     EXPECT_EQ(API_SetIpInterface("127.0.0.1"), 253U);
     EXPECT_EQ(world.Now() - before, 199 * 50ms + 60s);
     EXPECT_EQ(API_Search("")->deviceCount, 0U);
     EXPECT_EQ(API_RFAConnect(0, "", 0)->status, 253U);
-    EXPECT_EQ(world.errors, std::vector<std::string>{row.text});
+    EXPECT_EQ(world.errors, std::vector<std::string>{text});
     EXPECT_EQ(world.OpenSockets(), 0U);
     StopLibrary();
     EXPECT_TRUE(world.Log().empty());
@@ -159,7 +154,7 @@ TEST_F(ApiTest, TwoThreadsMayPassTheSameText) {
   const auto write = [&] { return API_RFAWriteData("/proc/self/exe", text.data() + 1, 0, kPassword, 0)->status; };
   std::thread second;
   std::atomic<uint32_t> secondStatus = 0;
-  world.fate = [&](const LoggedDatagram&, size_t) -> Fate {
+  world.fate = [&](const LoggedDatagram&) -> Fate {
     if (!second.joinable()) {
       second = std::thread([&] { secondStatus = write(); });
       std::this_thread::sleep_for(50ms);  // in real time: it is inside, and waits for its turn

@@ -3,6 +3,7 @@
 
 #include <numeric>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -38,29 +39,17 @@ TEST(Md5, GivesTheDigestsOfItsDefinition) {
   for (const auto& [message, digest] : rows) EXPECT_EQ(Hex(Md5(BytesOf(message))), digest) << message;
 }
 
-// RFC 6229 for keys of 5 and 16 bytes, and the three texts that are commonly used.
+// RFC 6229 for keys of 5 and 16 bytes.
 TEST(Rc4, GivesThePublishedKeystreams) {
-  const struct {
-    uint8_t keySize;
-    size_t from;
-    const char* keystream;
-  } streams[] = {{5, 0, "b2396305f03dc027ccc3524a0a1118a8"},
-                 {5, 4096, "ff25b58995996707e51fbdf08b34d875"},
-                 {16, 0, "9ac7cc9a609d1ef7b2932899cde41b97"},
-                 {16, 240, "065902e4b620f6cc36c8589f66432f2b"}};
+  const std::tuple<size_t, size_t, const char*> streams[] = {{5, 0, "b2396305f03dc027ccc3524a0a1118a8"},
+                                                             {5, 4096, "ff25b58995996707e51fbdf08b34d875"},
+                                                             {16, 0, "9ac7cc9a609d1ef7b2932899cde41b97"},
+                                                             {16, 240, "065902e4b620f6cc36c8589f66432f2b"}};
   for (const auto& [keySize, from, keystream] : streams) {
     std::vector<uint8_t> key(keySize), data(from + 16);
     std::iota(key.begin(), key.end(), uint8_t{1});
     Rc4(key, data);
     EXPECT_EQ(Hex(std::span(data).subspan(from)), keystream);
-  }
-  const char* rows[][3] = {{"Key", "Plaintext", "bbf316e8d940af0ad3"},
-                           {"Wiki", "pedia", "1021bf0420"},
-                           {"Secret", "Attack at dawn", "45a01f645fc35b383552544b9bf5"}};
-  for (const auto& row : rows) {
-    auto data = BytesOf(row[1]);
-    Rc4(BytesOf(row[0]), data);
-    EXPECT_EQ(Hex(data), row[2]);
   }
 }
 

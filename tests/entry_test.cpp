@@ -210,7 +210,7 @@ TEST_F(WritingTest, FreeingEndsAlsoWhenTheDeviceDropsIt) {
   Insert(Made({}, "/FILE:2560"));
   View().SetLink(3, 300);
   View().SetLink(300, 3);
-  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+  world.fate = [&](const LoggedDatagram& datagram) -> Fate {
     if (!IsRequest(datagram, Command::RFAWriteData) || ReadU32(datagram.bytes, 48) >= 30) return {};
     world.Inject({{127, 0, 0, 11}, 14001}, ReplyOf(datagram.bytes), 400us);
     return {.copies = 0};
@@ -225,8 +225,8 @@ TEST_F(WritingTest, OrphanedLongNamesNameNothing) {
   auto slots = View().Slots();
   for (const size_t i : {3U, 5U, 8U}) slots[i][0] = slot::kDeleted;  // the three short entries
   // Another system may have put a name there.
-  std::ranges::copy(Copy(slots[4]), slots[2].begin());
-  std::ranges::copy(Copy(slots[9]), slots[3].begin());
+  std::ranges::copy(slots[4], slots[2].begin());
+  std::ranges::copy(slots[9], slots[3].begin());
   EXPECT_EQ(List("\\")[0], "A name");
   EXPECT_EQ(Delete("\\A name"), 0U);
   EXPECT_EQ(slots[1][0], 2) << "of the run before";

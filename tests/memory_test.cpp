@@ -7,7 +7,7 @@
 #include <new>
 #include <set>
 
-#include "tests/support/library_fixture.h"
+#include "tests/support/volume_checks.h"
 
 namespace {
 
@@ -50,10 +50,8 @@ int FailEach(const std::function<uint32_t()>& call, const std::function<void(uin
 }
 
 TEST_F(MemoryTest, ARequestWithoutMemoryFailsAndTheNextOneWorks) {
-  VolumeBuilder builder({});
   const Bytes content = Pattern(20000);
-  builder.AddFile("/a long name.bin", content);
-  AddAndSearch(builder.Build());
+  AddAndSearch(Made({}, "/a long name.bin:20000"));
   const TempFolder folder;
   const std::string local = folder / "another long name.bin";
   WriteWholeFile(local, content);
@@ -62,31 +60,28 @@ TEST_F(MemoryTest, ARequestWithoutMemoryFailsAndTheNextOneWorks) {
   const std::string address = "127.0.0.1" + std::string(100, ' ');
 
   const std::set<uint32_t> kNoMemory = {249, 253};
-  const auto prepareNothing = [&] { root = "\\"; };
-  const auto write = [&] {
-    prepareNothing();
-    return API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0)->status;
-  };
+  const auto prepareWrite = [&] { root = "\\"; };
+  const auto write = [&] { return API_RFAWriteData(local.c_str(), root.data(), 0, kPassword, 0)->status; };
+  const auto read = [&](const char* path) { return API_RFAReadData(path, downloads.data(), 0, kPassword, 0)->status; };
   const struct {
     const char* name;
     uint32_t good;
     std::set<uint32_t> failed;
-    std::function<void()> prepare;
     std::function<uint32_t()> run;
+    std::function<void()> prepare = [] {};
   } rows[] = {
-      {"Search", 1, {0}, prepareNothing, [] { return API_Search("device")->deviceCount; }},
-      {"GetConfiguration", 0, kNoMemory, prepareNothing,
+      {"Search", 1, {0}, [] { return API_Search("device")->deviceCount; }},
+      {"GetConfiguration", 0, kNoMemory,
        [&] { return API_GetConfiguration(elements.data(), 100, 0, kPassword, 0)->status; }},
-      {"SetTest", 1, kNoMemory, prepareNothing, [] { return API_SetTest(nullptr, 0, "sixteen letters!", 0)->status; }},
-      {"SetIpInterface", 0, {253}, prepareNothing, [&] { return API_SetIpInterface(address.c_str()); }},
-      {"List", 0, kNoMemory, prepareNothing,
-       [&] { return API_RFAReadData("\\", downloads.data(), 0, kPassword, 0)->status; }},
-      {"Read", 0, kNoMemory, prepareNothing,
-       [&] { return API_RFAReadData("\\a long name.bin", downloads.data(), 0, kPassword, 0)->status; }},
-      {"Write", 0, kNoMemory, prepareNothing, write},
-      {"CreateDirectory", 0, kNoMemory, [] { API_RFAFormat(0, kPassword, 0); },
-       [] { return API_RFACreateDirectory("\\a directory", 0, kPassword, 0)->status; }},
-      {"Delete", 0, kNoMemory, write, [] { return API_RFADelete("\\another long name.bin", 0, kPassword, 0)->status; }},
+      {"SetTest", 1, kNoMemory, [] { return API_SetTest(nullptr, 0, "sixteen letters!", 0)->status; }},
+      {"SetIpInterface", 0, {253}, [&] { return API_SetIpInterface(address.c_str()); }},
+      {"List", 0, kNoMemory, [&] { return read("\\"); }},
+      {"Read", 0, kNoMemory, [&] { return read("\\a long name.bin"); }},
+      {"Write", 0, kNoMemory, write, prepareWrite},
+      {"CreateDirectory", 0, kNoMemory, [] { return API_RFACreateDirectory("\\a directory", 0, kPassword, 0)->status; },
+       [] { API_RFAFormat(0, kPassword, 0); }},
+      {"Delete", 0, kNoMemory, [] { return API_RFADelete("\\another long name.bin", 0, kPassword, 0)->status; },
+       [&] { prepareWrite(), write(); }},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -124,7 +119,7 @@ TEST(Memory, ALibraryThatStartsWithoutItGivesUp) {
 }
 
 TEST_F(MemoryTest, AStoppedLibraryHasGivenBackWhatItTook) {
-  AddDevice(VolumeBuilder({}).Build());
+  AddDevice(Made({}));
   Stop();
   world.keepsLog = false;
   int before = 0;

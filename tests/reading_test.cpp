@@ -144,19 +144,26 @@ TEST_F(StreamTest, TheLastAcknowledgementIsWhatTheTimerRepeats) {
   EXPECT_EQ(ReadWholeFile("d/F9000"), Slice(content_, 0, 5496));
 }
 
-TEST_F(StreamTest, PacketsThatDoNotFitNeverMakeAWrongFile) {
+TEST_F(StreamTest, PacketsAreTakenByTheirNumbersAndNeverMakeAWrongFile) {
   const auto changed = [&](uint16_t number, const std::function<Datagram(const Datagram&)>& change) {
-    world.fate = [=](const LoggedDatagram& datagram, size_t) -> Fate {
-      if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) != number) return {};
-      return {.bytes = change(datagram.bytes)};
-    };
+    ChangeReplies(Command::RFAStartTransfer, SIZE_MAX, [=](Datagram& bytes, Endpoint&) {
+      if (SequenceOf(bytes) == number) bytes = change(bytes);
+    });
     return Read("\\F9000", "d")->status;
   };
+  const auto tagged = [](Datagram bytes) {
+    WriteU16(bytes, wire::kSequenceOffset, SequenceOf(bytes) | 0xC000);
+    return bytes;
+  };
+  EXPECT_EQ(changed(2, tagged), 0U) << "14 bits are the number";
+  EXPECT_EQ(ReadWholeFile("d/F9000"), content_);
   EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, {}); }), 253U) << "no data";
   EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, Item(16, 3, Bytes(1399, 1))); }), 253U);
   EXPECT_EQ(changed(2, [](const Datagram& bytes) { return WithBody(bytes, Item(16, 1, Bytes(4))); }), 253U);
-  EXPECT_EQ(changed(3, [](const Datagram& bytes) { return WithStatus(bytes, 9); }), 9U);
-  EXPECT_EQ(ReadWholeFile("d/F9000"), Slice(content_, 0, 2800));
+  for (const uint32_t status : {5U, 9U, 49U, 100U}) {
+    EXPECT_EQ(changed(3, [=](const Datagram& bytes) { return WithStatus(bytes, status); }), status);
+    EXPECT_EQ(ReadWholeFile("d/F9000"), Slice(content_, 0, 2800));
+  }
 }
 
 // A device that repeats itself, or never hears what it is told, holds the worker for a minute and no longer.
@@ -168,12 +175,8 @@ TEST_F(StreamTest, ATransferThatBringsNothingNewEnds) {
   EXPECT_EQ(Read("\\F9000")->status, 253U);
   EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
   EXPECT_EQ(isHeld(), 60);
-  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
-    if (!IsReplyTo(datagram, Command::RFAStartTransfer)) return {};
-    Datagram first = datagram.bytes;
-    first[wire::kSequenceOffset] = 1;
-    return {.bytes = first};
-  };
+  ChangeReplies(Command::RFAStartTransfer, SIZE_MAX,
+                [](Datagram& bytes, Endpoint&) { bytes[wire::kSequenceOffset] = 1; });
   Mark();
   EXPECT_EQ(Read("\\F9000")->status, 253U);
   EXPECT_EQ(API_RFAConnect(0, kPassword, 0)->status, 0U);
@@ -271,7 +274,7 @@ TEST_P(LargeFileTest, ArrivesWhole) {
 
   // Replies to reads from `first` to `last` reach the library as `change` makes them.
   const auto readWith = [&](uint32_t first, uint32_t last, const std::function<Datagram(const Datagram&)>& change) {
-    world.fate = [=, sector = 0U](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+    world.fate = [=, sector = 0U](const LoggedDatagram& datagram) mutable -> Fate {
       if (IsRequest(datagram, Command::RFAReadData)) sector = ReadU32(datagram.bytes, 48);
       if (!IsReplyTo(datagram, Command::RFAReadData) || sector < first || sector > last) return {};
       return {.bytes = change(datagram.bytes)};

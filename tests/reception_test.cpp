@@ -57,7 +57,7 @@ class ReceptionTest : public DeviceTest {
   void ExpectDropped(const DeviceRequest& request, const Change& change) {
     SCOPED_TRACE(request.name);
     const Command command = request.exchange->command;
-    world.fate = [&, requests = 0](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+    world.fate = [&, requests = 0](const LoggedDatagram& datagram) mutable -> Fate {
       requests += IsRequest(datagram, command) ? 1 : 0;
       if (!IsReplyTo(datagram, command) || requests > 1) return {};
       Fate fate{.bytes = datagram.bytes, .sender = datagram.sender};
@@ -124,28 +124,6 @@ TEST_F(ReceptionTest, MalformedBodiesAreDroppedWhole) {
   EXPECT_EQ(RunWell(DeviceRequests()[0]), 2U);
 }
 
-TEST_F(ReceptionTest, ARunningTransferTakesEveryStatus) {
-  // Packets behind the first are numbered by 14 bits; the tag's bits say nothing there.
-  world.fate = [](const LoggedDatagram& datagram, size_t) -> Fate {
-    if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) == 1) return {};
-    Datagram bytes = datagram.bytes;
-    Set16(bytes, wire::kSequenceOffset, SequenceOf(bytes) | 0xC000);
-    return {.bytes = bytes};
-  };
-  EXPECT_EQ(Read("\\FILE")->status, 0U);
-  EXPECT_EQ(Downloaded("FILE"), Pattern(5000));
-  for (const uint32_t status : {5U, 9U, 49U, 100U}) {
-    world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
-      if (!IsReplyTo(datagram, Command::RFAStartTransfer) || SequenceOf(datagram.bytes) != 3) return {};
-      return {.bytes = WithStatus(datagram.bytes, status)};
-    };
-    uint32_t progress = 0;
-    EXPECT_EQ(Read("\\FILE", {}, &progress)->status, status);
-    EXPECT_EQ(progress, 100U);
-    EXPECT_EQ(Downloaded("FILE"), Slice(Pattern(5000), 0, 2 * wire::kPacketSize));
-  }
-}
-
 // ---- Test reports
 
 class TestReportTest : public ReceptionTest {
@@ -206,18 +184,6 @@ TEST_F(TestReportTest, AreTakenAtAnyTimeFromTheLastDeviceOnly) {
   EXPECT_EQ(Hear(two), (Counters{2, 4, 3}));
 }
 
-TEST_F(TestReportTest, LeaveTheOutstandingRequestAlone) {
-  world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
-    if (!IsRequest(datagram, Command::GetConfiguration)) return {.copies = IsReport(datagram) ? 0U : 1U};
-    world.Inject(kDevice, Report(Item(kClass, kFirst, {9, 0, 0, 0})), 100ms);
-    return {.copies = 0};
-  };
-  Mark();
-  EXPECT_EQ(RunWell(DeviceRequests()[0]), 253U);
-  EXPECT_EQ(Timeline(Command::GetConfiguration), kSettingsTimes);
-  EXPECT_EQ(data_->counters[0], 9U);
-}
-
 // ---- Search
 
 class SearchTest : public LibraryTest {
@@ -232,7 +198,7 @@ class SearchTest : public LibraryTest {
       change(reply, sender);
       world.Inject(sender, reply, 1ms);
     });
-    world.fate = [this](const LoggedDatagram& datagram, size_t) -> Fate {
+    world.fate = [this](const LoggedDatagram& datagram) -> Fate {
       if (IsRequest(datagram, Command::Search)) {
         for (const auto& answer : answers_) answer(datagram.bytes);
       }

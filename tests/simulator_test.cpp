@@ -62,13 +62,6 @@ struct Pair {
   Time now{};
 };
 
-// A disk whose every sector is different.
-Bytes NumberedDisk(size_t sectors) {
-  Bytes disk(sectors * kSectorSize);
-  for (size_t i = 0; i < disk.size(); ++i) disk[i] = uint8_t(i * 31 + i / kSectorSize * 7 + i / 65536);
-  return disk;
-}
-
 TEST(SimulatedDevice, DropsWhatIsNotForItAndAnswersTheRest) {
   Pair pair;
   const Bytes good = pair.Build(Command::RFAConnect, {}, uint16_t{0x4007});
@@ -174,7 +167,7 @@ TEST(FatChain, FollowsTheVolumeAndNothingElse) {
 }
 
 TEST(FileStream, StartsAgainAndEndsAsTheHostSays) {
-  Pair pair(NumberedDisk(80));
+  Pair pair(sim::Pattern(80 * kSectorSize));
   const Bytes connect = pair.Build(Command::RFAConnect), start = pair.Build(Command::RFAStartTransfer, Sectors(0));
   const auto firstNumber = [](const auto& out) { return ReadU16(out.at(0).bytes, wire::kSequenceOffset); };
   pair.Give(connect);
@@ -200,7 +193,7 @@ TEST(FileStream, StartsAgainAndEndsAsTheHostSays) {
 }
 
 TEST(FileStream, SaysWhenTheStorageFails) {
-  Pair pair(NumberedDisk(80));
+  Pair pair(sim::Pattern(80 * kSectorSize));
   pair.Ask(Command::RFAConnect);
   pair.Give(pair.Build(Command::RFAStartTransfer, Sectors(0)));
   pair.Disk().resize(20 * kSectorSize);

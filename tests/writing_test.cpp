@@ -72,7 +72,7 @@ TEST_F(WritingTest, AFileThatChangesMeanwhileIsNotCopied) {
   Insert(Made({}));
   for (const bool isRemoved : {true, false}) {
     MakeLocal("CHANGING", Pattern(100000));
-    world.fate = [&](const LoggedDatagram& datagram, size_t) -> Fate {
+    world.fate = [&](const LoggedDatagram& datagram) -> Fate {
       if (IsRequest(datagram, isRemoved ? Command::RFAReadData : Command::RFAWriteData)) {
         isRemoved ? (void)std::filesystem::remove("u/CHANGING") : std::filesystem::resize_file("u/CHANGING", 99999);
       }
@@ -109,16 +109,14 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
            "/Sub|/Filler:240640|/Hole:8192|/Sub/Old long name.bin:16384|-/Hole" + Numbered("/Sub/F", 1, 27));
   Insert(image);
   const std::string path = "\\Sub\\Old long name.bin";
-  const struct {
-    const char* what;
-    std::function<uint32_t()> run;
-  } operations[] = {{"put", [&] { return Put("Another long name.bin", content, "\\Sub"); }},
-                    {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }},
-                    {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }},
-                    {"delete", [&] { return Delete(path); }},
-                    {"format", [&] { return Format(); }},
-                    {"list", [&] { return Mark(), Read("\\Sub")->status; }},
-                    {"get", [&] { return Mark(), Read(path, "d")->status; }}};
+  const std::pair<const char*, std::function<uint32_t()>> operations[] = {
+      {"put", [&] { return Put("Another long name.bin", content, "\\Sub"); }},
+      {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }},
+      {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }},
+      {"delete", [&] { return Delete(path); }},
+      {"format", [&] { return Format(); }},
+      {"list", [&] { return Mark(), Read("\\Sub")->status; }},
+      {"get", [&] { return Mark(), Read(path, "d")->status; }}};
   // From one exchange on the network is gone, replies of status 0 bring too little, or the device refuses.
   const Bytes nothing, tooShort = Item(16, 3, Bytes(511));
   struct Fault {
@@ -126,9 +124,9 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
     const Bytes* body = nullptr;
   };
   const Fault faults[] = {{253}, {253, &nothing}, {253, &tooShort}, {8}, {244}, {0xFFFFFFFF}};
-  for (const auto& operation : operations) {
+  for (const auto& [what, run] : operations) {
     Volume() = image;
-    ASSERT_EQ(operation.run(), 0U) << operation.what;
+    ASSERT_EQ(run(), 0U) << what;
     const auto good = Requests();
     for (size_t k = 0; k < std::size(faults) * good.size(); ++k) {
       const size_t failing = k / std::size(faults);
@@ -137,9 +135,9 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
       const bool isRead = CommandOf(good[failing]) == static_cast<uint8_t>(Command::RFAReadData);
       if (fault.body != nullptr && !isRead) continue;
       const uint32_t status = fault.status;
-      SCOPED_TRACE(operation.what + (", exchange " + std::to_string(failing)) + ", status " + std::to_string(status));
+      SCOPED_TRACE(what + (", exchange " + std::to_string(failing)) + ", status " + std::to_string(status));
       Volume() = image;
-      world.fate = [=, number = size_t{0}, last = Datagram{}](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+      world.fate = [=, number = size_t{0}, last = Datagram{}](const LoggedDatagram& datagram) mutable -> Fate {
         if (datagram.fromLibrary && std::exchange(last, datagram.bytes) != datagram.bytes) ++number;
         if (number <= failing) return {};
         if (fault.body != nullptr)
@@ -147,7 +145,7 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
         if (status == 253) return {.copies = 0};
         return datagram.fromLibrary ? Fate{} : Fate{.bytes = WithStatus(datagram.bytes, status)};
       };
-      ASSERT_EQ(operation.run(), status);
+      ASSERT_EQ(run(), status);
       ASSERT_TRUE(std::ranges::equal(Requests(), std::span(good).first(failing + 1), {}, BodyOf, BodyOf));
       world.fate = nullptr;
       ASSERT_EQ(Read("\\")->status, 0U);

@@ -34,7 +34,7 @@ class Faults {
  public:
   Faults(sim::SimWorld& world, simulator::DeviceModel& device, Random& random)
       : world_(world), device_(device), random_(random) {
-    world_.fate = [this](const sim::LoggedDatagram& datagram, size_t) { return Touch(datagram); };
+    world_.fate = [this](const sim::LoggedDatagram& datagram) { return Touch(datagram); };
   }
 
   // To others, none among them.
@@ -163,19 +163,13 @@ class Faults {
     for (size_t i = kData; i < bytes.size(); ++i) bytes[i] ^= 0x5A;
     const size_t kind = random_.Below(kForeigners);
     const bool isPacket = Is(bytes, Command::TransferData);  // taken whatever its number
-    if (kind < kDamages) {
-      Damage(bytes, kind);
-    } else if (kind == 6) {
-      sender.address[3] ^= 0x40;
-    } else if (kind == 7 || (kind == 8 && isPacket)) {
-      ++sender.port;
-    } else if (kind == 8) {
-      bytes[wire::kSequenceOffset + 1] ^= 0x20;
-    } else if (kind == 9) {
-      bytes[wire::kSourceMacOffset + 5] ^= 0x40;
-    } else if (kind == 10) {
-      bytes[wire::kCommandOffset] ^= 0x40;
-    } else {  // a test report
+    if (kind < kDamages) Damage(bytes, kind);
+    if (kind == 6) sender.address[3] ^= 0x40;
+    if (kind == 7 || (kind == 8 && isPacket)) ++sender.port;
+    if (kind == 8 && !isPacket) bytes[wire::kSequenceOffset + 1] ^= 0x20;
+    if (kind == 9) bytes[wire::kSourceMacOffset + 5] ^= 0x40;
+    if (kind == 10) bytes[wire::kCommandOffset] ^= 0x40;
+    if (kind == 11) {  // a test report
       bytes.resize(wire::kHeaderSize + 8);
       bytes[wire::kCommandOffset] = static_cast<uint8_t>(Command::TestReport);
       WriteU16(bytes, wire::kLengthOffset, static_cast<uint16_t>(bytes.size()));

@@ -41,8 +41,7 @@ bool NeedsLongName(const std::string& name) {
 void MakeLocal(const std::string& path, const Bytes& content, int64_t modified, bool isReadOnly) {
   std::filesystem::remove(path);
   sim::WriteWholeFile(path, content);
-  const std::chrono::sys_seconds time{std::chrono::seconds(modified)};
-  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
+  sim::SetLastWrite(path, modified);
   if (isReadOnly) std::filesystem::permissions(path, std::filesystem::perms::owner_read);
 }
 
@@ -195,13 +194,10 @@ History::Item* History::Find(const std::string& path) {
 
 History::Plan History::PlanFor(const Step& step) {
   Plan plan{.fat = fat_};
-  if (step.kind == Kind::Format) {
-    PlanFormat(plan);
-  } else if (step.kind == Kind::List) {
-    plan.item = Find(step.path);
-  } else {
-    plan.status = PlanItem(step, plan);
-  }
+  const bool isList = step.kind == Kind::List, isFormat = step.kind == Kind::Format;
+  if (isFormat) PlanFormat(plan);
+  if (isList) plan.item = Find(step.path);
+  if (!isFormat && !isList) plan.status = PlanItem(step, plan);
   return plan;
 }
 
@@ -258,11 +254,8 @@ uint32_t History::PlanPlaces(Plan& plan, size_t count) const {
       plan.growth.push_back(*fresh);
     }
     const bool isFree = i >= slots.size() || IsFree(slots[i]);
-    if (isFree && !isBehindLongName) {
-      plan.places.push_back(i);
-    } else {
-      plan.places.clear();
-    }
+    plan.places.push_back(i);
+    if (!isFree || isBehindLongName) plan.places.clear();
     isBehindLongName = !isFree && IsLongName(slots[i]);
   }
   return 0;
@@ -320,22 +313,16 @@ uint32_t History::Call(const Step& step) {
   std::string folder = FolderOf(path);
   const auto tag = static_cast<uint32_t>(random_.Below(4));
   uint32_t progress = 0;
-  switch (step.kind) {
-    case Kind::Put:
-      MakeLocal(local, step.content, step.modified, (step.attributes & 1) != 0);
-      if (folder.empty() || random_.OneIn(2)) folder += "\\";
-      return API_RFAWriteData(local.c_str(), folder.data(), tag, kPassword, 0)->status;
-    case Kind::Delete:
-      return API_RFADelete(path.c_str(), tag, kPassword, 0)->status;
-    case Kind::MakeFolder:
-      return API_RFACreateDirectory(path.c_str(), tag, kPassword, 0)->status;
-    case Kind::Format:
-      return API_RFAFormat(tag, kPassword, 0)->status;
-    default:
-      folder = "d";
-      return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), tag, kPassword, 0, &progress)
-          ->status;
+  if (step.kind == Kind::Delete) return API_RFADelete(path.c_str(), tag, kPassword, 0)->status;
+  if (step.kind == Kind::MakeFolder) return API_RFACreateDirectory(path.c_str(), tag, kPassword, 0)->status;
+  if (step.kind == Kind::Format) return API_RFAFormat(tag, kPassword, 0)->status;
+  if (step.kind == Kind::Put) {
+    MakeLocal(local, step.content, step.modified, (step.attributes & 1) != 0);
+    if (folder.empty() || random_.OneIn(2)) folder += "\\";
+    return API_RFAWriteData(local.c_str(), folder.data(), tag, kPassword, 0)->status;
   }
+  folder = "d";
+  return API_RFAReadDataExt(path.empty() ? "\\" : path.c_str(), folder.data(), tag, kPassword, 0, &progress)->status;
 }
 
 // A call ends after 60 s, what it started may go on. Nothing is silent for longer than its longest timer.

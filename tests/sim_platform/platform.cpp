@@ -124,14 +124,9 @@ Waiter::Outcome Waiter::Wait(std::optional<std::chrono::nanoseconds> deadline) {
   auto& world = World();
   auto outcome = Outcome::TimedOut;
   const auto take = [&] {
-    if (std::exchange(impl_->isWoken, false)) {
-      outcome = Outcome::Woken;
-    } else if (world.IsReadable(impl_->socket)) {
-      outcome = Outcome::Readable;
-    } else {
-      return false;
-    }
-    return true;
+    const bool isWoken = std::exchange(impl_->isWoken, false);
+    outcome = isWoken ? Outcome::Woken : world.IsReadable(impl_->socket) ? Outcome::Readable : Outcome::TimedOut;
+    return outcome != Outcome::TimedOut;
   };
   const auto start = world.Now();
   world.Wait(std::ref(take), deadline);  // a copy would take memory of the library's

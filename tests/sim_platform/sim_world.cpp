@@ -177,9 +177,9 @@ void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outg
 }
 
 void SimWorld::Transmit(const LoggedDatagram& datagram) {
-  const size_t ordinal = transmitted_++;
+  ++transmitted_;
   if (keepsLog) log_.push_back(datagram);
-  const Fate its = fate ? fate(datagram, ordinal) : Fate{};
+  const Fate its = fate ? fate(datagram) : Fate{};
   const Endpoint sender = its.sender.value_or(datagram.sender);
   const Endpoint& receiver = datagram.receiver;
   const auto& bytes = its.bytes ? *its.bytes : datagram.bytes;

@@ -20,7 +20,6 @@
 #include <span>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <vector>
 
 #include "platform/adapters.h"
@@ -80,10 +79,10 @@ class SimWorld {
   simulator::DeviceModel& Attach(std::unique_ptr<simulator::DeviceModel> device);
   // Brings a datagram to the library's sockets, whatever their ports, `delay` from now.
   void Inject(const Endpoint& sender, Datagram bytes, Time delay = {});
-  // Every datagram that was sent, in order; the place in it is the ordinal that `fate` sees.
+  // Every datagram that was sent, in order.
   const std::vector<LoggedDatagram>& Log() const { return log_; }
   bool keepsLog = true;  // not to change once something was sent
-  std::function<Fate(const LoggedDatagram&, size_t ordinal)> fate;
+  std::function<Fate(const LoggedDatagram&)> fate;
   Time latency = std::chrono::microseconds(200);
   Time wakeUp{};             // what it costs the library to have slept for a datagram
   size_t emptyReceives = 0;  // the library's, each of a microsecond
@@ -117,14 +116,11 @@ class SimWorld {
   template <typename Change>
   auto Do(Change change) {
     std::lock_guard lock(mutex_);
-    if constexpr (std::is_void_v<decltype(change())>) {
-      change();
-      Schedule();
-    } else {
-      auto result = change();
-      Schedule();
-      return result;
-    }
+    const struct AtEnd {
+      SimWorld& world;
+      ~AtEnd() { world.Schedule(); }
+    } atEnd{*this};
+    return change();
   }
   // A thread that takes part, or none. Its last act in the world is to set `ended`.
   std::optional<std::thread> StartThread(std::function<void()> body, std::shared_ptr<bool> ended);

@@ -179,14 +179,14 @@ class LibraryTest : public ::testing::Test {
 
   // Loses every datagram for which `isLost` says so, counted from now on.
   void Lose(std::function<bool(const LoggedDatagram&)> isLost) {
-    world.fate = [isLost = std::move(isLost)](const LoggedDatagram& datagram, size_t) -> Fate {
+    world.fate = [isLost = std::move(isLost)](const LoggedDatagram& datagram) -> Fate {
       return {.copies = isLost(datagram) ? 0U : 1U};
     };
   }
 
   // The first `count` replies to `command` reach the library as `change` makes them.
   void ChangeReplies(Command command, size_t count, std::function<void(Datagram&, Endpoint&)> change) {
-    world.fate = [=, left = count](const LoggedDatagram& datagram, size_t) mutable -> Fate {
+    world.fate = [=, left = count](const LoggedDatagram& datagram) mutable -> Fate {
       if (!IsReplyTo(datagram, command) || left == 0) return {};
       --left;
       Fate fate{.bytes = datagram.bytes, .sender = datagram.sender};

@@ -1,6 +1,7 @@
 // A folder for one test's files, and what tests do with them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -53,6 +54,12 @@ inline Bytes ReadWholeFile(const std::filesystem::path& path) {
 inline void WriteWholeFile(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
   std::ofstream stream(path, std::ios::binary);
   stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Seconds since 1970.
+inline void SetLastWrite(const std::filesystem::path& path, int64_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
 }
 
 // Bytes that differ at every place, so that a misplaced, doubled or lost piece shows.

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <sstream>
 #include <stdexcept>
 
@@ -40,13 +39,9 @@ std::vector<std::string> RunTool(const std::vector<std::string>& command, bool m
 bool VolumeImage::Read(uint32_t sector, std::span<uint8_t> out) {
   for (; !out.empty(); out = out.subspan(kSectorSize), ++sector) {
     if (sector >= sectorCount_) return false;
-    if (const auto own = changed_.find(sector); own != changed_.end()) {
-      std::ranges::copy(own->second, out.begin());
-    } else if (const auto shared = base_->find(sector); shared != base_->end()) {
-      std::ranges::copy(shared->second, out.begin());
-    } else {
-      std::ranges::fill(out.first(kSectorSize), uint8_t{0});
-    }
+    const Sectors& sectors = changed_.contains(sector) ? changed_ : *base_;
+    const auto stored = sectors.find(sector);
+    std::ranges::copy(stored != sectors.end() ? stored->second : Sector{}, out.begin());
   }
   return true;
 }
@@ -138,9 +133,7 @@ void VolumeBuilder::AddFiles(const std::string& folder, const std::vector<std::s
   std::vector<std::string> arguments = {"-m"};
   for (const auto& name : names) {
     WriteWholeFile(files / name, content);
-    const timespec moment{.tv_sec = 1500000000, .tv_nsec = 0};  // 2017-07-14 02:40:00
-    const timespec times[2] = {moment, moment};
-    utimensat(AT_FDCWD, (files / name).c_str(), times, 0);
+    SetLastWrite(files / name, 1500000000);  // 2017-07-14 02:40:00
     arguments.push_back(files / name);
   }
   arguments.push_back("::" + folder + "/");

@@ -30,7 +30,6 @@ inline std::string Numbered(const std::string& path, int first, int last) {
   const std::string item = "|" + path + std::to_string(first) + ":0";
   return first == last ? item : item + Numbered(path, first + 1, last);
 }
-inline Bytes Copy(std::span<const uint8_t> slot) { return {slot.begin(), slot.end()}; }
 
 // The device's medium can be exchanged, and operations are one short call each. Local files lie in the current folder,
 // in "u" to put and in "d" when read, so that their paths leave room for the longest names.
@@ -67,8 +66,7 @@ class WritingTest : public LibraryTest {
   static void MakeLocal(const std::string& name, const Bytes& content, int64_t lastWrite = 1500000000) {
     std::filesystem::remove("u/" + name);
     WriteWholeFile("u/" + name, content);
-    const std::chrono::sys_seconds time{std::chrono::seconds(lastWrite)};
-    std::filesystem::last_write_time("u/" + name, std::chrono::file_clock::from_sys(time));
+    SetLastWrite("u/" + name, lastWrite);
   }
   uint32_t PutLocal(const std::string& name, std::string folder = "\\") {
     Mark();
