@@ -184,6 +184,18 @@ TEST_F(TestReportTest, AreTakenAtAnyTimeFromTheLastDeviceOnly) {
   EXPECT_EQ(Hear(two), (Counters{2, 4, 3}));
 }
 
+TEST_F(TestReportTest, LeaveTheOutstandingRequestAlone) {
+  world.fate = [&](const LoggedDatagram& datagram) -> Fate {
+    if (!IsRequest(datagram, Command::GetConfiguration)) return {.copies = IsReport(datagram) ? 0U : 1U};
+    world.Inject(kDevice, Report(Item(kClass, kFirst, {9, 0, 0, 0})), 100ms);
+    return {.copies = 0};
+  };
+  Mark();
+  EXPECT_EQ(RunWell(DeviceRequests()[0]), 253U);
+  EXPECT_EQ(Timeline(Command::GetConfiguration), kSettingsTimes);
+  EXPECT_EQ(data_->counters[0], 9U);
+}
+
 // ---- Search
 
 class SearchTest : public LibraryTest {
