@@ -14,9 +14,9 @@ must clone/scripts/package first
 (
   umask 077
   mkdir tmp/deeper
-  TMPDIR=$PWD/tmp/deeper CCACHE_DISABLE=1 TZ=Asia/Tokyo LC_ALL=C must "another clone/scripts/package" second
+  TMPDIR=$PWD/tmp/deeper TZ=Asia/Tokyo LC_ALL=C must "another clone/scripts/package" second
 ) || exit 1
-expect_same first second
+diff -r first second || fail "two builds differ"
 (cd first && sha256sum --quiet -c SHA256SUMS) || fail "checksums"
 for file in libmediaadapter1 libmediaadapter-dev media-adapter; do
   [ "$(find first -name "${file}_*.deb" | wc -l)" = 1 ] || fail "no package $file"
