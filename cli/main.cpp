@@ -15,9 +15,10 @@ int main(int argc, char** argv) {
   std::vector<std::string> arguments;
   for (const auto& argument : cli::Arguments(argc, argv)) {
     const auto text = cli::ExactText(argument);
-    if (!text)
-      return cli::Output().Failed(cli::Escape(cli::LocalText(argument)), cli::Problem(cli::NoTextProblem()),
-                                  cli::kUsage);
+    if (!text) {
+      const std::string shown = cli::Escape(cli::LocalText(argument));
+      return cli::Output().Failed(shown, cli::Problem(cli::NoTextProblem()), cli::kUsage);
+    }
     arguments.push_back(*text);
   }
   return cli::IsAgentWorker(arguments) ? cli::RunAgentWorker(arguments, cli::Run) : cli::Run(arguments, nullptr);

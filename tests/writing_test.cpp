@@ -108,15 +108,19 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
       Made({.sectorsPerCluster = 2, .rootEntries = 32},
            "/Sub|/Filler:240640|/Hole:8192|/Sub/Old long name.bin:16384|-/Hole" + Numbered("/Sub/F", 1, 27));
   Insert(image);
-  const std::string path = "\\Sub\\Old long name.bin";
-  const std::pair<const char*, std::function<uint32_t()>> operations[] = {
-      {"put", [&] { return Put("Another long name.bin", content, "\\Sub"); }},
-      {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }},
-      {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }},
-      {"delete", [&] { return Delete(path); }},
-      {"format", [&] { return Format(); }},
-      {"list", [&] { return Mark(), Read("\\Sub")->status; }},
-      {"get", [&] { return Mark(), Read(path, "d")->status; }}};
+  const std::string oldPath = "\\Sub\\Old long name.bin", newPath = "\\Sub\\Another long name.bin";
+  const struct {
+    const char* what;
+    std::function<uint32_t()> run;
+    uint32_t again;    // what trying again may return, besides 0
+    std::string path;  // of what is there then
+  } operations[] = {{"put", [&] { return Put("Another long name.bin", content, "\\Sub"); }, 0, newPath},
+                    {"overwrite", [&] { return Put("Old long name.bin", content, "\\Sub"); }, 0, oldPath},
+                    {"mkdir", [&] { return MakeFolder("\\Sub\\A folder"); }, 236, {}},
+                    {"delete", [&] { return Delete(oldPath); }, 244, {}},
+                    {"format", [&] { return Format(); }, 0, {}},
+                    {"list", [&] { return Mark(), Read("\\Sub")->status; }, 0, {}},
+                    {"get", [&] { return Mark(), Read(oldPath, "d")->status; }, 0, {}}};
   // From one exchange on the network is gone, replies of status 0 bring too little, or the device refuses.
   const Bytes nothing, tooShort = Item(16, 3, Bytes(511));
   struct Fault {
@@ -124,7 +128,7 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
     const Bytes* body = nullptr;
   };
   const Fault faults[] = {{253}, {253, &nothing}, {253, &tooShort}, {8}, {244}, {0xFFFFFFFF}};
-  for (const auto& [what, run] : operations) {
+  for (const auto& [what, run, expectedAgain, path] : operations) {
     Volume() = image;
     ASSERT_EQ(run(), 0U) << what;
     const auto good = Requests();
@@ -149,6 +153,9 @@ TEST_F(WritingTest, AnyFailureEndsTheOperationThere) {
       ASSERT_TRUE(std::ranges::equal(Requests(), std::span(good).first(failing + 1), {}, BodyOf, BodyOf));
       world.fate = nullptr;
       ASSERT_EQ(Read("\\")->status, 0U);
+      const uint32_t again = run();
+      ASSERT_TRUE(again == 0 || again == expectedAgain) << again;
+      ASSERT_TRUE(path.empty() || Get(path) == content);
     }
   }
 }
