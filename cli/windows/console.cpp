@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/console/interrupts.h"
 #include "cli/local/local_text.h"
 #include "platform/windows/code_page.h"
 
@@ -14,12 +15,17 @@ constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl-Z
 std::optional<std::wstring> ReadLine(HANDLE input) {
   std::wstring line;
   std::array<wchar_t, 512> part{};
+  SetLastError(ERROR_SUCCESS);
   for (DWORD count = 0; ReadConsoleW(input, part.data(), part.size(), &count, nullptr) != 0 && count > 0;) {
     line.append(part.data(), count);
     if (line.starts_with(kEndOfInput)) break;
     if (!line.ends_with(L'\n')) continue;
     line.erase(line.find_last_not_of(L"\r\n") + 1);
     return line;
+  }
+  // An interrupt breaks the reading off before its own thread has dealt with it, which as a rule ends the process.
+  if (GetLastError() == ERROR_OPERATION_ABORTED) {
+    for (int i = 0; i < 100 && !IsInterrupted(); ++i) Sleep(10);
   }
   return std::nullopt;
 }

@@ -11,21 +11,32 @@ namespace {
 
 constexpr UINT kInterruptedCode = 0xC000013A;  // as the system ends a process at Ctrl-C
 
-// At most a hidden prompt on top of a temporary folder, and below them the consoles' modes.
-std::array<std::atomic<void (*)()>, 4> cleanups;
-std::atomic<size_t> cleanupCount;
+// What is done at the end, and its lock, which the interrupt that ends the process keeps: whoever would add or take
+// away something then waits for the end.
+SRWLOCK endLock = SRWLOCK_INIT;
+std::array<void (*)(), 4> cleanups;  // at most a hidden prompt, and below it the consoles' modes
+size_t cleanupCount = 0;
+const char* partingWords = nullptr;
+
 std::atomic<int> watchCount;
 std::atomic<bool> isNoted;
 std::atomic<const char*> firstNotice;
-std::atomic<const char*> partingWords;
 std::atomic<bool> isHandled;
+
+struct EndLock {
+  EndLock() { AcquireSRWLockExclusive(&endLock); }
+  ~EndLock() { ReleaseSRWLockExclusive(&endLock); }
+  EndLock(const EndLock&) = delete;
+  EndLock& operator=(const EndLock&) = delete;
+};
 
 void Say(const char* text) {
   if (text != nullptr) WriteText(GetStdHandle(STD_ERROR_HANDLE), text);
 }
 
-void CleanUp() {
-  for (size_t i = cleanupCount.exchange(0); i-- > 0;) cleanups[i].load()();
+void CleanUpForGood() {
+  AcquireSRWLockExclusive(&endLock);
+  for (size_t i = cleanupCount; i-- > 0;) cleanups[i]();
 }
 
 // What is not dealt with ends the process.
@@ -35,7 +46,7 @@ BOOL WINAPI OnEvent(DWORD event) {
     Say(firstNotice);
     return TRUE;
   }
-  CleanUp();
+  CleanUpForGood();
   Say(partingWords);
   return FALSE;
 }
@@ -47,12 +58,15 @@ void HandleEvents() {
 }  // namespace
 
 CleanupOnSignal::CleanupOnSignal(void (*cleanup)()) {
-  cleanups[cleanupCount] = cleanup;
-  ++cleanupCount;
+  const EndLock lock;
+  cleanups[cleanupCount++] = cleanup;
   HandleEvents();
 }
 
-CleanupOnSignal::~CleanupOnSignal() { --cleanupCount; }
+CleanupOnSignal::~CleanupOnSignal() {
+  const EndLock lock;
+  --cleanupCount;
+}
 
 InterruptWatch::InterruptWatch(const char* notice) : before_(firstNotice) {
   if (before_ == nullptr) firstNotice = notice;
@@ -71,12 +85,18 @@ void ForgetInterrupt() { isNoted = false; }
 
 void EndIfInterrupted() {
   if (!isNoted) return;
-  CleanUp();
+  CleanUpForGood();
   ExitProcess(kInterruptedCode);
 }
 
-PartingWords::PartingWords(std::string text) : text_(std::move(text)) { partingWords = text_.c_str(); }
+PartingWords::PartingWords(std::string text) : text_(std::move(text)) {
+  const EndLock lock;
+  partingWords = text_.c_str();
+}
 
-PartingWords::~PartingWords() { partingWords = nullptr; }
+PartingWords::~PartingWords() {
+  const EndLock lock;
+  partingWords = nullptr;
+}
 
 }  // namespace media_adapter::cli

@@ -37,35 +37,35 @@ class Dialogue {
   HANDLE output_ = Open("CONOUT$");
 };
 
-// A console outlives the process, and its modes with it: what is changed is changed back, an interrupt included.
-struct ChangedMode {
+// A console outlives the process, and its modes with it: what is changed is changed back, an interrupt included, whose
+// thread may do it at the same time. Streams of one console are noted before any of them is changed.
+struct ConsoleMode {
   HANDLE console = nullptr;
   DWORD before = 0;
 
-  void Change(HANDLE stream, DWORD on, DWORD off) {
-    if (GetConsoleMode(stream, &before) == 0) return;
-    console = stream;
-    SetConsoleMode(console, (before | on) & ~off);
+  void Note(HANDLE stream) {
+    if (GetConsoleMode(stream, &before) != 0) console = stream;
   }
-  void Restore() const {
-    if (console != nullptr) SetConsoleMode(console, before);
+  void Change(DWORD on, DWORD off) const {
+    if (console != nullptr) SetConsoleMode(console, (before | on) & ~off);
   }
+  void Restore() const { Change(0, 0); }
 };
 
-ChangedMode inputMode;                   // while nothing is shown of what is typed
-std::array<ChangedMode, 2> outputModes;  // of standard output and standard error, often one console
+ConsoleMode inputMode;                   // while nothing is shown of what is typed
+std::array<ConsoleMode, 2> outputModes;  // of standard output and standard error, often one console
 
 void ShowEcho() { inputMode.Restore(); }
 void RestoreOutput() {
-  outputModes[1].Restore();
-  outputModes[0].Restore();
+  for (const ConsoleMode& mode : outputModes) mode.Restore();
 }
 
 // Hides what is typed for as long as it lives.
 class HiddenEcho {
  public:
   explicit HiddenEcho(HANDLE console) {
-    inputMode.Change(console, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT, ENABLE_ECHO_INPUT);
+    inputMode.Note(console);
+    inputMode.Change(ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT, ENABLE_ECHO_INPUT);
   }
   ~HiddenEcho() { ShowEcho(); }
   HiddenEcho(const HiddenEcho&) = delete;
@@ -79,8 +79,9 @@ class HiddenEcho {
 class TerminalOutput {
  public:
   TerminalOutput() {
-    outputModes[0].Change(GetStdHandle(STD_OUTPUT_HANDLE), ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
-    outputModes[1].Change(GetStdHandle(STD_ERROR_HANDLE), ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
+    outputModes[0].Note(GetStdHandle(STD_OUTPUT_HANDLE));
+    outputModes[1].Note(GetStdHandle(STD_ERROR_HANDLE));
+    for (const ConsoleMode& mode : outputModes) mode.Change(ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
   }
   ~TerminalOutput() { RestoreOutput(); }
   TerminalOutput(const TerminalOutput&) = delete;

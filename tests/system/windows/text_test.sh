@@ -11,8 +11,7 @@ unset LC_ALL
 type_to() {
   local log=$1 home=${tool[1]} folder=${tool[2]%/*}
   script -qefc "env -u DISPLAY WINEDEBUG=-all WINEPREFIX=$home wine $folder/same_console.exe $folder/media-adapter.exe \
-    --interface 127.0.0.1 --device locked ${*:2}" "$log" >/dev/null
-  expect_code 0 "$log" test $? = 0
+    --interface 127.0.0.1 --device locked ${*:2}" "$log" >/dev/null || fail "$log: $(cat -v "$log")"
   sed 's/\x1b\[1C/ /g; s/\x1b\[[?0-9;]*[a-zA-Z]//g' "$log" >"$log.txt"
 }
 
