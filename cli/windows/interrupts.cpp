@@ -34,21 +34,20 @@ void Say(const char* text) {
   if (text != nullptr) WriteText(GetStdHandle(STD_ERROR_HANDLE), text);
 }
 
-void CleanUpForGood() {
+[[noreturn]] void EndInterrupted() {
   AcquireSRWLockExclusive(&endLock);
   for (size_t i = cleanupCount; i-- > 0;) cleanups[i]();
+  Say(partingWords);
+  ExitProcess(kInterruptedCode);
 }
 
-// What is not dealt with ends the process.
 BOOL WINAPI OnEvent(DWORD event) {
   const bool mayWait = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
   if (mayWait && watchCount > 0 && !isNoted.exchange(true)) {
     Say(firstNotice);
     return TRUE;
   }
-  CleanUpForGood();
-  Say(partingWords);
-  return FALSE;
+  EndInterrupted();
 }
 
 void HandleEvents() {
@@ -84,9 +83,7 @@ bool IsInterrupted() { return isNoted; }
 void ForgetInterrupt() { isNoted = false; }
 
 void EndIfInterrupted() {
-  if (!isNoted) return;
-  CleanUpForGood();
-  ExitProcess(kInterruptedCode);
+  if (isNoted) EndInterrupted();
 }
 
 PartingWords::PartingWords(std::string text) : text_(std::move(text)) {

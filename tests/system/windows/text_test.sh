@@ -6,13 +6,14 @@
 . "$(dirname "$0")/../../support/devices.sh" "$@"
 unset LC_ALL
 
-# type_to LOG ARGUMENT...: the tool at a console of Wine, which draws as it likes. Enter is \r. It has to end well and leave
-# the console as it was. LOG.txt is the text of it.
+# type_to LOG CODE ARGUMENT...: the tool at a console of Wine, which draws as it likes. Enter is \r. It has to end with CODE
+# and leave the console as it was. LOG.txt is the text of it.
 type_to() {
   local log=$1 home=${tool[1]} folder=${tool[2]%/*}
   script -qefc "env -u DISPLAY WINEDEBUG=-all WINEPREFIX=$home wine $folder/same_console.exe $folder/media-adapter.exe \
-    --interface 127.0.0.1 --device locked ${*:2}" "$log" >/dev/null || fail "$log: $(cat -v "$log")"
+    --interface 127.0.0.1 --device locked ${*:3}" "$log" >/dev/null || fail "$log: $? $(cat -v "$log")"
   sed 's/\x1b\[1C/ /g; s/\x1b\[[?0-9;]*[a-zA-Z]//g' "$log" >"$log.txt"
+  expect_text "$log.txt" "the same console, exit code $2"
 }
 
 test_names() {
@@ -62,7 +63,7 @@ test_typed() {
     type_after typed.tty connected 'lcd nö\r'
     type_after typed.tty nö 'exit\r'
     sleep 2
-  } | type_to typed.tty -c connect -c shell
+  } | type_to typed.tty 0 -c connect -c shell
   expect_text typed.tty.txt connected 'locked:/> lcd nö' 'media-adapter: lcd n\xf6: No such file or directory'
   grep -q cret typed.tty && fail "the password was shown: $(cat typed.tty)"
 }
@@ -72,7 +73,7 @@ test_interrupt() {
   {
     type_after interrupt.tty 'Password of' 'abc\003'
     sleep 2
-  } | type_to interrupt.tty connect
+  } | type_to interrupt.tty C000013A connect
 }
 
 "${tool[@]}" --help >help.out # alone: it makes Wine's home
