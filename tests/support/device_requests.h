@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <regex>
 
 #include "tests/support/volume_checks.h"
 
@@ -66,6 +67,17 @@ inline const std::vector<DeviceRequest>& DeviceRequests() {
        [](auto path, auto p, auto d) { return API_RFACreateDirectory(path, 1, p, d); }},
   };
   return requests;
+}
+
+// What this expression finds in each line of the protocol's description, or of `more`, that is all of one.
+inline std::vector<Strings> Documented(const std::string& line, const std::string& more = {}) {
+  const Bytes page = ReadWholeFile(MEDIA_ADAPTER_PROTOCOL_PAGE);
+  std::vector<Strings> rows;
+  for (const std::string& text : Split(std::string(page.begin(), page.end()) + more, '\n')) {
+    std::smatch found;
+    if (std::regex_match(text, found, std::regex(line))) rows.emplace_back(found.begin(), found.end());
+  }
+  return rows;
 }
 
 // The request with what is good for it, to device 0. Returns its status.
