@@ -9,7 +9,6 @@
 namespace media_adapter::sim {
 namespace {
 
-SimWorld* current = nullptr;
 thread_local bool isParticipant = false;
 
 }  // namespace
@@ -24,14 +23,6 @@ SimWorld::SimWorld() {
 SimWorld::~SimWorld() {
   if (!sleepers_.empty()) AbortDeadlocked();
   current = nullptr;
-}
-
-SimWorld& SimWorld::Current() {
-  if (current == nullptr) {
-    std::fputs("The simulated platform was used without a world.\n", stderr);
-    std::abort();
-  }
-  return *current;
 }
 
 Time SimWorld::Now() {
@@ -132,8 +123,7 @@ bool SimWorld::HappenNext() {
     SendAll(sender, device->OnTime(now_));
   } else {
     while (!arrivals_.empty() && arrivals_.begin()->first <= now_) {
-      const Arrival arrival = std::move(arrivals_.extract(arrivals_.begin()).mapped());
-      Deliver(arrival);
+      arrivals_.extract(arrivals_.begin()).mapped()();
     }
   }
   return true;
@@ -153,21 +143,13 @@ simulator::DeviceModel& SimWorld::Attach(std::unique_ptr<simulator::DeviceModel>
   return *devices_.back();
 }
 
-void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay) {
+void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay, uint16_t port) {
   std::lock_guard lock(mutex_);
-  arrivals_.emplace(now_ + delay, Arrival{.sender = sender, .bytes = std::move(bytes)});
-}
-
-void SimWorld::Deliver(const Arrival& arrival) {
-  if (arrival.device != nullptr) {
-    const Endpoint device{arrival.device->Identity().address, wire::kDevicePort};
-    SendAll(device, arrival.device->OnDatagram(arrival.bytes, arrival.sender, now_));
-    return;
-  }
-  for (auto& [handle, socket] : sockets) {
-    if (arrival.port != 0 && socket.local.port != arrival.port) continue;
-    socket.received.emplace_back(arrival.sender, arrival.bytes);
-  }
+  arrivals_.emplace(now_ + delay, [this, sender, port, bytes = std::move(bytes)] {
+    for (auto& [handle, socket] : sockets) {
+      if (port == 0 || socket.local.port == port) socket.received.emplace_back(sender, bytes);
+    }
+  });
 }
 
 void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams) {
@@ -183,15 +165,15 @@ void SimWorld::Transmit(const LoggedDatagram& datagram) {
   const Endpoint sender = its.sender.value_or(datagram.sender);
   const Endpoint& receiver = datagram.receiver;
   const auto& bytes = its.bytes ? *its.bytes : datagram.bytes;
-  const Time when = now_ + latency + its.delay;
+  const Time delay = latency + its.delay;
   for (unsigned copy = 0; copy < its.copies; ++copy) {
-    if (!datagram.fromLibrary)
-      arrivals_.emplace(when, Arrival{.sender = sender, .port = receiver.port, .bytes = bytes});
+    if (!datagram.fromLibrary) Inject(sender, bytes, delay, receiver.port);
     for (const auto& device : devices_) {
-      const bool isMeant =
-          receiver.address == platform::kBroadcastAddress || receiver.address == device->Identity().address;
-      if (!datagram.fromLibrary || receiver.port != wire::kDevicePort || !isMeant) continue;
-      arrivals_.emplace(when, Arrival{.device = device.get(), .sender = sender, .bytes = bytes});
+      const Endpoint own{device->Identity().address, wire::kDevicePort};
+      const bool isMeant = receiver.address == platform::kBroadcastAddress || receiver.address == own.address;
+      if (!datagram.fromLibrary || receiver.port != own.port || !isMeant) continue;
+      arrivals_.emplace(now_ + delay,
+                        [=, this, to = device.get()] { SendAll(own, to->OnDatagram(bytes, sender, now_)); });
     }
   }
 }

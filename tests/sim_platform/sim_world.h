@@ -72,13 +72,13 @@ class SimWorld {
   ~SimWorld();
   SimWorld(const SimWorld&) = delete;
   SimWorld& operator=(const SimWorld&) = delete;
-  static SimWorld& Current();
+  static SimWorld& Current() { return *current; }
 
   // The network. A device hears what is sent to its address and every broadcast; it is asked when its own time has
   // come.
   simulator::DeviceModel& Attach(std::unique_ptr<simulator::DeviceModel> device);
-  // Brings a datagram to the library's sockets, whatever their ports, `delay` from now.
-  void Inject(const Endpoint& sender, Datagram bytes, Time delay = {});
+  // Brings a datagram to the library's sockets, or only to that of this port, `delay` from now.
+  void Inject(const Endpoint& sender, Datagram bytes, Time delay = {}, uint16_t port = 0);
   // Every datagram that was sent, in order.
   const std::vector<LoggedDatagram>& Log() const { return log_; }
   bool keepsLog = true;  // not to change once something was sent
@@ -134,8 +134,7 @@ class SimWorld {
   std::map<std::intptr_t, Socket> sockets;
   std::intptr_t lastHandle = 0;
   bool IsReadable(std::intptr_t handle) const {
-    const auto socket = sockets.find(handle);
-    return socket != sockets.end() && !socket->second.received.empty();
+    return sockets.contains(handle) && !sockets.at(handle).received.empty();
   }
   void Transmit(const LoggedDatagram& datagram);
 
@@ -148,18 +147,10 @@ class SimWorld {
     bool taken = false;
     std::condition_variable_any wake = {};
   };
-  struct Arrival {
-    simulator::DeviceModel* device = nullptr;  // null for the library
-    Endpoint sender;
-    uint16_t port = 0;  // of the library's socket; 0 for any
-    Datagram bytes;
-  };
-
   void Schedule();
   bool ReleaseOne();
   void Release(Sleeper& sleeper, bool taken);
   bool HappenNext();
-  void Deliver(const Arrival& arrival);
   void SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams);
   [[noreturn]] void AbortDeadlocked() const;
 
@@ -168,10 +159,11 @@ class SimWorld {
   std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep
   bool running_ = true;           // some participant runs
   bool scheduling_ = false;
-  std::multimap<Time, Arrival> arrivals_;
+  std::multimap<Time, std::function<void()>> arrivals_;
   std::vector<std::unique_ptr<simulator::DeviceModel>> devices_;
   std::vector<LoggedDatagram> log_;
   size_t transmitted_ = 0;
+  static inline SimWorld* current = nullptr;
 };
 
 }  // namespace media_adapter::sim
