@@ -147,7 +147,7 @@ TEST(FatChain, FollowsTheVolumeAndNothingElse) {
   const std::map<uint32_t, uint16_t> links = {{2, 3},   {3, 4},   {4, 700},     {700, 5}, {5, 4202}, {9, 4203},
                                               {10, 11}, {11, 10}, {12, 0xFFF7}, {13, 0},  {14, 1},   {4202, 0xFFF8}};
   for (const uint32_t start : {0u, 63u}) {
-    sim::VolumeImage disk = sim::VolumeBuilder({.partitionStart = start}).Build();
+    sim::VolumeImage disk = sim::Made({.partitionStart = start});
     const sim::VolumeView view(disk);
     for (const auto& [cluster, next] : links) view.SetLink(cluster, next);
     const uint32_t data = view.data, end = disk.SectorCount();
@@ -159,7 +159,7 @@ TEST(FatChain, FollowsTheVolumeAndNothingElse) {
     disk.SetSectorCount(end + 3);
     EXPECT_EQ(ChainOf(disk, end), (List{end, end + 1, end + 2})) << "behind the volume, too";
   }
-  sim::VolumeImage disk = sim::VolumeBuilder({.sectorsPerCluster = 4, .partitionStart = 63}).Build();
+  sim::VolumeImage disk = sim::Made({.sectorsPerCluster = 4, .partitionStart = 63});
   const sim::VolumeView view(disk);
   view.SetLink(2, 4);
   view.SetLink(4, 0xFFFF);
