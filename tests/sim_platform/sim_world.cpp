@@ -13,8 +13,6 @@ thread_local bool isParticipant = false;
 
 }  // namespace
 
-thread_local int WorldMutex::depth = 0;
-
 SimWorld::SimWorld() {
   current = this;
   isParticipant = true;
@@ -26,7 +24,7 @@ SimWorld::~SimWorld() {
 }
 
 Time SimWorld::Now() {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   return now_;
 }
 
@@ -37,7 +35,7 @@ void SimWorld::Advance(Time duration) {
 // ---- Threads and time
 
 bool SimWorld::Wait(const std::function<bool()>& take, std::optional<Time> deadline) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   if (take()) return true;
   if (deadline && *deadline <= now_) return false;
   Sleeper self{.take = take, .deadline = deadline, .participant = isParticipant};
@@ -49,7 +47,7 @@ bool SimWorld::Wait(const std::function<bool()>& take, std::optional<Time> deadl
 }
 
 std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std::shared_ptr<bool> ended) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   if (failing.thread) return std::nullopt;
   auto self = std::make_shared<Sleeper>();
   self->take = [] { return true; };
@@ -57,11 +55,11 @@ std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std
   return std::thread([this, self, body = std::move(body), ended = std::move(ended)] {
     isParticipant = true;
     {
-      std::lock_guard threadLock(mutex_);
+      const Inside insideThread(*this);
       self->wake.wait(mutex_, [&] { return self->released; });
     }
     body();
-    std::lock_guard threadLock(mutex_);
+    const Inside insideThread(*this);
     *ended = true;
     running_ = false;
     Schedule();
@@ -138,13 +136,13 @@ void SimWorld::AbortDeadlocked() const {
 // ---- Network
 
 simulator::DeviceModel& SimWorld::Attach(std::unique_ptr<simulator::DeviceModel> device) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   devices_.push_back(std::move(device));
   return *devices_.back();
 }
 
 void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay, uint16_t port) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   arrivals_.emplace(now_ + delay, [this, sender, port, bytes = std::move(bytes)] {
     for (auto& [handle, socket] : sockets) {
       if (port == 0 || socket.local.port == port) socket.received.emplace_back(sender, bytes);

@@ -49,23 +49,6 @@ struct Fate {
   std::optional<Endpoint> sender = {};
 };
 
-// The lock of the world, which knows whether its own thread holds it.
-class WorldMutex {
- public:
-  void lock() {
-    mutex_.lock();
-    ++depth;
-  }
-  void unlock() {
-    --depth;
-    mutex_.unlock();
-  }
-  static thread_local int depth;
-
- private:
-  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
-};
-
 class SimWorld {
  public:
   SimWorld();
@@ -105,7 +88,7 @@ class SimWorld {
   void Advance(Time duration);
   size_t OpenSockets() const { return sockets.size(); }
   // True while this thread does the world's work, not the library's.
-  static bool IsInside() { return WorldMutex::depth != 0; }
+  static bool IsInside() { return Inside::depth != 0; }
 
   // For the platform's sources. Threads that take no part may use the library, too; time goes on without regard to
   // them.
@@ -115,7 +98,7 @@ class SimWorld {
   // Runs `change` on state that waits look at.
   template <typename Change>
   auto Do(Change change) {
-    std::lock_guard lock(mutex_);
+    const Inside inside(*this);
     const struct AtEnd {
       SimWorld& world;
       ~AtEnd() { world.Schedule(); }
@@ -139,6 +122,13 @@ class SimWorld {
   void Transmit(const LoggedDatagram& datagram);
 
  private:
+  // Holds the lock of the world.
+  struct Inside {
+    explicit Inside(SimWorld& world) : lock(world.mutex_) { ++depth; }
+    ~Inside() { --depth; }
+    std::lock_guard<std::recursive_mutex> lock;
+    static inline thread_local int depth = 0;
+  };
   struct Sleeper {
     std::function<bool()> take;
     std::optional<Time> deadline;
@@ -154,7 +144,7 @@ class SimWorld {
   void SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams);
   [[noreturn]] void AbortDeadlocked() const;
 
-  WorldMutex mutex_;
+  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
   Time now_{std::chrono::seconds(1000)};
   std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep
   bool running_ = true;           // some participant runs

@@ -134,9 +134,8 @@ class LibraryTest : public ::testing::Test {
   void Mark() { mark_ = world.Log().size(); }
 
   std::vector<LoggedDatagram> Sent() const {
-    std::vector<LoggedDatagram> sent;
-    std::copy_if(world.Log().begin() + static_cast<std::ptrdiff_t>(mark_), world.Log().end(), std::back_inserter(sent),
-                 [](const LoggedDatagram& datagram) { return datagram.fromLibrary; });
+    std::vector<LoggedDatagram> sent(world.Log().begin() + static_cast<std::ptrdiff_t>(mark_), world.Log().end());
+    std::erase_if(sent, [](const LoggedDatagram& datagram) { return !datagram.fromLibrary; });
     return sent;
   }
 
