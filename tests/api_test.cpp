@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 
 #include "tests/support/device_requests.h"
 
@@ -54,25 +53,11 @@ TEST_F(ApiTest, ArgumentsAreCheckedInOrderAndNothingIsSent) {
   }
 }
 
-// As they are promised to applications.
-constexpr const char* kTexts =
-    "0 Operation successful\n1 Invalid element size\n2 Invalid element ID\n3 Invalid password\n"
-    "4 Packet length is too large\n5 Media Adapter is busy\n6 Media Adapter is not ready\n"
-    "7 Not connected to Media Adapter\n8 Protocol error\n9 One or more packets were not received\n"
-    "49 Mass Storage Device cannot be accessed\n236 Specified name is already in use\n"
-    "237 Please wait operation in process to terminate\n238 A unique associated short name cannot be found\n"
-    "239 Not enough free directory entries found\n240 A directory cannot be overwritten by a file\n"
-    "241 A directory cannot be deleted\n242 Number of directory entries is too large\n243 Invalid path length\n"
-    "244 Invalid path\n245 First cluster of root directory is not cluster 2\n"
-    "246 Invalid number of sectors per cluster\n247 Not supported FAT type\n248 Invalid sector signature\n"
-    "249 Not enough free memory to allocate\n250 Sector size is not equal to 512\n"
-    "251 Invalid address of sector to read or write\n252 Invalid number of sectors to read or write\n"
-    "253 No response from device\n254 Invalid password length\n255 Device selected has not been found\n";
-
 TEST_F(ApiTest, EveryKnownStatusHasItsTextAndTheOthersOneForAll) {
   std::map<uint32_t, std::string> texts;
-  std::istringstream lines(kTexts);
-  for (std::string line; std::getline(lines, line);) texts[static_cast<uint32_t>(std::stoul(line))] = line;
+  for (const Strings& row : Documented(R"(\| (\d+) \| ([^|]+) \|)")) {
+    texts[static_cast<uint32_t>(std::stoul(row[1]))] = row[1] + " " + row[2];
+  }
   ASSERT_EQ(texts.size(), 31U);
   uint32_t status = 0;
   ChangeReplies(Command::SetTest, SIZE_MAX, [&](Datagram& bytes, Endpoint&) { bytes = WithStatus(bytes, status); });

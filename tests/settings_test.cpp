@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
+#include <regex>
 
 #include "protocol/device_table.h"
 #include "protocol/parse_elements.h"
@@ -17,50 +17,53 @@ namespace {
 
 constexpr size_t kNowhere = 9999;
 
-// The settings as documented, apart from the library's own table: class.index, form (t text, u bytes up to a size, f
-// bytes of one size, e bytes of at most 5 each, n number, c code, l list, s secret) and size, @ place in the settings,
-// whether it is read and written, the lowest and the highest number or all codes; ! place in the entry of a search.
-constexpr const char* kTable =
-    "0.0 t16 @0 rw !17; 0.1 u4 @16 r !33; 0.2 t16 @20 r !0; 1.0 f4 @36 rw !71; 1.1 f4 @40 rw; 1.2 f4 @44 rw;"
-    "1.3 n1 @48 rw 1 2; 1.4 n1 @49 rw 1 2; 1.5 n1 @50 rw 0 1; 1.8 n1 @51 rw 0 1; 1.9 n1 @52 rw 0 1; 1.10 n1 @53 rw 0 1;"
-    "2.0 f6 @56 rw; 2.1 n1 @62 rw 1 14; 2.2 c1 @63 rw 16 32 48 49 50 64 65; 2.3 f4 @64 rw; 2.4 t32 @68 rw;"
-    "2.5 f4 @100 rw; 2.6 t32 @104 rw; 2.7 f4 @136 rw; 4.0 f64 @140 r; 4.1 f56 @204 r; 4.2 f88 @260 r;"
-    "8.0 t32 @348 rw !38; 8.1 n1 @380 rw 1 14 !70; 8.2 n1 @381 rw 0 1; 8.3 n1 @382 rw 0 1; 8.4 n2 @384 rw 256 2346;"
-    "8.5 n2 @386 rw 0 2347; 8.6 c1 @9999 - 16 32 48 49 50 64 65 !37; 8.7 n1 @388 rw 1 4; 8.8 n2 @390 rw 20 1000;"
-    "8.9 f6 @392 rw; 8.10 f4 @398 rw; 8.11 n1 @402 rw 0 1; 8.12 n1 @403 rw 0 1; 8.13 n1 @404 rw 0 1;"
-    "8.14 n1 @405 rw 1 10 !16; 8.15 n1 @406 rw 0 1; 9.0 c1 @408 rw 0 1 2 16 32 !75; 9.1 n1 @409 rw 0 3;"
-    "9.2 n1 @410 rw 0 2; 9.3 s52 @411 w; 9.5 s64 @463 w; 9.6 e4 @527 rw; 10.0 l228 @532 rw; 10.1 n1 @760 rw 0 2;"
-    "10.2 s24 @764 w; 10.3 s24 @788 w; 14.0 n1 @812 rw 1 3; 14.1 f56 @813 rw; 14.2 f14 @869 rw; 14.3 f64 @883 rw;"
-    "14.4 n4 @948 rw 0 3;"
-    "15.13 f4 @9999 -; 15.14 f4 @9999 -; 15.15 f4 @9999 -; 16.4 f4 @9999 -; 16.5 n4 @9999 - 1 4294967295";
+// Where the records have an element, and 0.2 and 1.0 by their names in the entry of a search.
+#define RECORD(record, size)
+#define FIELD(record, name, offset, size) {#record "." #name, offset},
+const std::map<std::string, size_t> kPlaces = {
+#include "api/record_layouts.inc"
+};
+size_t PlaceOf(const std::string& field) { return kPlaces.contains(field) ? kPlaces.at(field) : kNowhere; }
 
+// An element as documented: form t text, u bytes up to a size, f bytes of one size, e bytes of at most 5 each, n number
+// from the first value to the second, c one of the values, l list, s secret.
 struct Row {
-  unsigned elementClass = 0, index = 0;
-  char form = 0;
-  size_t size = 0, place = 0, entryPlace = kNowhere;
-  std::string use;
-  std::vector<uint32_t> values = {};
-
-  bool Is(char letter) const { return use.find(letter) != std::string::npos; }
-  uint16_t Id() const { return static_cast<uint16_t>(elementClass * 256 + index); }
-  std::string Name() const { return std::to_string(elementClass) + "." + std::to_string(index); }
-  Bytes ItemWith(const Bytes& value) const {
-    return Item(static_cast<uint8_t>(elementClass), static_cast<uint8_t>(index), value);
+  explicit Row(const Strings& cells) : use(cells[6]) {
+    static const std::regex number("[0-9]+");
+    elementClass = static_cast<uint8_t>(std::stoul(cells[1]));
+    index = static_cast<uint8_t>(std::stoul(cells[2]));
+    size = std::stoul(cells[4].substr(cells[4].find('-') + 1));
+    form = cells[5].starts_with("each") ? 'e' : cells[4].starts_with("0-") ? 'u' : 'f';
+    if (std::string("tls").find(cells[3][0]) != std::string::npos) form = cells[3][0];
+    if (cells[3] == "number" && !cells[5].empty()) form = cells[5].find(" to ") != std::string::npos ? 'n' : 'c';
+    const std::sregex_iterator found(cells[5].begin(), cells[5].end(), number), end;
+    for (auto each = found; (form == 'n' || form == 'c') && each != end; ++each) {
+      values.push_back(static_cast<uint32_t>(std::stoul(each->str())));
+    }
+    const std::string field = ".element" + cells[1] + "_" + cells[2];
+    place = PlaceOf("ConfigurationData" + field);
+    const bool isNamed = Id() == 0x0002 || Id() == 0x0100;
+    entryPlace = PlaceOf("DeviceEntry" + (!isNamed ? field : Id() == 2 ? ".name" : ".ipAddress"));
   }
+
+  bool Is(const char* wanted) const { return use.find(wanted) != std::string::npos; }
+  uint16_t Id() const { return static_cast<uint16_t>(elementClass * 256 + index); }
+  Bytes ItemWith(const Bytes& value) const { return Item(elementClass, index, value); }
+
+  std::string use;
+  uint8_t elementClass, index;
+  char form;
+  size_t size, place, entryPlace;
+  std::vector<uint32_t> values;
 };
 
 const std::vector<Row> kRows = [] {
+  const std::string more =
+      "| 15.13 | f | 4 | | |\n| 15.14 | f | 4 | | |\n| 15.15 | f | 4 | | |\n| 16.4 | f | 4 | | |\n"
+      "| 16.5 | number | 4 | 1 to 4294967295 | |\n";
   std::vector<Row> rows;
-  std::istringstream table(kTable);
-  for (std::string text; std::getline(table, text, ';');) {
-    std::istringstream words(text);
-    Row& row = rows.emplace_back();
-    char mark = 0;
-    words >> row.elementClass >> mark >> row.index >> row.form >> row.size >> mark >> row.place >> row.use;
-    for (uint32_t value = 0; words >> value;) row.values.push_back(value);
-    words.clear();
-    if (words >> mark) words >> row.entryPlace;
-  }
+  for (const Strings& cells : Documented(R"(\| (\d+)\.(\d+) \| (\w+) \| ([0-9-]+) \| (.*?) ?\| (.*?) ?\|)", more))
+    rows.emplace_back(cells);
   return rows;
 }();
 
@@ -144,59 +147,54 @@ class SettingsTest : public DeviceTest {
 constexpr BodyMode kReplies[] = {BodyMode::SearchReply,     BodyMode::GetConfigurationReply, BodyMode::TestReport,
                                  BodyMode::RFAConnectReply, BodyMode::RFAReadDataReply,      BodyMode::TransferData};
 
-TEST(Elements, EachHasItsLimitsInEveryReply) {
+// The last of two, though an element stands between them that nobody knows; and nothing of a body that is malformed.
+void ExpectStored(const Row& row, const Bytes& first, const Bytes& value, const Bytes& stored) {
+  const Bytes body = Join({row.ItemWith(first), Item(3, 3, {1}), row.ItemWith(value)});
+  const auto expect = [&](auto& record, BodyMode reply, uint8_t untold, size_t place) {
+    std::memset(&record, 0xEE, sizeof record);
+    EXPECT_FALSE(ParseElements(Join({body, {0}}), reply));
+    EXPECT_EQ(BytesOf(record), Bytes(sizeof record, 0xEE));
+    Bytes expected(sizeof record, untold);
+    if (place != kNowhere) Put(row, first, expected, place);
+    if (place != kNowhere) Put(row, stored, expected, place);
+    EXPECT_TRUE(ParseElements(body, reply));
+    EXPECT_EQ(BytesOf(record), expected);
+  };
+  expect(configurationData, BodyMode::GetConfigurationReply, 0xEE, row.Is("read") ? row.place : kNowhere);
+  expect(deviceTable.entries[0], BodyMode::SearchReply, 0, row.entryPlace);
+}
+
+TEST(Elements, EachHasItsLimitsAndItsPlaceInEveryReply) {
   ResetProtocol();
+  ASSERT_EQ(kRows.size(), 59U);
   for (const Row& row : kRows) {
-    SCOPED_TRACE(row.Name());
+    SCOPED_TRACE(row.Id());
     for (const BodyMode reply : kReplies) {
-      for (const Bytes& value : GoodValues(row)) EXPECT_TRUE(ParseElements(row.ItemWith(value), reply));
       for (const Bytes& value : BadValues(row)) {
         EXPECT_FALSE(ParseElements(row.ItemWith(value), reply)) << testing::PrintToString(value);
       }
+      for (const Bytes& value : GoodValues(row)) EXPECT_TRUE(ParseElements(row.ItemWith(value), reply));
     }
+    for (const Bytes& value : GoodValues(row)) ExpectStored(row, GoodValues(row).back(), value, value);
+    if (row.form == 'l') ExpectStored(row, ListOf(1), ListOf(0xFFFFFFFF), ListOf(0));
   }
+  ResetProtocol();
+  const Bytes foreign = Join({Item(17, wire::kLastSectorIndex, {1, 0, 0, 0}), Item(17, wire::kDataIndex, {1})});
   for (const BodyMode reply : kReplies) {
+    EXPECT_TRUE(ParseElements(foreign, reply)) << "of another class";
     EXPECT_TRUE(ParseElements(Item(wire::kFileAccessClass, wire::kSectorIndex, {}), reply)) << "nobody reads it";
     const bool hasData = reply == BodyMode::RFAReadDataReply || reply == BodyMode::TransferData;
     EXPECT_NE(ParseElements(Item(wire::kFileAccessClass, wire::kDataIndex, {}), reply), hasData);
   }
-  ResetProtocol();
-  const Bytes foreign = Join({Item(17, wire::kLastSectorIndex, {1, 0, 0, 0}), Item(17, wire::kDataIndex, {1})});
-  for (const BodyMode reply : kReplies) EXPECT_TRUE(ParseElements(foreign, reply)) << "of another class";
   EXPECT_EQ(sessionInfo.lastSector, 0U);
   EXPECT_EQ(transferBuffer.size, 0);
-}
-
-// The last of two, though an element stands between them that nobody knows; and nothing of a body that is malformed.
-TEST(Elements, AReplyFillsTheFieldsOfItsElementsAndNoOthers) {
-  ResetProtocol();
-  const auto expectStored = [](const Row& row, const Bytes& first, const Bytes& value, const Bytes& stored) {
-    const Bytes body = Join({row.ItemWith(first), Item(3, 3, {1}), row.ItemWith(value)});
-    const auto expect = [&](auto& record, BodyMode reply, uint8_t untold, size_t place) {
-      std::memset(&record, 0xEE, sizeof record);
-      EXPECT_FALSE(ParseElements(Join({body, {0}}), reply));
-      EXPECT_EQ(BytesOf(record), Bytes(sizeof record, 0xEE));
-      Bytes expected(sizeof record, untold);
-      if (place != kNowhere) Put(row, first, expected, place);
-      if (place != kNowhere) Put(row, stored, expected, place);
-      EXPECT_TRUE(ParseElements(body, reply));
-      EXPECT_EQ(BytesOf(record), expected);
-    };
-    expect(configurationData, BodyMode::GetConfigurationReply, 0xEE, row.Is('r') ? row.place : kNowhere);
-    expect(deviceTable.entries[0], BodyMode::SearchReply, 0, row.entryPlace);
-  };
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.Name());
-    for (const Bytes& value : GoodValues(row)) expectStored(row, GoodValues(row).back(), value, value);
-    if (row.form == 'l') expectStored(row, ListOf(1), ListOf(0xFFFFFFFF), ListOf(0));
-  }
 }
 
 TEST_F(SettingsTest, AllElementsTravelAtOnceEachFromItsPlace) {
   Ids all = {0x0106, 0x0810, 0x0904, 0x0300, 0x0F00, 0x1003, 0xFFFF}, readable;  // none can be written
   for (const Row& row : kRows) {
     all.insert(all.begin(), row.Id());
-    if (row.Is('r')) readable.push_back(row.Id());
+    if (row.Is("read")) readable.push_back(row.Id());
   }
   for (size_t k = 0; k < 3; ++k) {
     SCOPED_TRACE(k);
@@ -206,14 +204,14 @@ TEST_F(SettingsTest, AllElementsTravelAtOnceEachFromItsPlace) {
     for (const Row& row : kRows) {
       if (row.place == kNowhere) continue;
       Bytes value = Slice(image, row.place, row.size);
-      if (row.Is('r')) Put(row, value, read, row.place);
+      if (row.Is("read")) Put(row, value, read, row.place);
       if (row.form == 't') value.erase(std::ranges::find(value, 0), value.end());
       if (row.form == 'l') value.resize(4 + 6U * value[0]);
       if (row.form == 's') {
         EXPECT_TRUE(std::ranges::equal(value, device->Settings().Image().subspan(row.place, row.size)));
         Rc4(Bytes{'s', 'e', 'c', 'r', 'e', 't'}, value);
       }
-      if (row.Is('w')) expected = Join({row.ItemWith(value), expected});
+      if (row.Is("written")) expected = Join({row.ItemWith(value), expected});
     }
     EXPECT_EQ(LastBody(), expected);
 

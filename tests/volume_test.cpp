@@ -115,24 +115,17 @@ TEST_F(VolumeTest, WhatOtherSystemsWroteIsListedAndReadWhole) {
     SCOPED_TRACE(std::to_string(shape.fatBits) + "/" + std::to_string(shape.sectorsPerCluster));
     const size_t cluster = shape.sectorsPerCluster * 512;
     const Bytes second = Pattern(2 * cluster, 2), third = Pattern(9 * cluster + 1, 3);
-    VolumeBuilder builder(shape);
-    builder.AddFile("/FIRST", Pattern(3 * cluster));
-    builder.AddFile("/SECOND", second);
-    builder.Delete("/FIRST");
-    builder.AddFile("/Third, in pieces.bin", third);
-    builder.AddFolder("/Folder");
-    builder.AddFolder("/Folder/inner");
+    const std::string size = ":" + std::to_string(second.size()) + ":2", deep = "/Folder/inner/";
+    std::string items = "/FIRST:" + std::to_string(3 * cluster) + "|/SECOND" + size +
+                        "|-/FIRST|/Third, in pieces.bin:" + std::to_string(third.size()) + ":3|/Folder|/Folder/inner";
     // Room that deleted names leave behind: mtools does not grow a directory by more than one cluster for one name.
-    Strings names;
-    for (size_t i = 0; i < 500; ++i) names.push_back("FILLER." + std::to_string(i));
-    builder.AddFiles("/Folder/inner", names);
-    builder.Delete("/Folder/inner/FILLER.*");
+    items += Numbered(deep + "FILLER.", 0, 499) + "|-" + deep + "FILLER.*";
     // Six slots a name: runs cross sectors and clusters. The longest names need 21 slots.
-    names.clear();
+    Strings names;
     for (size_t i = 0; i < 40; ++i) names.push_back(LongName(50) + std::to_string(100 + i));
     for (size_t length = 248; length <= 255; ++length) names.push_back(LongName(length));
-    builder.AddFiles("/Folder/inner", names, second);
-    Insert(builder.Build());
+    for (const auto& name : names) items += "|" + deep + name + size;
+    Insert(Made(shape, items));
 
     EXPECT_EQ(List("\\"), (Strings{"SECOND", "Third, in pieces.bin", "Folder"}));
     auto expected = names;
@@ -241,16 +234,11 @@ TEST_F(ForgedDirectoryTest, AListingEndsAt511Entries) {
   EXPECT_EQ(result->entries[2].number, 0U) << "behind the last row";
 }
 
-TEST_F(ForgedDirectoryTest, AFileInTheMiddleOfAPathIsNoDirectory) {
-  MountRoot({Short("FILE       ", 0x20, 0, 5), Short("EMPTY      "), Short("DIR        ", slot::kFolder, 0, 6)});
+TEST_F(ForgedDirectoryTest, WhatIsNoDirectoryHoldsNothingAndBrokenAndLoopingChainsEnd) {
+  MountRoot({Short("FILE       ", 0x20, 0, 5), Short("EMPTY      "), Short("DIR        ", slot::kFolder, 0, 10)});
   EXPECT_EQ(Read("\\FILE\\x")->status, 244U);
   EXPECT_EQ(Read("\\EMPTY\\FILE")->status, 244U) << "its cluster 0 is not the root";
   EXPECT_EQ(Read("\\DIR\\x")->status, 244U);
-  EXPECT_TRUE(List("\\DIR").empty());
-}
-
-TEST_F(ForgedDirectoryTest, BrokenAndLoopingChainsEnd) {
-  MountRoot({Short("DIR        ", slot::kFolder, 0, 10)});
   const VolumeView view = View();
   const Slot inside = view.Slots(10)[0];
   std::ranges::copy(Short("INSIDE     "), inside.begin());

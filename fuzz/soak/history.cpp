@@ -53,7 +53,7 @@ std::vector<Shape> MakeShapes() {
        {sim::VolumeShape{16, 1, 0, 2, 0, 64}, sim::VolumeShape{16, 2, 0, 1, 63, 512},
         sim::VolumeShape{16, 8, 0, 1, 0, 128}, sim::VolumeShape{16, 64, 0, 1, 0, 128}, sim::VolumeShape{32, 1},
         sim::VolumeShape{32, 2, 0, 2}, sim::VolumeShape{32, 8, 0, 1, 2048}, sim::VolumeShape{32, 64}}) {
-    shapes.push_back({shape, sim::VolumeBuilder(shape).Build()});
+    shapes.push_back({shape, sim::Made(shape)});
   }
   return shapes;
 }

@@ -114,9 +114,7 @@ void History::JudgeEnd() {
     const auto found = tree.find(Foreign(item.path));
     Require(found != tree.end() && found->second.isFolder == item.isFolder, "mtools do not find", item.path);
     const Slot& slot = item.entry.slot;
-    std::string attributes;
-    for (size_t i = 0; i < 4; ++i) attributes.append((slot[11] & "\x20\x04\x02\x01"[i]) != 0, "ASHR"[i]);
-    Require(item.isFolder || (found->second.content == item.content && found->second.attributes == attributes &&
+    Require(item.isFolder || (found->second.content == item.content &&
                               Moment(found->second.modified).Stamp() == ReadU32(slot, slot::kWrite)),
             "mtools read otherwise", item.path);
     tree.erase(found);

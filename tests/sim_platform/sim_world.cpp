@@ -9,12 +9,9 @@
 namespace media_adapter::sim {
 namespace {
 
-SimWorld* current = nullptr;
 thread_local bool isParticipant = false;
 
 }  // namespace
-
-thread_local int WorldMutex::depth = 0;
 
 SimWorld::SimWorld() {
   current = this;
@@ -26,16 +23,8 @@ SimWorld::~SimWorld() {
   current = nullptr;
 }
 
-SimWorld& SimWorld::Current() {
-  if (current == nullptr) {
-    std::fputs("The simulated platform was used without a world.\n", stderr);
-    std::abort();
-  }
-  return *current;
-}
-
 Time SimWorld::Now() {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   return now_;
 }
 
@@ -46,7 +35,7 @@ void SimWorld::Advance(Time duration) {
 // ---- Threads and time
 
 bool SimWorld::Wait(const std::function<bool()>& take, std::optional<Time> deadline) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   if (take()) return true;
   if (deadline && *deadline <= now_) return false;
   Sleeper self{.take = take, .deadline = deadline, .participant = isParticipant};
@@ -58,7 +47,7 @@ bool SimWorld::Wait(const std::function<bool()>& take, std::optional<Time> deadl
 }
 
 std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std::shared_ptr<bool> ended) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   if (failing.thread) return std::nullopt;
   auto self = std::make_shared<Sleeper>();
   self->take = [] { return true; };
@@ -66,11 +55,11 @@ std::optional<std::thread> SimWorld::StartThread(std::function<void()> body, std
   return std::thread([this, self, body = std::move(body), ended = std::move(ended)] {
     isParticipant = true;
     {
-      std::lock_guard threadLock(mutex_);
+      const Inside insideThread(*this);
       self->wake.wait(mutex_, [&] { return self->released; });
     }
     body();
-    std::lock_guard threadLock(mutex_);
+    const Inside insideThread(*this);
     *ended = true;
     running_ = false;
     Schedule();
@@ -132,8 +121,7 @@ bool SimWorld::HappenNext() {
     SendAll(sender, device->OnTime(now_));
   } else {
     while (!arrivals_.empty() && arrivals_.begin()->first <= now_) {
-      const Arrival arrival = std::move(arrivals_.extract(arrivals_.begin()).mapped());
-      Deliver(arrival);
+      arrivals_.extract(arrivals_.begin()).mapped()();
     }
   }
   return true;
@@ -148,26 +136,18 @@ void SimWorld::AbortDeadlocked() const {
 // ---- Network
 
 simulator::DeviceModel& SimWorld::Attach(std::unique_ptr<simulator::DeviceModel> device) {
-  std::lock_guard lock(mutex_);
+  const Inside inside(*this);
   devices_.push_back(std::move(device));
   return *devices_.back();
 }
 
-void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay) {
-  std::lock_guard lock(mutex_);
-  arrivals_.emplace(now_ + delay, Arrival{.sender = sender, .bytes = std::move(bytes)});
-}
-
-void SimWorld::Deliver(const Arrival& arrival) {
-  if (arrival.device != nullptr) {
-    const Endpoint device{arrival.device->Identity().address, wire::kDevicePort};
-    SendAll(device, arrival.device->OnDatagram(arrival.bytes, arrival.sender, now_));
-    return;
-  }
-  for (auto& [handle, socket] : sockets) {
-    if (arrival.port != 0 && socket.local.port != arrival.port) continue;
-    socket.received.emplace_back(arrival.sender, arrival.bytes);
-  }
+void SimWorld::Inject(const Endpoint& sender, Datagram bytes, Time delay, uint16_t port) {
+  const Inside inside(*this);
+  arrivals_.emplace(now_ + delay, [this, sender, port, bytes = std::move(bytes)] {
+    for (auto& [handle, socket] : sockets) {
+      if (port == 0 || socket.local.port == port) socket.received.emplace_back(sender, bytes);
+    }
+  });
 }
 
 void SimWorld::SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams) {
@@ -183,15 +163,15 @@ void SimWorld::Transmit(const LoggedDatagram& datagram) {
   const Endpoint sender = its.sender.value_or(datagram.sender);
   const Endpoint& receiver = datagram.receiver;
   const auto& bytes = its.bytes ? *its.bytes : datagram.bytes;
-  const Time when = now_ + latency + its.delay;
+  const Time delay = latency + its.delay;
   for (unsigned copy = 0; copy < its.copies; ++copy) {
-    if (!datagram.fromLibrary)
-      arrivals_.emplace(when, Arrival{.sender = sender, .port = receiver.port, .bytes = bytes});
+    if (!datagram.fromLibrary) Inject(sender, bytes, delay, receiver.port);
     for (const auto& device : devices_) {
-      const bool isMeant =
-          receiver.address == platform::kBroadcastAddress || receiver.address == device->Identity().address;
-      if (!datagram.fromLibrary || receiver.port != wire::kDevicePort || !isMeant) continue;
-      arrivals_.emplace(when, Arrival{.device = device.get(), .sender = sender, .bytes = bytes});
+      const Endpoint own{device->Identity().address, wire::kDevicePort};
+      const bool isMeant = receiver.address == platform::kBroadcastAddress || receiver.address == own.address;
+      if (!datagram.fromLibrary || receiver.port != own.port || !isMeant) continue;
+      arrivals_.emplace(now_ + delay,
+                        [=, this, to = device.get()] { SendAll(own, to->OnDatagram(bytes, sender, now_)); });
     }
   }
 }

@@ -49,36 +49,19 @@ struct Fate {
   std::optional<Endpoint> sender = {};
 };
 
-// The lock of the world, which knows whether its own thread holds it.
-class WorldMutex {
- public:
-  void lock() {
-    mutex_.lock();
-    ++depth;
-  }
-  void unlock() {
-    --depth;
-    mutex_.unlock();
-  }
-  static thread_local int depth;
-
- private:
-  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
-};
-
 class SimWorld {
  public:
   SimWorld();
   ~SimWorld();
   SimWorld(const SimWorld&) = delete;
   SimWorld& operator=(const SimWorld&) = delete;
-  static SimWorld& Current();
+  static SimWorld& Current() { return *current; }
 
   // The network. A device hears what is sent to its address and every broadcast; it is asked when its own time has
   // come.
   simulator::DeviceModel& Attach(std::unique_ptr<simulator::DeviceModel> device);
-  // Brings a datagram to the library's sockets, whatever their ports, `delay` from now.
-  void Inject(const Endpoint& sender, Datagram bytes, Time delay = {});
+  // Brings a datagram to the library's sockets, or only to that of this port, `delay` from now.
+  void Inject(const Endpoint& sender, Datagram bytes, Time delay = {}, uint16_t port = 0);
   // Every datagram that was sent, in order.
   const std::vector<LoggedDatagram>& Log() const { return log_; }
   bool keepsLog = true;  // not to change once something was sent
@@ -105,7 +88,7 @@ class SimWorld {
   void Advance(Time duration);
   size_t OpenSockets() const { return sockets.size(); }
   // True while this thread does the world's work, not the library's.
-  static bool IsInside() { return WorldMutex::depth != 0; }
+  static bool IsInside() { return Inside::depth != 0; }
 
   // For the platform's sources. Threads that take no part may use the library, too; time goes on without regard to
   // them.
@@ -115,7 +98,7 @@ class SimWorld {
   // Runs `change` on state that waits look at.
   template <typename Change>
   auto Do(Change change) {
-    std::lock_guard lock(mutex_);
+    const Inside inside(*this);
     const struct AtEnd {
       SimWorld& world;
       ~AtEnd() { world.Schedule(); }
@@ -134,12 +117,18 @@ class SimWorld {
   std::map<std::intptr_t, Socket> sockets;
   std::intptr_t lastHandle = 0;
   bool IsReadable(std::intptr_t handle) const {
-    const auto socket = sockets.find(handle);
-    return socket != sockets.end() && !socket->second.received.empty();
+    return sockets.contains(handle) && !sockets.at(handle).received.empty();
   }
   void Transmit(const LoggedDatagram& datagram);
 
  private:
+  // Holds the lock of the world.
+  struct Inside {
+    explicit Inside(SimWorld& world) : lock(world.mutex_) { ++depth; }
+    ~Inside() { --depth; }
+    std::lock_guard<std::recursive_mutex> lock;
+    static inline thread_local int depth = 0;
+  };
   struct Sleeper {
     std::function<bool()> take;
     std::optional<Time> deadline;
@@ -148,30 +137,23 @@ class SimWorld {
     bool taken = false;
     std::condition_variable_any wake = {};
   };
-  struct Arrival {
-    simulator::DeviceModel* device = nullptr;  // null for the library
-    Endpoint sender;
-    uint16_t port = 0;  // of the library's socket; 0 for any
-    Datagram bytes;
-  };
-
   void Schedule();
   bool ReleaseOne();
   void Release(Sleeper& sleeper, bool taken);
   bool HappenNext();
-  void Deliver(const Arrival& arrival);
   void SendAll(const Endpoint& sender, const std::vector<simulator::Outgoing>& datagrams);
   [[noreturn]] void AbortDeadlocked() const;
 
-  WorldMutex mutex_;
+  std::recursive_mutex mutex_;  // recursive: fate functions may ask for the time or inject
   Time now_{std::chrono::seconds(1000)};
   std::list<Sleeper*> sleepers_;  // in the order in which they fell asleep
   bool running_ = true;           // some participant runs
   bool scheduling_ = false;
-  std::multimap<Time, Arrival> arrivals_;
+  std::multimap<Time, std::function<void()>> arrivals_;
   std::vector<std::unique_ptr<simulator::DeviceModel>> devices_;
   std::vector<LoggedDatagram> log_;
   size_t transmitted_ = 0;
+  static inline SimWorld* current = nullptr;
 };
 
 }  // namespace media_adapter::sim

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <regex>
 
 #include "tests/support/volume_checks.h"
 
@@ -17,10 +18,10 @@ struct Exchange {
 
 struct DeviceRequest {
   const char* name;
-  std::optional<Exchange> exchange;  // of a request that may be made again and again
-  const char* path;                  // a good one; null where there is none
+  const char* path;  // a good one; null where there is none
   // The result, which begins as a StatusResult does. Where the request has a path, it is the first argument.
   std::function<const void*(char* path, const char* password, uint32_t device)> run;
+  std::optional<Exchange> exchange = {};  // of a request that may be made again and again
 };
 
 inline constexpr const char* kEmptyFile = "/proc/self/comm";  // a regular file of the host that says so of itself
@@ -39,33 +40,43 @@ inline const std::vector<DeviceRequest>& DeviceRequests() {
   };
   static const TempFolder downloads;
   static const std::vector<DeviceRequest> requests = {
-      {"GetConfiguration", Exchange{Command::GetConfiguration, kSettingsTimes}, nullptr,
-       [](auto, auto p, auto d) { return API_GetConfiguration(&name, 1, 1, p, d); }},
-      {"SetIPConfiguration", Exchange{Command::SetConfiguration, kSettingsTimes}, nullptr,
-       [](auto, auto p, auto d) { return API_SetIPConfiguration(&ip, 1, p, d); }},
-      {"SetConfiguration", Exchange{Command::SetConfiguration, kSettingsTimes}, nullptr,
-       [](auto, auto p, auto d) { return API_SetConfiguration(&name, 1, &settings, 1, p, d); }},
-      {"SetTest", Exchange{Command::SetTest, kSettingsTimes}, nullptr,
-       [](auto, auto p, auto d) { return API_SetTest(&test, 1, p, d); }},
-      {"RFAConnect", Exchange{Command::RFAConnect, kConnectTimes, true}, nullptr,
-       [](auto, auto p, auto d) { return API_RFAConnect(1, p, d); }},
-      {"RFADisconnect", Exchange{Command::RFADisconnect, kDisconnectTimes, true}, nullptr,
-       [](auto, auto p, auto d) { return API_RFADisconnect(1, p, d); }},
-      {"RFAReadData of a folder", Exchange{Command::RFAReadData, kSectorTimes, true}, "\\",
-       [](auto path, auto p, auto d) { return API_RFAReadData(path, path, 1, p, d); }},
-      {"RFAReadData of a file", Exchange{Command::RFAStartTransfer, kSectorTimes, true}, "\\FILE",
-       [](auto path, auto p, auto d) { return API_RFAReadData(path, downloads.Path().string().data(), 1, p, d); }},
-      {"RFAWriteData to a folder", Exchange{Command::RFAWriteData, kSectorTimes, true}, "\\",
-       [](auto path, auto p, auto d) { return writeTo(kEmptyFile, path, p, d); }},
-      {"RFAWriteData of a file", {}, kEmptyFile, [](auto path, auto p, auto d) { return writeTo(path, "\\", p, d); }},
-      {"RFADelete", {}, "\\FILE", [](auto path, auto p, auto d) { return API_RFADelete(path, 1, p, d); }},
-      {"RFAFormat", {}, nullptr, [](auto, auto p, auto d) { return API_RFAFormat(1, p, d); }},
-      {"RFACreateDirectory",
-       {},
-       "\\NEW",
-       [](auto path, auto p, auto d) { return API_RFACreateDirectory(path, 1, p, d); }},
+      {"GetConfiguration", nullptr, [](auto, auto p, auto d) { return API_GetConfiguration(&name, 1, 1, p, d); },
+       Exchange{Command::GetConfiguration, kSettingsTimes}},
+      {"SetIPConfiguration", nullptr, [](auto, auto p, auto d) { return API_SetIPConfiguration(&ip, 1, p, d); },
+       Exchange{Command::SetConfiguration, kSettingsTimes}},
+      {"SetConfiguration", nullptr,
+       [](auto, auto p, auto d) { return API_SetConfiguration(&name, 1, &settings, 1, p, d); },
+       Exchange{Command::SetConfiguration, kSettingsTimes}},
+      {"SetTest", nullptr, [](auto, auto p, auto d) { return API_SetTest(&test, 1, p, d); },
+       Exchange{Command::SetTest, kSettingsTimes}},
+      {"RFAConnect", nullptr, [](auto, auto p, auto d) { return API_RFAConnect(1, p, d); },
+       Exchange{Command::RFAConnect, kConnectTimes, true}},
+      {"RFADisconnect", nullptr, [](auto, auto p, auto d) { return API_RFADisconnect(1, p, d); },
+       Exchange{Command::RFADisconnect, kDisconnectTimes, true}},
+      {"RFAReadData of a folder", "\\", [](auto path, auto p, auto d) { return API_RFAReadData(path, path, 1, p, d); },
+       Exchange{Command::RFAReadData, kSectorTimes, true}},
+      {"RFAReadData of a file", "\\FILE",
+       [](auto path, auto p, auto d) { return API_RFAReadData(path, downloads.Path().string().data(), 1, p, d); },
+       Exchange{Command::RFAStartTransfer, kSectorTimes, true}},
+      {"RFAWriteData to a folder", "\\", [](auto path, auto p, auto d) { return writeTo(kEmptyFile, path, p, d); },
+       Exchange{Command::RFAWriteData, kSectorTimes, true}},
+      {"RFAWriteData of a file", kEmptyFile, [](auto path, auto p, auto d) { return writeTo(path, "\\", p, d); }},
+      {"RFADelete", "\\FILE", [](auto path, auto p, auto d) { return API_RFADelete(path, 1, p, d); }},
+      {"RFAFormat", nullptr, [](auto, auto p, auto d) { return API_RFAFormat(1, p, d); }},
+      {"RFACreateDirectory", "\\NEW", [](auto path, auto p, auto d) { return API_RFACreateDirectory(path, 1, p, d); }},
   };
   return requests;
+}
+
+// What this expression finds in each line of the protocol's description, or of `more`, that is all of one.
+inline std::vector<Strings> Documented(const std::string& line, const std::string& more = {}) {
+  const Bytes page = ReadWholeFile(MEDIA_ADAPTER_PROTOCOL_PAGE);
+  std::vector<Strings> rows;
+  for (const std::string& text : Split(std::string(page.begin(), page.end()) + more, '\n')) {
+    std::smatch found;
+    if (std::regex_match(text, found, std::regex(line))) rows.emplace_back(found.begin(), found.end());
+  }
+  return rows;
 }
 
 // The request with what is good for it, to device 0. Returns its status.

@@ -91,26 +91,6 @@ inline Datagram WithStatus(Datagram datagram, uint32_t status) {
   return datagram;
 }
 
-// A second thread that takes part in the world, waited for at the end.
-class Background {
- public:
-  Background(SimWorld& world, std::function<void()> body)
-      : world_(world), thread_(*world.StartThread(std::move(body), ended_)) {}
-  ~Background() {
-    world_.Wait([this] { return *ended_; }, std::nullopt);
-    thread_.join();
-  }
-  Background(const Background&) = delete;
-  Background& operator=(const Background&) = delete;
-
-  bool HasEnded() const { return *ended_; }
-
- private:
-  SimWorld& world_;
-  std::shared_ptr<bool> ended_ = std::make_shared<bool>(false);
-  std::thread thread_;
-};
-
 class LibraryTest : public ::testing::Test {
  protected:
   void SetUp() override { Start(); }
@@ -154,9 +134,8 @@ class LibraryTest : public ::testing::Test {
   void Mark() { mark_ = world.Log().size(); }
 
   std::vector<LoggedDatagram> Sent() const {
-    std::vector<LoggedDatagram> sent;
-    std::copy_if(world.Log().begin() + static_cast<std::ptrdiff_t>(mark_), world.Log().end(), std::back_inserter(sent),
-                 [](const LoggedDatagram& datagram) { return datagram.fromLibrary; });
+    std::vector<LoggedDatagram> sent(world.Log().begin() + static_cast<std::ptrdiff_t>(mark_), world.Log().end());
+    std::erase_if(sent, [](const LoggedDatagram& datagram) { return !datagram.fromLibrary; });
     return sent;
   }
 

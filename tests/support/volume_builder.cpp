@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
 #include <stdexcept>
 
 #include "protocol/little_endian.h"
@@ -15,21 +14,15 @@ namespace media_adapter::sim {
 namespace {
 
 // What it says, by lines. Throws when it fails, unless that is no news.
-std::vector<std::string> RunTool(const std::vector<std::string>& command, bool mayFail = false) {
+Strings RunTool(const Strings& command, bool mayFail = false) {
   std::string line = "MTOOLS_SKIP_CHECK=1 MTOOLSRC=/dev/null TZ=UTC exec", output;
-  for (std::string word : command) {
-    for (size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4) word.replace(at, 1, "'\\''");
-    line += " '" + word + "'";
-  }
+  for (const auto& word : command) line += " '" + word + "'";  // none has quotes
   FILE* const tool = popen((line + " 2>&1 </dev/null").c_str(), "re");
   if (tool == nullptr) throw std::runtime_error("cannot run " + command[0]);
   char buffer[4096];
   while (const size_t count = fread(buffer, 1, sizeof(buffer), tool)) output.append(buffer, count);
   if (pclose(tool) != 0 && !mayFail) throw std::runtime_error(command[0] + ": " + output);
-  std::vector<std::string> lines;
-  std::istringstream stream(output);
-  while (std::getline(stream, line)) lines.push_back(line);
-  return lines;
+  return Split(output, '\n');
 }
 
 }  // namespace
@@ -92,64 +85,59 @@ void VolumeImage::Save(const std::string& path, uint32_t firstSector) {
   if (!good) throw std::runtime_error("cannot write " + path);
 }
 
-// ---- VolumeBuilder
+// ---- Making
 
-VolumeBuilder::VolumeBuilder(const VolumeShape& shape) : shape_(shape), volume_(folder_ / "volume") {
+VolumeImage Made(const VolumeShape& shape, const std::string& items) {
+  const TempFolder folder, local;
+  const std::string volume = folder / "volume";
   const bool is32 = shape.fatBits == 32;
   const uint32_t clusters = shape.clusters != 0 ? shape.clusters : (is32 ? 65600U : 4200U);
   const uint32_t fatSectors = clusters / (is32 ? 128 : 256) + 1;
   const uint32_t rootSectors = is32 ? 0 : shape.rootEntries * 32 / kSectorSize;
   const uint32_t reserved = is32 ? 32 : 4;
   const uint32_t total = reserved + shape.fats * fatSectors + rootSectors + clusters * shape.sectorsPerCluster;
-  VolumeImage(total + total % 2).Save(volume_);
-  std::vector<std::string> command = {"mkfs.fat", "-a", "--invariant", "-I", "-F", std::to_string(shape.fatBits)};
-  const auto add = [&](const char* option, uint32_t value) {
-    command.insert(command.end(), {option, std::to_string(value)});
-  };
-  add("-R", reserved);
-  add("-s", shape.sectorsPerCluster);
-  add("-f", shape.fats);
-  add("-h", shape.partitionStart);
-  if (!is32) add("-r", shape.rootEntries);
-  command.push_back(volume_);
+  VolumeImage(total + total % 2).Save(volume);
+  Strings command = Split("mkfs.fat -a --invariant -I -F " + std::to_string(shape.fatBits) + " -R " +
+                              std::to_string(reserved) + " -s " + std::to_string(shape.sectorsPerCluster) + " -f " +
+                              std::to_string(shape.fats) + " -h " + std::to_string(shape.partitionStart),
+                          ' ');
+  if (!is32) command.insert(command.end(), {"-r", std::to_string(shape.rootEntries)});
+  command.push_back(volume);
   RunTool(command);
-}
 
-void VolumeBuilder::Mtool(const std::string& tool, std::vector<std::string> arguments) const {
-  arguments.insert(arguments.begin(), {tool, "-i", volume_});
-  RunTool(arguments);
-}
-
-void VolumeBuilder::AddFolder(const std::string& path) { Mtool("mmd", {"::" + path}); }
-
-void VolumeBuilder::AddFile(const std::string& path, std::span<const uint8_t> content) {
-  const auto slash = path.rfind('/');
-  AddFiles(path.substr(0, slash), {path.substr(slash + 1)}, content);
-}
-
-void VolumeBuilder::AddFiles(const std::string& folder, const std::vector<std::string>& names,
-                             std::span<const uint8_t> content) {
-  TempFolder files;
-  std::vector<std::string> arguments = {"-m"};
-  for (const auto& name : names) {
-    WriteWholeFile(files / name, content);
-    SetLastWrite(files / name, 1500000000);  // 2017-07-14 02:40:00
-    arguments.push_back(files / name);
+  Strings files;  // on the host, not copied yet
+  std::string common;
+  const auto begin = [&](const std::string& next) {
+    if (next == common) return;
+    files.insert(files.begin(), {"mcopy", "-m", "-i", volume});
+    files.push_back("::" + common.substr(0, common.find(':')));
+    if (!common.empty()) RunTool(files);
+    files.clear();
+    common = next;
+  };
+  for (const auto& item : Split(items, '|')) {
+    const Strings parts = Split(item, ':');
+    const size_t name = parts[0].rfind('/') + 1;
+    begin(parts.size() == 1 ? "" : parts[0].substr(0, name) + item.substr(parts[0].size()));
+    if (parts.size() > 1) {
+      files.push_back(local / parts[0].substr(name));
+      const auto seed = static_cast<uint32_t>(parts.size() > 2 ? std::stoul(parts[2]) : 1);
+      WriteWholeFile(files.back(), Pattern(std::stoul(parts[1]), seed));
+      SetLastWrite(files.back(), 1500000000);  // 2017-07-14 02:40:00
+    } else if (!item.empty()) {
+      const bool isOld = item[0] == '-';
+      RunTool({isOld ? "mdel" : "mmd", "-i", volume, "::" + item.substr(isOld ? 1 : 0)});
+    }
   }
-  arguments.push_back("::" + folder + "/");
-  Mtool("mcopy", arguments);
-}
+  begin("");
 
-void VolumeBuilder::Delete(const std::string& path) { Mtool("mdel", {"::" + path}); }
-
-VolumeImage VolumeBuilder::Build() const {
   VolumeImage image;
-  image.Load(volume_, shape_.partitionStart);
-  if (shape_.partitionStart != 0) {
+  image.Load(volume, shape.partitionStart);
+  if (shape.partitionStart != 0) {
     auto& table = image.At(0);
     table[450] = 0x0C;
-    WriteU32(table, 454, shape_.partitionStart);
-    WriteU32(table, 458, image.SectorCount() - shape_.partitionStart);
+    WriteU32(table, 454, shape.partitionStart);
+    WriteU32(table, 458, image.SectorCount() - shape.partitionStart);
     WriteU16(table, 510, 0xAA55);
   }
   return image;
@@ -171,18 +159,10 @@ std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitio
     struct stat info {};
     if (stat(entry.path().c_str(), &info) == 0) item.modified = info.st_mtime;
   }
-  // A line of mattrib: "  A  SHR     ::/folder/name". It fails where the root has no file.
-  for (const auto& line : RunTool({"mattrib", "-/", "-i", folder / "volume", "::/"}, true)) {
-    const auto colons = line.find("::/");
-    const auto item = colons == std::string::npos ? items.end() : items.find(line.substr(colons + 2));
-    if (item == items.end()) continue;
-    std::ranges::copy_if(line.substr(0, colons), std::back_inserter(item->second.attributes),
-                         [](char c) { return c != ' '; });
-  }
   return items;
 }
 
-std::vector<std::string> FsckComplaints(VolumeImage& image, uint32_t partitionStart) {
+Strings FsckComplaints(VolumeImage& image, uint32_t partitionStart) {
   TempFolder folder;
   image.Save(folder / "volume", partitionStart);
   auto lines = RunTool({"fsck.fat", "-n", folder / "volume"}, true);

@@ -17,6 +17,13 @@
 namespace media_adapter::sim {
 
 using simulator::kSectorSize;
+using Strings = std::vector<std::string>;
+
+inline Strings Split(const std::string& text, char separator) {
+  Strings parts(1);
+  for (const char c : text) c == separator ? parts.emplace_back() : parts.back() += c;
+  return parts;
+}
 
 // The sectors of a device, a value that is cheap to copy: what was loaded is shared, what was written since is the
 // copy's own, and sectors of zeros cost nothing.
@@ -52,38 +59,20 @@ struct VolumeShape {
   uint32_t rootEntries = 512;   // FAT16
 };
 
-// Paths are as mtools writes them: "/music/song.mp3".
-class VolumeBuilder {
- public:
-  explicit VolumeBuilder(const VolumeShape& shape);
-
-  void AddFolder(const std::string& path);
-  void AddFile(const std::string& path, std::span<const uint8_t> content = {});
-  // Copies host files of these names and contents into a folder in one go.
-  void AddFiles(const std::string& folder, const std::vector<std::string>& names,
-                std::span<const uint8_t> content = {});
-  void Delete(const std::string& path);
-  VolumeImage Build() const;
-
- private:
-  void Mtool(const std::string& tool, std::vector<std::string> arguments) const;
-
-  VolumeShape shape_;
-  TempFolder folder_;
-  std::string volume_;
-};
+// In their order: "/Folder|/Folder/FILE:size|/Folder/FILE:size:seed|-/Folder/FILE", a folder, files of that pattern,
+// and what is deleted. Neighbours of one folder, size and seed are copied in one go.
+VolumeImage Made(const VolumeShape& shape, const std::string& items = {});
 
 struct VolumeItem {
   bool isFolder = false;
   Bytes content;
-  int64_t modified = 0;    // last write, seconds since 1970, of the time as the volume states it
-  std::string attributes;  // letters of mattrib: A S H R
+  int64_t modified = 0;  // last write, seconds since 1970, of the time as the volume states it
 };
 
 // What a stranger finds on a volume: "/folder/name" to item.
 std::map<std::string, VolumeItem> ReadTree(VolumeImage& image, uint32_t partitionStart = 0);
 
 // Every complaint of fsck.fat, a line each; empty for a sound volume. FSInfo counts do not count.
-std::vector<std::string> FsckComplaints(VolumeImage& image, uint32_t partitionStart = 0);
+Strings FsckComplaints(VolumeImage& image, uint32_t partitionStart = 0);
 
 }  // namespace media_adapter::sim

@@ -7,24 +7,6 @@
 
 namespace media_adapter::sim {
 
-using Strings = std::vector<std::string>;
-
-inline Strings Split(const std::string& text, char separator) {
-  Strings parts(1);
-  for (const char c : text) c == separator ? parts.emplace_back() : parts.back() += c;
-  return parts;
-}
-// A volume by mkfs.fat and mtools. In their order: "/Folder|/Folder/FILE:size|-/Folder/FILE", the last deletes.
-inline VolumeImage Made(const VolumeShape& shape, const std::string& items = {}) {
-  VolumeBuilder builder(shape);
-  for (const auto& item : Split(items, '|')) {
-    const Strings parts = Split(item, ':');
-    if (parts.size() == 2) builder.AddFile(parts[0], Pattern(std::stoul(parts[1])));
-    if (parts.size() == 1 && item[0] == '-') builder.Delete(item.substr(1));
-    if (parts.size() == 1 && item[0] == '/') builder.AddFolder(item);
-  }
-  return builder.Build();
-}
 // Items: empty files of numbered names.
 inline std::string Numbered(const std::string& path, int first, int last) {
   const std::string item = "|" + path + std::to_string(first) + ":0";
