@@ -2,17 +2,20 @@
  * Ctrl-C is for the command alone. */
 #include <process.h>
 #include <stdio.h>
+#include <string.h>
 #include <windows.h>
 
 typedef struct {
-  DWORD input, output;
-  UINT inputCodePage, outputCodePage;
+  char text[80];
 } Console;
 
 static Console Look(void) {
-  Console console = {0, 0, GetConsoleCP(), GetConsoleOutputCP()};
-  GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &console.input);
-  GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &console.output);
+  DWORD input = 0, output = 0;
+  Console console;
+  GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &input);
+  GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &output);
+  snprintf(console.text, sizeof console.text, "modes %lX and %lX, code pages %u and %u", input, output, GetConsoleCP(),
+           GetConsoleOutputCP());
   return console;
 }
 
@@ -26,8 +29,8 @@ int main(int count, char** words) {
   const Console before = Look();
   const intptr_t code = _spawnv(_P_WAIT, words[1], (const char* const*)words + 1);
   const Console after = Look();
-  const int isSame = before.input == after.input && before.output == after.output &&
-                     before.inputCodePage == after.inputCodePage && before.outputCodePage == after.outputCodePage;
+  const int isSame = strcmp(before.text, after.text) == 0;
   printf("%s console, exit code %lX\n", isSame ? "the same" : "another", (unsigned long)code);
+  if (!isSame) printf("%s before, %s after\n", before.text, after.text);
   return !isSame;
 }
