@@ -26,12 +26,15 @@ void CopyTime(const ListingEntry& entry, const fs::path& local) {
   fs::last_write_time(local, std::chrono::file_clock::from_sys(sinceEpoch), error);
 }
 
+constexpr const char* kShortName = "skipped: the local name is a short name of something else";
+
 // Why a file cannot come to lie at `local`, or "". A link is not followed, and a local file is replaced only if it may
 // be written.
 std::string CheckLocalTarget(const fs::path& local) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(local, error);
   if (!fs::exists(status)) return {};
+  if (IsShortName(local)) return kShortName;
   if (fs::is_symlink(status)) return "skipped: the local name is a symbolic link";
   if (fs::is_directory(status)) return "skipped: a local folder has this name";
   if (!fs::is_regular_file(status)) return "skipped: the local name is no regular file";
@@ -109,6 +112,7 @@ void Getter::Folder(const Step& step, const std::string& relative) {
   if (fs::exists(status) && !fs::is_directory(status)) {
     return transfer_.Fail({step.path, LocalText(step.local)}, Problem("skipped: no folder has the local name"));
   }
+  if (IsShortName(step.local)) return transfer_.Fail({step.path, LocalText(step.local)}, Problem(kShortName));
   if (!fs::exists(status)) steps_.push_back(step);
   Entries(step.path, step.local, relative);
 }

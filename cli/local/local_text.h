@@ -22,6 +22,9 @@ std::string NoTextProblem();
 // The path that the bytes mean. Where they are no text, nothing has it.
 std::filesystem::path LocalPath(std::string_view text);
 
+// True when a file has this path by a second name that the system keeps for it: who writes there replaces another file.
+bool IsShortName(const std::filesystem::path& path);
+
 // What went wrong, in English: the system's own words may be in the user's language, and its letters in no code page.
 inline std::string ErrorText(const std::error_code& error) {
   const std::error_condition condition = error.default_error_condition();

@@ -1,8 +1,7 @@
 #include "cli/local/local_text.h"
 
-#include <windows.h>
-
 #include "platform/windows/code_page.h"
+#include "platform/windows/short_name.h"
 
 namespace media_adapter::cli {
 
@@ -18,5 +17,7 @@ std::optional<std::string> ExactText(const std::filesystem::path& path) { return
 std::string NoTextProblem() { return "has a character that code page " + std::to_string(GetACP()) + " does not have"; }
 
 std::filesystem::path LocalPath(std::string_view text) { return platform::Widen(text).value_or(L"?"); }
+
+bool IsShortName(const std::filesystem::path& path) { return platform::IsShortName(path.native()); }
 
 }  // namespace media_adapter::cli

@@ -2,6 +2,7 @@
 
 #include "platform/windows/code_page.h"
 #include "platform/windows/local_time.h"
+#include "platform/windows/short_name.h"
 
 namespace media_adapter::platform {
 namespace {
@@ -44,7 +45,7 @@ Interruptible::~Interruptible() = default;
 FileHandle OpenRegularFile(const std::string& path, FileUse use) {
   const bool isRead = use == FileUse::Read;
   const auto name = Widen(path);
-  if (!name) return kNoFile;
+  if (!name || (!isRead && IsShortName(*name))) return kNoFile;
   // An existing file is cut, not made anew: it keeps its attributes, and may be a hidden one.
   // Others may rename or delete it meanwhile, as they may elsewhere.
   const HANDLE handle = CreateFileW(name->c_str(), isRead ? GENERIC_READ : GENERIC_WRITE, kShareAll, nullptr,

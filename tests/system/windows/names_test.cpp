@@ -31,6 +31,18 @@ TEST(WindowsNames, ANameThatLosesCharactersIsNone) {
   EXPECT_EQ(FindLocalFile(Alias(folder.Path() / L"\u20AC \u00E9.text")).value().name, "\x80 \xE9.text");
 }
 
+TEST(WindowsNames, AShortNameReplacesNothing) {
+  const sim::TempFolder folder(std::filesystem::temp_directory_path());
+  const std::string path = folder / "A long name.text";
+  sim::WriteWholeFile(path, sim::Bytes(1));
+  ASSERT_NE(Alias(path), path);
+  EXPECT_FALSE(LocalFile().CreateForWriting(Alias(path)));
+  EXPECT_EQ(std::filesystem::file_size(path), 1U);
+  for (const char* own : {"A long name.text", "a LONG name.TEXT"}) {
+    EXPECT_TRUE(LocalFile().CreateForWriting(folder / own)) << own;
+  }
+}
+
 TEST(WindowsNames, APathMayHaveItsPrefix) {
   const sim::TempFolder folder(std::filesystem::temp_directory_path());
   const std::string path = "\\\\?\\" + (folder / "name");

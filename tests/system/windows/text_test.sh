@@ -55,6 +55,19 @@ test_folders() {
   rmdir "$folder" || fail "left: $(ls -A "$folder")"
 }
 
+# A file on the device with the short name of a local file, which stays.
+test_short_name() {
+  local folder="${tool[1]}/drive_c/short.$$" short
+  mkdir "$folder"
+  echo long >"$folder/A long name.mp3"
+  short=$("${tool[@]:0:2}" cmd /c "dir /x C:\\${folder##*/}" | grep -o '[^ ]* A long name' | cut -d ' ' -f 1)
+  on temp put help.out "/$short"
+  expect_code 1 "a short name" on temp get "/$short" "C:\\${folder##*/}" 2>short.err
+  expect_text short.err "$short" "the local name is a short name of something else"
+  [ "$(ls "$folder") $(cat "$folder"/*)" = "A long name.mp3 long" ] || fail "in the folder: $(ls "$folder")"
+  rm -r "$folder"
+}
+
 # A password with a letter that the console's own code page has elsewhere; afterwards what is typed is shown again.
 test_typed() {
   {
@@ -79,4 +92,4 @@ test_interrupt() {
 "${tool[@]}" --help >help.out # alone: it makes Wine's home
 expect_text help.out '%APPDATA%\media-adapter\config' '-c "mkdir -p /music/new"'
 start_simulator "127.0.0.96,text 127.0.0.98,temp 127.0.0.97,locked,s"$'\xe9'"cret"
-run_all test_names test_folders test_typed test_interrupt && echo "text test: passed"
+run_all test_names test_folders test_short_name test_typed test_interrupt && echo "text test: passed"
