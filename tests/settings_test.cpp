@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <regex>
+#include <sstream>
 
 #include "protocol/device_table.h"
 #include "protocol/parse_elements.h"
@@ -29,17 +29,17 @@ size_t PlaceOf(const std::string& field) { return kPlaces.contains(field) ? kPla
 // from the first value to the second, c one of the values, l list, s secret.
 struct Row {
   explicit Row(const Strings& cells) : use(cells[6]) {
-    static const std::regex number("[0-9]+");
     elementClass = static_cast<uint8_t>(std::stoul(cells[1]));
     index = static_cast<uint8_t>(std::stoul(cells[2]));
     size = std::stoul(cells[4].substr(cells[4].find('-') + 1));
     form = cells[5].starts_with("each") ? 'e' : cells[4].starts_with("0-") ? 'u' : 'f';
     if (std::string("tls").find(cells[3][0]) != std::string::npos) form = cells[3][0];
-    if (cells[3] == "number" && !cells[5].empty()) form = cells[5].find(" to ") != std::string::npos ? 'n' : 'c';
-    const std::sregex_iterator found(cells[5].begin(), cells[5].end(), number), end;
-    for (auto each = found; (form == 'n' || form == 'c') && each != end; ++each) {
-      values.push_back(static_cast<uint32_t>(std::stoul(each->str())));
-    }
+    std::string limits = cells[3] == "number" ? cells[5] : "";
+    const auto isNoDigit = [](char c) { return c < '0' || c > '9'; };
+    std::ranges::replace_if(limits, isNoDigit, ' ');
+    std::istringstream numbers(limits);
+    for (uint32_t value = 0; numbers >> value;) values.push_back(value);
+    if (!values.empty()) form = cells[5].find(" to ") != std::string::npos ? 'n' : 'c';
     const std::string field = ".element" + cells[1] + "_" + cells[2];
     place = PlaceOf("ConfigurationData" + field);
     const bool isNamed = Id() == 0x0002 || Id() == 0x0100;

@@ -8,10 +8,10 @@
 #include "platform/posix/stored_name.h"
 #include "tests/support/temp_folder.h"
 
-namespace media_adapter::system_tests {
+namespace media_adapter {
 namespace {
 
-TEST(PosixFiles, ANameIsTakenFromTheFolder) {
+TEST(LocalNames, AreTakenFromTheFolder) {
   const sim::TempFolder folder;
   const auto stored = [&](const char* text, const char* found) {
     struct stat file {};
@@ -40,4 +40,4 @@ TEST(PosixFiles, ANameIsTakenFromTheFolder) {
 }
 
 }  // namespace
-}  // namespace media_adapter::system_tests
+}  // namespace media_adapter
