@@ -28,6 +28,7 @@ World::World(std::function<Fate(const LoggedDatagram&)> touch) {
   network.keepsLog = false;
   network.fate = [this, touch = std::move(touch)](const LoggedDatagram& datagram) {
     sent_ += datagram.fromLibrary ? 1 : 0;
+    if (!datagram.fromLibrary) statuses.push_back(ReadU32(datagram.bytes, wire::kStatusOffset));
     return touch(datagram);
   };
   ResetPackets({});
@@ -59,15 +60,8 @@ void World::Run(RequestRecord record) {
 }
 
 void World::Reply(const Datagram& request, uint8_t command, uint32_t status, std::span<const uint8_t> body) {
-  Datagram reply(request.begin(), request.begin() + wire::kHeaderSize);
-  reply.insert(reply.end(), body.begin(), body.end());
-  reply[wire::kCommandOffset] = command;
-  reply[wire::kSenderOffset] = wire::kDeviceSender;
-  WriteU16(reply, wire::kLengthOffset, static_cast<uint16_t>(reply.size()));
-  std::ranges::copy(kDeviceMac, reply.begin() + wire::kSourceMacOffset);
-  WriteU32(reply, wire::kStatusOffset, status);
   statuses.push_back(status);
-  Deliver(std::move(reply));
+  Deliver(AnswerTo(request, command, status, body, kDeviceMac));
 }
 
 bool World::IsExplained(uint32_t status) const {
@@ -78,35 +72,6 @@ bool World::IsExplained(uint32_t status) const {
 void Breach(const char* what, uint64_t number) {
   std::fprintf(stderr, "BREACH: %s (%llu)\n", what, static_cast<unsigned long long>(number));
   std::abort();
-}
-
-uint8_t Input::Byte() {
-  if (bytes_.empty()) return 0;
-  const uint8_t byte = bytes_.front();
-  bytes_ = bytes_.subspan(1);
-  return byte;
-}
-
-uint16_t Input::U16() {
-  const uint8_t low = Byte();
-  return static_cast<uint16_t>(low | Byte() << 8);
-}
-
-uint32_t Input::U32() {
-  const uint16_t low = U16();
-  return low | static_cast<uint32_t>(U16()) << 16;
-}
-
-std::span<const uint8_t> Input::Bytes(size_t count) {
-  const auto taken = bytes_.first(std::min(count, bytes_.size()));
-  bytes_ = bytes_.subspan(taken.size());
-  return taken;
-}
-
-uint32_t Input::Status() {
-  constexpr std::array<uint32_t, 11> kSpecial = {0xFFFFFFFF, 244, 249, 253, 251, 1, 5, 6, 7, 9, 49};
-  const size_t choice = Byte() % (kSpecial.size() + 1);
-  return choice < kSpecial.size() ? kSpecial.at(choice) : U32();
 }
 
 }  // namespace media_adapter::fuzz

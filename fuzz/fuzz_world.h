@@ -1,16 +1,12 @@
 // What the fuzz targets share: a simulated world with the library in it as it is after a search that found one device,
-// requests that run on the target's own thread, and the input as a row of values. What the device says is the target's.
+// and requests that run on the target's own thread. What the device says is the target's.
 #pragma once
 
 #include "api/request_record.h"
-#include "tests/sim_platform/sim_world.h"
+#include "fuzz/faults.h"
 #include "tests/support/temp_folder.h"
 
 namespace media_adapter::fuzz {
-
-using sim::Datagram;
-using sim::Fate;
-using sim::LoggedDatagram;
 
 inline constexpr platform::Endpoint kDevice{{127, 0, 0, 11}, 14001};
 inline constexpr platform::MacAddress kDeviceMac = {2, 0, 127, 0, 0, 11};
@@ -47,21 +43,5 @@ inline const sim::TempFolder& LocalFiles() {
 
 // Says what is wrong, and aborts.
 [[noreturn]] void Breach(const char* what, uint64_t number = 0);
-
-// Takes values off the front of the fuzzer's input; zeros when there is no more.
-class Input {
- public:
-  explicit Input(std::span<const uint8_t> bytes) : bytes_(bytes) {}
-  bool IsEmpty() const { return bytes_.empty(); }
-  uint8_t Byte();
-  uint16_t U16();
-  uint32_t U32();
-  std::span<const uint8_t> Bytes(size_t count);  // at most `count`
-  // A device's status: mostly one that means something to the library.
-  uint32_t Status();
-
- private:
-  std::span<const uint8_t> bytes_;
-};
 
 }  // namespace media_adapter::fuzz

@@ -93,7 +93,7 @@ bool Disk::Write(uint32_t sector, std::span<const uint8_t> data) {
     Sector& stored = At(sector);
     const auto bytes = data.subspan(at, kSectorBytes);
     Judge(sector, stored, bytes);
-    if (keepsAny && keepsNext) std::ranges::copy(bytes, stored.begin());
+    if (!drops()) std::ranges::copy(bytes, stored.begin());
   }
   return true;
 }

@@ -2,6 +2,7 @@
 // its own business. Everything is computed anew from the boot sector, in 64 bits. A breach aborts.
 #pragma once
 
+#include <functional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -39,9 +40,9 @@ class Disk : public simulator::Storage {
   void BeginRequest(RequestId id) { request_ = {.id = id}; }
   uint32_t SectorCount() const override { return UINT32_MAX; }
   bool Read(uint32_t sector, std::span<uint8_t> out) override;
-  // Judges the write; stores it only when it is kept.
+  // Judges the write; stores it unless it is dropped.
   bool Write(uint32_t sector, std::span<const uint8_t> data) override;
-  bool keepsAny = true, keepsNext = true;
+  std::function<bool()> drops;  // a write that it acknowledges
   // What was freed belonged to the entries that changed.
   void EndOfGoodRequest();
 

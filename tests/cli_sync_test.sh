@@ -6,7 +6,6 @@
 # shellcheck source=tests/support/devices.sh
 . "$(dirname "$0")/support/devices.sh" "$@"
 export TZ=CET-1CEST,M3.5.0,M10.5.0/3
-interruptible() { exec env --default-signal=INT "${tool[@]}" --interface 127.0.0.1 --device "$@"; }
 at() { touch -d "$1" "${@:2}"; }
 
 make_files() {
@@ -128,8 +127,7 @@ test_refused_file() {
   expect_text refused.out "2 files copied, 6000 bytes, 0 skipped, 1 failed, "
   expect_code 0 "the rest" on sync-refused -c 'sync refused /' >refused.out
   expect_text refused.out "1 file copied, 3000 bytes, 2 skipped, 0 failed, "
-  for name in a b c; do expect_on_volume sync-refused.img $name.bin refused/$name.bin; done
-  expect_clean sync-refused.img
+  expect_volume sync-refused.img a.bin=refused/a.bin b.bin=refused/b.bin c.bin=refused/c.bin
 }
 
 # A device that dies when the entry stands and its space still counts as free: size and time are right, the file is not.
@@ -145,23 +143,18 @@ test_dead_after_entry() {
   expect_code 1 "mended" on sync-stuck -c 'get /a.bin .' -c 'sync refused /' --keep-going >stuck.out 2>stuck.err
   expect_text stuck.err "/a.bin was left incomplete by an earlier run" "get /a.bin: left incomplete"
   expect_text stuck.out "3 files copied, 9000 bytes, 0 skipped, 0 failed, "
-  for name in a b c; do expect_on_volume sync-stuck.img $name.bin refused/$name.bin; done
-  expect_clean sync-stuck.img
+  expect_volume sync-stuck.img a.bin=refused/a.bin b.bin=refused/b.bin c.bin=refused/c.bin
 }
 
 # An interrupt lets the running file end; the next run begins behind it. Then files change while they are copied: one
 # grows, one gets other bytes within the same step of time.
 test_interrupted() {
   at '2021-03-04 05:06:08' slow/2
-  interruptible sync-slow sync slow / >slow.out 2>slow.err &
-  local run=$!
-  wait_for_change sync-slow.img
-  kill -INT $run
-  expect_code 130 "interrupted" wait $run
+  interrupt "wait_for_change sync-slow.img" --device sync-slow sync slow / >slow.out 2>slow.err
   expect_text slow.out "1 file copied, 150000 bytes, 0 skipped, 0 failed, "
   expect_not_on_volume sync-slow.img 2
   expect_code 1 "changed" on sync-slow -c 'sync slow / -v' >slow.out 2>slow.err &
-  run=$!
+  local run=$!
   wait_for_change sync-slow.img
   at '2021-03-04 05:06:09' slow/2
   wait_for slow.err "sync /2"
@@ -175,11 +168,7 @@ test_interrupted() {
   expect_text slow.tty "1/2 slow/2  146.5 KB  0% of 293.0 KB done  0:00" "49% of 293.0 KB done" " left" "2/2 slow/3 -> /3, 146.5 KB"
   for name in 1 2 3; do expect_on_volume sync-slow.img $name slow/$name; done
   mcopy -i sync-slow.img z ::
-  interruptible sync-slow sync --from-device / got &
-  run=$!
-  wait_until 200 compgen -G 'got/.media-adapter-*/z' >/dev/null
-  kill -INT $run
-  expect_code 130 "interrupted here" wait $run
+  interrupt "wait_until 200 compgen -G 'got/.media-adapter-*/z' >/dev/null" --device sync-slow sync --from-device / got
   expect_code 0 "the rest" on sync-slow sync --from-device / got >slow.out
   expect_text slow.out "1 file copied, 2000000 bytes, 3 skipped, 0 failed, "
   cp z slow
