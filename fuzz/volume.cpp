@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "api/result_blocks.h"
-#include "fuzz/fuzz_world.h"
 #include "fuzz/watched_disk.h"
 
 namespace media_adapter::fuzz {

@@ -6,7 +6,6 @@
 source_folder=$(realpath "$(dirname "$0")/../..")
 # shellcheck source-path=SCRIPTDIR source=../support/devices.sh
 . "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
-must() { "$@" >must 2>&1 || { fail "$*: $(tail -n 30 must)"; exit 1; }; }
 
 must git clone -q "$source_folder" clone
 must git clone -q clone "another clone"

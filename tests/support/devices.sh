@@ -18,6 +18,7 @@ trap 'kill $(cat simulators 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
 # fail TEXT...: also from a run in the background or with its output in a file
 exec 3>&1
 fail() { echo "FAILED: $*" | tee -a "$work/failures" >&3; }
+must() { "$@" >must 2>&1 || { fail "$*: $(tail -n 30 must)"; exit 1; }; }
 # expect_code CODE WHAT COMMAND...
 expect_code() {
   local wanted=$1 what=$2 code=0
