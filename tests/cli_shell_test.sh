@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
 # media-adapter's shell at a terminal, and the completion of command lines by bash and zsh.
 # usage: cli_shell_test.sh MEDIA_ADAPTER_SIM MEDIA_ADAPTER
-completions=$(realpath "$(dirname "$0")/../cli/completions")
 # shellcheck source=tests/support/devices.sh
 . "$(dirname "$0")/support/devices.sh" "$@"
 
-history=$XDG_STATE_HOME/media-adapter/history
+completions=$source_folder/cli/completions history=$XDG_STATE_HOME/media-adapter/history
 # keys TEXT: typed, and time to act on them
 keys() {
   printf '%b' "$1"

@@ -2,10 +2,9 @@
 # An application outside the tree that fetches the sources' archive works with a device; it has neither programs nor an
 # installation that are not its own. What was installed goes away again.
 #   embedding_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-source_folder=$(realpath "$(dirname "$0")/../..")
-build=$(realpath "$(dirname "$1")")
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$2" "$1" || exit 1
+build=${tool[0]%/*}
 
 must cmake --install "$build" --prefix "$work/prefix"
 must "$source_folder/scripts/package" --source "$work/dist"

@@ -3,7 +3,10 @@
 # Under Wine, PROGRAM is wine.sh with what it runs. Needs mkfs.fat, fsck.fat and mtools.
 # shellcheck shell=bash
 set -u
-simulator=$1 tool=("${@:2}")
+# shellcheck disable=SC2034  # it is for those that source this
+source_folder=$(realpath "${BASH_SOURCE[0]%/*}/../..")
+simulator=$(realpath "$1") tool=("${@:2}")
+[ $# = 1 ] || tool[0]=$(realpath "$2")
 is_windows() { [[ ${tool[0]} = *wine.sh ]]; }
 work=$(mktemp -d)
 cd "$work" || exit 1
