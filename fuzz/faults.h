@@ -66,8 +66,8 @@ class Faults {
   void Plan(size_t after, Kind kind) {
     areOn_ = true;
     planned_.emplace_back(after, kind);
-    // What the library reads back may then be other than what it wrote; a latency may be as long as a timer.
     hasFaults_ = true;
+    // What the library reads back may then be other than what it wrote; a latency may be as long as a timer.
     hasLies_ = hasLies_ || kind >= kDropWrite || kind == kReorder;
   }
   void LimitRequests(size_t count) {

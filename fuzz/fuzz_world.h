@@ -32,6 +32,7 @@ inline constexpr std::chrono::seconds kLongestWait{10}, kSlack{100};
   std::fprintf(stderr, "BREACH: %s (%llu)\n", what, static_cast<unsigned long long>(number));
   std::abort();
 }
+
 class World {
  public:
   // `touch` is asked what becomes of each datagram, the library's and the device's.
