@@ -17,28 +17,25 @@ constexpr size_t kMaxBody = 1600;  // some of them too long for the library's bu
 
 enum Kind : uint8_t { kBody, kReport, kData, kRaw, kKinds };
 
-void Reply(World& world, const Datagram& request, Input& input) {
-  const auto kind = static_cast<Kind>(input.Byte() % kKinds);
-  const uint32_t status = input.Byte() % 4 == 0 ? input.Status() : 0;
-  const auto body = input.Bytes(input.U16() % kMaxBody);
+void Reply(World& world, const Datagram& request, Choices& input) {
+  const size_t kind = input.Below(kKinds);
+  const uint32_t status = input.OneIn(4) ? input.Status() : 0;
+  auto body = input.Bytes(input.Below(kMaxBody));
   if (kind == kRaw) return world.Deliver({body.begin(), body.end()});
-  if (kind == kReport) {
-    const auto report = static_cast<uint8_t>(wire::Command::TestReport);
-    return world.Reply(request, report, status, body.first(std::min<size_t>(body.size(), 16)));
-  }
-  if (kind == kBody) {
-    return world.Reply(request, static_cast<uint8_t>(request[wire::kCommandOffset] + 1), status, body);
-  }
+  if (kind == kReport) body = body.first(std::min<size_t>(body.size(), 16));
   Datagram numbered = request;
-  WriteU16(numbered, wire::kSequenceOffset, input.U16());
-  world.Reply(numbered, static_cast<uint8_t>(wire::Command::TransferData), status, body);
+  if (kind == kData) WriteU16(numbered, wire::kSequenceOffset, static_cast<uint16_t>(input.Below(0x10000)));
+  const std::array<uint8_t, kRaw> commands = {static_cast<uint8_t>(request[wire::kCommandOffset] + 1),
+                                              static_cast<uint8_t>(wire::Command::TestReport),
+                                              static_cast<uint8_t>(wire::Command::TransferData)};
+  world.Reply(numbered, commands.at(kind), status, body);
 }
 
-RequestRecord Request(Input& input) {
+RequestRecord Request(Choices& input) {
   RequestRecord record;
-  record.id = static_cast<RequestId>(static_cast<uint32_t>(RequestId::Search) + input.Byte() % 12);
+  record.id = static_cast<RequestId>(static_cast<uint32_t>(RequestId::Search) + input.Below(12));
   record.text = "";
-  record.devicePath = input.Byte() % 2 == 0 ? "\\" : "\\A\\B";
+  record.devicePath = input.OneIn(2) ? "\\" : "\\A\\B";
   record.localPath = record.id == RequestId::RFAWriteData ? LocalFiles() / "file" : LocalFiles().Path().string();
   record.elements = {0x0100, 0x0A00};
   record.elementCount = 2;
@@ -59,13 +56,13 @@ uint32_t StatusOf(RequestId id) {
 }
 
 void RunInput(std::span<const uint8_t> bytes) {
-  Input input(bytes);
+  Choices input(bytes);
   sim::WriteWholeFile(LocalFiles() / "file", sim::Bytes(100));
   World world([&](const LoggedDatagram& datagram) {
-    for (size_t replies = input.Byte() % kMaxReplies; replies > 0; --replies) Reply(world, datagram.bytes, input);
+    for (size_t replies = input.Below(kMaxReplies); replies > 0; --replies) Reply(world, datagram.bytes, input);
     return Fate{.copies = 0};
   });
-  for (int i = 0; i < kMaxRequests && !input.IsEmpty(); ++i) {
+  for (int i = 0; i < kMaxRequests && !input.IsAtEnd(); ++i) {
     RequestRecord record = Request(input);
     const RequestId id = record.id;
     world.statuses.clear();

@@ -26,8 +26,6 @@ is_quick() {
   "$@" >/dev/null
   [ $(($(date +%s%N) - start)) -lt $((${quick_milliseconds-100} * 1000000)) ]
 }
-# In the background a shell's children ignore SIGINT.
-interruptible() { exec env --default-signal=INT "${tool[@]}" --interface 127.0.0.1 "$@"; }
 
 make_files() {
   mkdir many here
@@ -76,14 +74,9 @@ test_sameness() {
 # A signal, a client that is gone, and a pipe that is end the command as they would without the agent, which goes on.
 test_interrupts() {
   use_agent interrupts
-  local code=0
-  interruptible --device agt-slow get /BIG.BIN - >/dev/null 2>int.err & local client=$!
-  wait_until 50 runs 1
-  kill -INT $client
-  wait $client || code=$?
-  [ $code = 130 ] || fail "interrupt: $code"
+  interrupt "wait_until 50 runs 1" --device agt-slow get /BIG.BIN - >/dev/null 2>int.err
   wait_until 50 runs 0
-  interruptible --device agt-slow get /BIG.BIN here/gone & client=$!
+  interruptible --device agt-slow get /BIG.BIN here/gone & local client=$!
   wait_until 50 runs 1
   kill -KILL $client
   wait_until 50 runs 0
@@ -91,14 +84,9 @@ test_interrupts() {
   wait_until 100 is_ready
   on agt-slow get /BIG.BIN - | head -c 1 >/dev/null
   [ "${PIPESTATUS[0]}" = 141 ] || fail "broken pipe: ${PIPESTATUS[*]}"
-  code=0
-  interruptible --device agt-slow put long.bin / 2>put.err & client=$!
-  wait_until 200 runs 1
-  expect_code 1 "volume in use" on agt-slow --no-wait put small.bin / 2>busy.err
+  interrupt 'wait_until 200 runs 1; expect_code 1 "in use" on agt-slow --no-wait put small.bin / 2>busy.err' \
+    --device agt-slow put long.bin / 2>put.err
   expect_text busy.err "another run of media-adapter works on it; nothing was sent"
-  kill -INT $client
-  wait $client || code=$?
-  [ $code = 130 ] || fail "put: $code"
   expect_text put.err "comes to its end first" "put: interrupted"
   expect_on_volume agt-slow.img long.bin long.bin
   expect_through 5 "interrupts"
@@ -157,7 +145,7 @@ test_life() {
   wait $first $second || fail "two at once"
   expect_text persist.out small.bin
   expect_through 1 "persist"
-  local keeper code
+  local keeper
   keeper=$(state process)
   expect_code 1 "second" agent --foreground 2>/dev/null
   cp "${tool[0]}" other && touch other
@@ -169,12 +157,7 @@ test_life() {
   kill -KILL "$keeper"
   run agent --idle 2
   [ "$(state process)" != "$keeper" ] || fail "a stale socket"
-  code=0
-  interruptible --device agt-a ls & first=$!
-  sleep 0.5
-  kill -INT $first # while it waits for the search
-  wait $first || code=$?
-  [ $code = 130 ] || fail "interrupted while it waits: $code"
+  interrupt "sleep 0.5" --device agt-a ls # while it waits for the search
   wait_until 100 eval '! run agent --status >/dev/null 2>&1'
   [ ! -e "$XDG_RUNTIME_DIR/media-adapter/agent.socket" ] || fail "a socket is left after the idle time"
   chmod 777 "$XDG_RUNTIME_DIR/media-adapter"

@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
 # media-adapter's shell at a terminal, and the completion of command lines by bash and zsh.
 # usage: cli_shell_test.sh MEDIA_ADAPTER_SIM MEDIA_ADAPTER
-completions=$(realpath "$(dirname "$0")/../cli/completions")
 # shellcheck source=tests/support/devices.sh
 . "$(dirname "$0")/support/devices.sh" "$@"
 
-history=$XDG_STATE_HOME/media-adapter/history
+completions=$source_folder/cli/completions history=$XDG_STATE_HOME/media-adapter/history
 # keys TEXT: typed, and time to act on them
 keys() {
   printf '%b' "$1"
@@ -30,9 +29,9 @@ test_shell() {
     keys '!echo said-$((40 + 2)); pwd | tail -c 4\n'
     keys 'dropped line\003'           # Ctrl-C
     keys 'device sh-\t\t\003'         # both
-    keys 'get /BIG.BIN big\n' 0
+    keys 'put ../long.bin ../late.bin /\n' 0
     type_after first.tty '%' '\003'
-    type_after first.tty 'interrupted; what came after' 'ls /\n'
+    type_after first.tty 'put: interrupted; what came after' 'ls /\n'
     keys '\004' 1 # Ctrl-D
   } | terminal first.tty sh-a shell
   {
@@ -41,14 +40,14 @@ test_shell() {
     keys '\004'
   } | terminal second.tty sh-a shell
   expect_text first.tty 'sh-a:/music/deep> ' said-42 '/home/sub' $'sub\r' 'local file' 'no such command: hunter2' \
-    'ls /no;where: Invalid path' 'sh-a  sh-b' 'back to the prompt when the running request ends'
-  LC_ALL=C grep -qE '\[#* *\] +[0-9]+%' first.tty || fail "no progress: $(cat first.tty)"
+    'ls /no;where: Invalid path' 'sh-a  sh-b' '% of 1.9 MB done' ' 1000000 ' \
+    'back to the prompt when the running request ends'
   [ -d deep ] || fail "no folder"
   [ "$(stat -c %a "$history")" = 600 ] || fail "history: $(stat -c %a "$history")"
   grep -qE 'topsecret|hunter2|dropped|^ lpwd' "$history" && fail "in the history: $(cat "$history")"
   expect_text "$history" 'ls /music/' 'cd /music/deep/' 'put "local file" /music/deep' 'config set 8.14=x' 'get --recursive /music/deep .'
   expect_text second.tty 'music'
-  expect_on_volume ../sh-a.img 'music/deep/local file' 'local file'
+  expect_volume ../sh-a.img 'music/deep/local file=local file' long.bin !late.bin
 }
 
 # offers_of_SHELL LINE: what it offers, a line each
@@ -98,9 +97,8 @@ test_completion() {
 
 mkdir -p home/sub
 echo mine >'home/local file'
-head -c 3000000 /dev/urandom >BIG.BIN
+head -c 1000000 /dev/urandom | tee home/long.bin >home/late.bin
 make_volume sh-a.img
 mmd -i sh-a.img ::music ::music/deep
-mcopy -i sh-a.img BIG.BIN ::
 start_simulator "127.0.0.121,sh-a 127.0.0.122,sh-b" --delay 1
 run_all test_shell test_completion && echo "cli shell test: passed"

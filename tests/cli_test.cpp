@@ -146,51 +146,6 @@ TEST(Wildcards, MatchNamesAsShellsDo) {
   EXPECT_FALSE(HasWildcards(QuoteWildcards("*?[a]")) || HasWildcards("a[b") || !HasWildcards("[a]"));
 }
 
-// A tree of paths like "a/b/" (a folder) and "a/c".
-class ListedTree : public FileTree {
- public:
-  std::string Join(const std::string& folder, const std::string& name) const override { return folder + "/" + name; }
-  Items List(const std::string& folder) override {
-    Items items;
-    for (std::string path : {"/a/", "/a/x.mp3", "/a/y.txt", "/a/[b]/", "/a/[b]/z.mp3", "/b/", "/b/x.mp3", "/.c/",
-                             "/.c/x.mp3", "/a/b/", "/a/b/B.MP3"}) {
-      const bool isFolder = path.ends_with('/');
-      if (isFolder) path.pop_back();
-      const size_t slash = path.rfind('/');
-      if (path.substr(0, slash) == folder) items.push_back({path.substr(slash + 1), path, isFolder});
-    }
-    return items;
-  }
-  void ForEachFolder(const std::string& folder, const std::function<void(const Items&)>& visit) override {
-    visit(List(folder));
-    for (const Item& item : List(folder)) {
-      if (item.isFolder && !item.name.starts_with('.')) ForEachFolder(item.path, visit);
-    }
-  }
-  std::string Fold(const std::string& text) const override { return FoldDeviceName(text); }
-  PatternRules Rules() const override { return {.ignoresCase = true}; }
-};
-
-TEST(Wildcards, FindPathsAndNeverMoreThanAreMeant) {
-  const auto find = [](std::vector<std::string> words) {
-    ListedTree tree;
-    std::string all;
-    for (const std::string& path : FindMatches(tree, "", std::move(words))) all += path + " ";
-    return all;
-  };
-  EXPECT_EQ(find({"*", "x.*"}), "/a/x.mp3 /b/x.mp3 ");
-  EXPECT_EQ(find({"**", "*.mp3"}), "/a/[b]/z.mp3 /a/b/B.MP3 /a/x.mp3 /b/x.mp3 ");
-  EXPECT_EQ(find({"**", "b", "**"}), "/a/b/B.MP3 /b/x.mp3 ");
-  EXPECT_EQ(find({"a", "**", "**", "?.mp3"}), "/a/[b]/z.mp3 /a/b/B.MP3 /a/x.mp3 ");
-  EXPECT_EQ(find({".*", "*"}), "/.c/x.mp3 ");
-  EXPECT_EQ(find({"a", "[B]"}), "/a/[b] ") << "there is something of this name";
-  EXPECT_EQ(find({"a", "[b]", "*"}), "/a/[b]/z.mp3 ");
-  EXPECT_EQ(find({"a", "[[]b]", "*"}), "/a/[b]/z.mp3 ");
-  EXPECT_EQ(find({"a", "[b-b]", "*"}), "/a/b/B.MP3 ");
-  EXPECT_EQ(find({"nope", "x"}), "/nope/x ") << "a plain path is left as it is";
-  EXPECT_EQ(find({"x.mp3", "*"}) + find({"*", "*", "*", "*"}) + find({"*.wav"}), "");
-}
-
 ListingEntry EntryOf(uint32_t size, const WallTime& time) {
   ListingEntry entry{};
   entry.size = size;

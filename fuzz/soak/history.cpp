@@ -21,7 +21,7 @@ constexpr size_t kMaxPath = 259;
 constexpr size_t kMaxRequests = 50000;  // of one step
 
 // Few different ones, so that they meet again. What a failure cuts to its first 13 characters is unlike all others.
-std::string AnyName(Random& random) {
+std::string AnyName(Choices& random) {
   static const std::regex separator("\\|");
   static const std::string all =
       "PLAIN#.TXT|lower#.txt|BASE#.low|MiXed#.Txt|noext#|two # words.document| leading#|a.b.c.#|..two#|+,;=[]#.x|"
@@ -87,6 +87,7 @@ History::History(uint64_t seed, const Shape& shape, Totals& totals)
   auto& device = world_.Attach(std::make_unique<simulator::DeviceModel>(identity, std::move(disk)));
   volume_.emplace(*disk_);
   faults_.emplace(world_, device, random_);
+  world_.fate = [this](const sim::LoggedDatagram& datagram) { return faults_->Touch(datagram); };
   Fill();
   fat_ = volume_->Fat();
   items_[""].folder = volume_->ReadFolder(volume_->is32 ? Clusters{2} : Clusters{});

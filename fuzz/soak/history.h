@@ -14,10 +14,13 @@
 #include <optional>
 #include <stdexcept>
 
-#include "fuzz/soak/faults.h"
+#include "fuzz/faults.h"
 #include "fuzz/soak/volume.h"
 
 namespace media_adapter::soak {
+
+using fuzz::Choices;
+using fuzz::Faults;
 
 // A shape's volume, made once and copied.
 struct Shape {
@@ -113,7 +116,7 @@ class History {
   sim::VolumeImage WithoutRemains() const;
 
   const sim::TempFolder folder_;  // the current one meanwhile: local files are put from its "u" and got into its "d"
-  Random random_;
+  Choices random_;
   sim::SimWorld world_;
   uint32_t start_;  // of the volume
   Totals& totals_;

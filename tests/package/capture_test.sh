@@ -2,9 +2,8 @@
 # What Wireshark's dissector makes of a simulator's capture, on a network that loses and doubles datagrams; and that the
 # dissector and docs/protocol.md know the same elements as the library.
 #   capture_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-source_folder=$(realpath "$(dirname "$0")/../..")
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$2" "$1" || exit 1
 dissector=$source_folder/tools/wireshark/media_adapter.lua
 
 sed -nE 's/^    \{([0-9]+), ([0-9]+), (\w+), ([0-9]+), ([0-9]+),.*/\1.\2 \L\3\E \4 \5/p' \

@@ -2,10 +2,9 @@
 # A copy of more than 60 seconds, each way: the call gives up with 253, its request goes on, and the example waits for
 # its end and has the true status.
 #   long_copy_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-source_folder=$(realpath "$(dirname "$0")/../..")
 example=$(find "$(realpath "$(dirname "$1")")" -name copy_large -type f)
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$example" || exit 1
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$2" "$example" || exit 1
 
 copy() { # DIRECTION DEVICE FROM TO
   expect_code 0 "$1" "$example" "$1" 127.0.0.1 "${@:2}" </dev/null 2>"$1".err

@@ -3,10 +3,8 @@
 # lintian finds no error, that install in a clean system, work there and leave nothing behind; a Windows archive that
 # works.
 #   packages_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-source_folder=$(realpath "$(dirname "$0")/../..")
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
-must() { "$@" >must 2>&1 || { fail "$*: $(tail -n 30 must)"; exit 1; }; }
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$2" "$1" || exit 1
 
 must git clone -q "$source_folder" clone
 must git clone -q clone "another clone"

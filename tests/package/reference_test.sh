@@ -2,10 +2,9 @@
 # The reference that an installation brings: a manual page for the library and for each function, and the same as HTML.
 # And one version everywhere.
 #   reference_test.sh MEDIA_ADAPTER MEDIA_ADAPTER_SIM
-source_folder=$(realpath "$(dirname "$0")/../..")
-build=$(realpath "$(dirname "$1")")
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$(realpath "$2")" "$(realpath "$1")" || exit 1
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$2" "$1" || exit 1
+build=${tool[0]%/*}
 
 cmake --install "$build" --prefix "$work/prefix" >installed || fail "$(cat installed)"
 pages=$(find prefix -name man3)

@@ -3,7 +3,10 @@
 # Under Wine, PROGRAM is wine.sh with what it runs. Needs mkfs.fat, fsck.fat and mtools.
 # shellcheck shell=bash
 set -u
-simulator=$1 tool=("${@:2}")
+# shellcheck disable=SC2034  # it is for those that source this
+source_folder=$(realpath "${BASH_SOURCE[0]%/*}/../..")
+simulator=$(realpath "$1") tool=("${@:2}")
+[ $# = 1 ] || tool[0]=$(realpath "$2")
 is_windows() { [[ ${tool[0]} = *wine.sh ]]; }
 work=$(mktemp -d)
 cd "$work" || exit 1
@@ -18,6 +21,7 @@ trap 'kill $(cat simulators 2>/dev/null) 2>/dev/null; rm -rf "$work"' EXIT
 # fail TEXT...: also from a run in the background or with its output in a file
 exec 3>&1
 fail() { echo "FAILED: $*" | tee -a "$work/failures" >&3; }
+must() { "$@" >must 2>&1 || { fail "$*: $(tail -n 30 must)"; exit 1; }; }
 # expect_code CODE WHAT COMMAND...
 expect_code() {
   local wanted=$1 what=$2 code=0
@@ -35,6 +39,16 @@ expect_count() { [ "$(grep -c -- "$3" "$2")" = "$1" ] || fail "$2: not $1 lines 
 expect_same() { diff -r "$1" "$2" >/dev/null || fail "$1 and $2 differ"; }
 run() { "${tool[@]}" --interface 127.0.0.1 "$@"; }
 on() { run --device "$@"; }
+# In the background a shell's children ignore SIGINT.
+interruptible() { exec env --default-signal=INT "${tool[@]}" --interface 127.0.0.1 "$@"; }
+# interrupt WHEN ARGUMENT...: a run that is interrupted when this command has come to its end
+interrupt() {
+  interruptible "${@:2}" &
+  local run=$!
+  eval "$1"
+  kill -INT $run
+  expect_code 130 "interrupted: ${*:2}" wait $run
+}
 # terminal TEXT-FILE DEVICE COMMAND: standard input is what a person types
 terminal() { timeout 60 script -qefc "exec '${tool[0]}' --interface 127.0.0.1 --device $2 $3" "$1" >/dev/null || fail "$1: $(cat "$1")"; }
 # type_after FILE TEXT LINE: what a person types when a line of the terminal has this text
@@ -70,6 +84,14 @@ start_simulator() {
 expect_clean() { fsck.fat -n "$1" >"$1.fsck" || fail "fsck: $(cat "$1.fsck")"; }
 expect_on_volume() { mcopy -n -i "$1" "::$2" - 2>/dev/null | cmp -s - "$3" || fail "$1: $2 is not $3"; }
 expect_not_on_volume() { ! mdir -i "$1" "::$2" >/dev/null 2>&1 || fail "$1: $2 is there"; }
+# expect_volume IMAGE ITEM...: a sound one; an item is PATH=FILE, the name of a local file for that in the root, or !PATH
+expect_volume() {
+  local item
+  for item in "${@:2}"; do
+    if [[ $item = !* ]]; then expect_not_on_volume "$1" "${item#!}"; else expect_on_volume "$1" "${item%=*}" "${item#*=}"; fi
+  done
+  expect_clean "$1"
+}
 # wait_until TENTHS COMMAND...: until it succeeds
 wait_until() {
   for _ in $(seq "$1"); do

@@ -2,9 +2,8 @@
 # The example programs as a user runs them.
 # usage: [python_library=FOLDER] example.sh SIMULATOR SEARCH_AND_READ...
 # The other programs lie beside this one; the Python program runs where its interpreter can load the library as it is.
-source_folder=$(realpath "$(dirname "$0")/../..")
-# shellcheck source-path=SCRIPTDIR source=../support/devices.sh
-. "$source_folder/tests/support/devices.sh" "$@"
+# shellcheck source=tests/support/devices.sh
+. "$(dirname "$0")/../support/devices.sh" "$@"
 example() { "${tool[@]::${#tool[@]}-1}" "${tool[-1]/search_and_read/$1}" "${@:2}"; }
 
 right() { expect_code 0 right example search_and_read 127.0.0.1 example <<<secret | tr -d '\r' >right.out; }
