@@ -98,7 +98,7 @@ test_questions() {
   use_agent questions
   type_after ask.tty "Password of agt-locked" 'secret\n' | terminal ask.tty agt-locked ls
   local command="'${tool[0]}' --interface 127.0.0.1 --device agt-locked --ask-password ls 2>pipe.err </dev/null | cat"
-  { sleep 1; printf 'secret\n'; } | script -qefc "$command" pipe.tty >/dev/null || fail "pipe: $(cat pipe.tty)"
+  type_after pipe.tty "Password:" 'secret\n' | script -qefc "$command" pipe.tty >/dev/null || fail "pipe: $(cat pipe.tty)"
   grep -q secret ask.tty pipe.tty && fail "the password was shown"
   expect_code 1 "forgotten" on agt-locked ls </dev/null 2>/dev/null
   expect_through 3 "questions"
