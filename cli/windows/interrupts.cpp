@@ -11,9 +11,11 @@ namespace {
 
 constexpr UINT kInterruptedCode = 0xC000013A;  // as the system ends a process at Ctrl-C
 
-// What is done at the end, and its lock, which the interrupt that ends the process keeps: whoever would add or take
-// away something then waits for the end.
-SRWLOCK endLock = SRWLOCK_INIT;
+// What is done at the end, and its lock, which the interrupt that ends the process keeps: another thread that would add
+// or take away something then waits for the end. The same thread may, as when the runtime destroys the static objects.
+struct EndSection : CRITICAL_SECTION {
+  EndSection() { InitializeCriticalSection(this); }
+} endSection;
 std::array<void (*)(), 4> cleanups;  // at most a hidden prompt, and below it the consoles' modes
 size_t cleanupCount = 0;
 const char* partingWords = nullptr;
@@ -24,8 +26,8 @@ std::atomic<const char*> firstNotice;
 std::atomic<bool> isHandled;
 
 struct EndLock {
-  EndLock() { AcquireSRWLockExclusive(&endLock); }
-  ~EndLock() { ReleaseSRWLockExclusive(&endLock); }
+  EndLock() { EnterCriticalSection(&endSection); }
+  ~EndLock() { LeaveCriticalSection(&endSection); }
   EndLock(const EndLock&) = delete;
   EndLock& operator=(const EndLock&) = delete;
 };
@@ -35,7 +37,7 @@ void Say(const char* text) {
 }
 
 [[noreturn]] void EndInterrupted() {
-  AcquireSRWLockExclusive(&endLock);
+  EnterCriticalSection(&endSection);
   for (size_t i = cleanupCount; i-- > 0;) cleanups[i]();
   Say(partingWords);
   ExitProcess(kInterruptedCode);
