@@ -10,7 +10,7 @@ unset LC_ALL
 # and leave the console as it was. LOG.txt is the text of it.
 type_to() {
   local log=$1 home=${tool[1]} folder=${tool[2]%/*}
-  script -qefc "env -u DISPLAY WINEDEBUG=-all WINEPREFIX=$home wine $folder/same_console.exe $folder/media-adapter.exe \
+  script -qefc "exec env -u DISPLAY WINEDEBUG=-all WINEPREFIX=$home wine $folder/same_console.exe $folder/media-adapter.exe \
     --interface 127.0.0.1 --device locked ${*:3}" "$log" >/dev/null || fail "$log: $? $(cat -v "$log")"
   sed 's/\x1b\[1C/ /g; s/\x1b\[[?0-9;]*[a-zA-Z]//g' "$log" >"$log.txt"
   expect_text "$log.txt" "the same console, exit code $2"
