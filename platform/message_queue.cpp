@@ -19,13 +19,13 @@ void MessageQueue::PostQuit() {
   waiter_.Wake();
 }
 
-std::chrono::nanoseconds MessageQueue::ArmTimer(uint32_t id, std::chrono::milliseconds interval) {
+[[gnu::hot]] std::chrono::nanoseconds MessageQueue::ArmTimer(uint32_t id, std::chrono::milliseconds interval) {
   const auto now = MonotonicNow();
   deadlines_.at(id) = now + interval;
   return now;
 }
 
-void MessageQueue::KillTimer(uint32_t id) { deadlines_.at(id).reset(); }
+[[gnu::hot]] void MessageQueue::KillTimer(uint32_t id) { deadlines_.at(id).reset(); }
 
 std::optional<uint32_t> MessageQueue::NextTimer() const {
   std::optional<uint32_t> next;

@@ -12,7 +12,7 @@ Channel* channel = nullptr;
 
 bool HasChannel() { return channel != nullptr; }
 
-Channel& WorkerChannel() { return *channel; }
+[[gnu::hot]] Channel& WorkerChannel() { return *channel; }
 
 void OpenChannel() { channel = new Channel; }
 

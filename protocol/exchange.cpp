@@ -50,7 +50,7 @@ std::chrono::nanoseconds ArmTimer(Operation operation, milliseconds interval) {
   return WorkerChannel().queue.ArmTimer(static_cast<uint32_t>(operation), interval);
 }
 
-void Send(const char* label, const platform::Ipv4Address& address) {
+[[gnu::hot]] void Send(const char* label, const platform::Ipv4Address& address) {
   const auto request = BuiltRequest();
   const int sent = WorkerChannel().deviceSocket.SendTo(request, {address, wire::kDevicePort});
   if (sent == static_cast<int>(request.size())) return;
@@ -69,7 +69,7 @@ void SendBy(const ExchangeRule& rule, const char* label) {
 
 // Arms the operation's timer and waits for its end: looks for the datagram where that promises more than sleeping does,
 // naps, which costs a quick device's exchange least, and sleeps.
-void Await(Operation operation) {
+[[gnu::hot]] void Await(Operation operation) {
   ProtocolState& state = protocolState;
   const auto& queue = WorkerChannel().queue;
   const auto start = ArmTimer(operation, RuleOf(operation).intervals[0]);
@@ -116,7 +116,7 @@ void OnTimer(Operation operation) {
 
 }  // namespace
 
-StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
+[[gnu::hot]] StatusCode RunRequest(Operation operation, size_t bodySize, const SessionValues& session) {
   ProtocolState& state = protocolState;
   state.pendingOperation = operation;
   state.retryCount = 0;
@@ -146,7 +146,7 @@ void WaitForPacket() {
   if (!state.operationDone) Await(Operation::Transfer);
 }
 
-void SendToDevice(const char* label) { Send(label, protocolState.deviceAddress); }
+[[gnu::hot]] void SendToDevice(const char* label) { Send(label, protocolState.deviceAddress); }
 
 void SendToAll(const char* label) { Send(label, platform::kBroadcastAddress); }
 
@@ -158,7 +158,7 @@ void HandleMessage(const platform::Message& message) {
   }
 }
 
-void KillTimer(Operation operation) { WorkerChannel().queue.KillTimer(static_cast<uint32_t>(operation)); }
+[[gnu::hot]] void KillTimer(Operation operation) { WorkerChannel().queue.KillTimer(static_cast<uint32_t>(operation)); }
 
 void PumpOneMessage() {
   using platform::MessageQueue;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <utility>
 
 #include "protocol/little_endian.h"
 
@@ -29,6 +28,7 @@ constexpr int kRotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 2
 constexpr uint32_t kFirstWords[] = {0, 1, 5, 0}, kWordSteps[] = {1, 5, 3, 7};
 
 using State = std::array<uint32_t, 4>;
+using Words = std::array<uint32_t, kBlock / 4>;
 
 // RFC 1321, 3.4: the functions F, G, H and I.
 constexpr uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
@@ -44,28 +44,40 @@ constexpr uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
   }
 }
 
-// Known when it is compiled, every index and count is a constant: each request has a digest.
-template <uint32_t kStep>
-void DoStep(State& state, std::span<const uint8_t> block) {
-  constexpr uint32_t round = kStep / 16;
-  constexpr uint32_t word = (kWordSteps[round] * kStep + kFirstWords[round]) % 16;
-  const auto at = [&](uint32_t place) -> uint32_t& { return state[(64 + place - kStep) % 4]; };
-  const uint32_t sum = at(0) + Mix(round, at(1), at(2), at(3)) + ReadU32(block, word * 4) + kSines[kStep];
-  at(0) = at(1) + std::rotl(sum, kRotations[round][kStep % 4]);
+// Four steps are written out, in which each value of the state goes once through each place, and no more: between two
+// exchanges the processor forgets long code, and reading it anew takes longer than the steps do.
+template <uint32_t kRound>
+void DoRound(State& state, const Words& words) {
+  auto& [a, b, c, d] = state;
+  uint32_t word = kFirstWords[kRound];
+  const uint32_t* sine = &kSines[kRound * size_t{16}];
+  const auto step = [&](uint32_t& to, uint32_t x, uint32_t y, uint32_t z, int rotation) {
+    to = x + std::rotl(to + Mix(kRound, x, y, z) + words[word] + *sine++, rotation);
+    word = (word + kWordSteps[kRound]) % 16;
+  };
+  constexpr auto& rotations = kRotations[kRound];
+  for (int i = 0; i < 4; ++i) {
+    step(a, b, c, d, rotations[0]);
+    step(d, a, b, c, rotations[1]);
+    step(c, d, a, b, rotations[2]);
+    step(b, c, d, a, rotations[3]);
+  }
 }
 
-void AddBlock(State& state, std::span<const uint8_t> block) {
+[[gnu::hot]] void AddBlock(State& state, std::span<const uint8_t> block) {
+  Words words{};
+  for (size_t i = 0; i < words.size(); ++i) words[i] = ReadU32(block, i * 4);
   State next = state;
-  const auto doAll = [&]<uint32_t... kSteps>(std::integer_sequence<uint32_t, kSteps...>) {
-    (DoStep<kSteps>(next, block), ...);
-  };
-  doAll(std::make_integer_sequence<uint32_t, kSines.size()>());
+  DoRound<0>(next, words);
+  DoRound<1>(next, words);
+  DoRound<2>(next, words);
+  DoRound<3>(next, words);
   for (size_t i = 0; i < state.size(); ++i) state[i] += next[i];
 }
 
 }  // namespace
 
-Md5Digest Md5(std::span<const uint8_t> message) {
+[[gnu::hot]] Md5Digest Md5(std::span<const uint8_t> message) {
   State state = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
   auto rest = message;
   for (; rest.size() >= kBlock; rest = rest.subspan(kBlock)) AddBlock(state, rest.first(kBlock));

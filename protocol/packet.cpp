@@ -39,10 +39,10 @@ void ResetPackets(const platform::MacAddress& hostMac) {
   sendBuffer.hostMac = hostMac;
 }
 
-std::span<uint8_t> RequestBody() { return std::span(sendBuffer.bytes).subspan(wire::kHeaderSize); }
+[[gnu::hot]] std::span<uint8_t> RequestBody() { return std::span(sendBuffer.bytes).subspan(wire::kHeaderSize); }
 
-void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddress& target, uint8_t requestTag,
-                 std::string_view password) {
+[[gnu::hot]] void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddress& target,
+                              uint8_t requestTag, std::string_view password) {
   const std::span<uint8_t> header = std::span(sendBuffer.bytes).first(wire::kHeaderSize);
   const uint16_t counter = sendBuffer.sequenceCounter;
   sendBuffer.length = wire::kHeaderSize + bodySize;
@@ -69,9 +69,9 @@ void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddr
   SetSequenceCounter(static_cast<uint16_t>(counter + 1));
 }
 
-std::span<const uint8_t> BuiltRequest() { return std::span(sendBuffer.bytes).first(sendBuffer.length); }
+[[gnu::hot]] std::span<const uint8_t> BuiltRequest() { return std::span(sendBuffer.bytes).first(sendBuffer.length); }
 
-uint16_t BuiltSequence() { return ReadU16(sendBuffer.bytes, wire::kSequenceOffset); }
+[[gnu::hot]] uint16_t BuiltSequence() { return ReadU16(sendBuffer.bytes, wire::kSequenceOffset); }
 
 uint16_t SequenceCounter() { return sendBuffer.sequenceCounter; }
 

@@ -29,7 +29,7 @@ struct Item {
 enum class Walk { Item, End, Malformed };
 
 // Takes the first item off `body`. One that runs past the end is malformed.
-Walk NextItem(Bytes& body, Item& item) {
+[[gnu::hot]] Walk NextItem(Bytes& body, Item& item) {
   if (body.empty()) return Walk::End;
   if (body.size() < wire::kItemHeaderSize) return Walk::Malformed;
   const size_t size = ReadU16(body, 2);
@@ -139,7 +139,7 @@ bool IsWellFormed(Bytes body, BodyMode mode) {
 
 }  // namespace
 
-bool ParseElements(Bytes body, BodyMode mode) {
+[[gnu::hot]] bool ParseElements(Bytes body, BodyMode mode) {
   if (!IsWellFormed(body, mode)) return false;
   if (mode == BodyMode::SearchReply) deviceTable.entries[deviceTable.count] = {};
   if (mode == BodyMode::TransferData) transferBuffer.size = 0;  // a packet without data carries none

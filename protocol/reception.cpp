@@ -137,7 +137,7 @@ void Handle(const Reply& reply) {
 
 }  // namespace
 
-void OnReceive(platform::DatagramSocket::Patience patience) {
+[[gnu::hot]] void OnReceive(platform::DatagramSocket::Patience patience) {
   static std::array<uint8_t, wire::kMaxDatagramSize> buffer;
   Reply reply;
   const int size = WorkerChannel().deviceSocket.ReceiveFrom(buffer, reply.sender, patience);

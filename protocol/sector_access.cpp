@@ -15,7 +15,7 @@ std::span<uint8_t> askedFor;  // the part of it that the running request fills
 size_t readDataSize = 0;
 
 // Puts a file-access item's header at `offset` of the request's body. Returns the place of its value.
-size_t PutItem(size_t offset, uint8_t index, size_t size) {
+[[gnu::hot]] size_t PutItem(size_t offset, uint8_t index, size_t size) {
   const auto body = RequestBody();
   body[offset] = wire::kFileAccessClass;
   body[offset + 1] = index;
@@ -24,13 +24,13 @@ size_t PutItem(size_t offset, uint8_t index, size_t size) {
 }
 
 // The sector item, which starts every body. Returns the body's size.
-size_t PutSector(uint32_t sector) {
+[[gnu::hot]] size_t PutSector(uint32_t sector) {
   const size_t value = PutItem(0, wire::kSectorIndex, sizeof sector);
   WriteU32(RequestBody(), value, sector);
   return value + sizeof sector;
 }
 
-size_t PutSectorRange(uint32_t sector, uint32_t count) {
+[[gnu::hot]] size_t PutSectorRange(uint32_t sector, uint32_t count) {
   const size_t value = PutItem(PutSector(sector), wire::kSectorCountIndex, sizeof(uint16_t));
   WriteU16(RequestBody(), value, static_cast<uint16_t>(count));
   return value + sizeof(uint16_t);
@@ -46,7 +46,7 @@ StatusCode CheckRange(uint32_t sector, uint32_t count) {
 
 void SetReadBuffer(std::span<uint8_t> buffer) { readBuffer = buffer; }
 
-void StoreReadData(std::span<const uint8_t> data) {
+[[gnu::hot]] void StoreReadData(std::span<const uint8_t> data) {
   readDataSize = std::min(data.size(), askedFor.size());
   CopyBytes(data.first(readDataSize), askedFor);
 }
@@ -57,14 +57,15 @@ StatusCode RFAConnect(const SessionValues& session) { return RunRequest(Operatio
 
 StatusCode RFADisconnect(const SessionValues& session) { return RunRequest(Operation::RFADisconnect, 0, session); }
 
-StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session) {
+[[gnu::hot]] StatusCode RFAReadData(uint32_t sector, uint32_t count, const SessionValues& session) {
   if (const StatusCode status = CheckRange(sector, count); status != MEDIA_ADAPTER_OK) return status;
   askedFor = readBuffer.first(std::min(readBuffer.size(), size_t{count} * sessionInfo.deviceSectorSize));
   readDataSize = 0;
   return RunRequest(Operation::RFAReadData, PutSectorRange(sector, count), session);
 }
 
-StatusCode RFAWriteData(uint32_t sector, uint32_t count, std::span<const uint8_t> data, const SessionValues& session) {
+[[gnu::hot]] StatusCode RFAWriteData(uint32_t sector, uint32_t count, std::span<const uint8_t> data,
+                                     const SessionValues& session) {
   if (const StatusCode status = CheckRange(sector, count); status != MEDIA_ADAPTER_OK) return status;
   const size_t value = PutItem(PutSectorRange(sector, count), wire::kDataIndex, data.size());
   CopyBytes(data, RequestBody().subspan(value));

@@ -70,13 +70,13 @@ std::optional<Endpoint> DatagramSocket::LocalEndpoint() const {
   return FromSystem(address);
 }
 
-int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
+[[gnu::hot]] int DatagramSocket::SendTo(std::span<const uint8_t> datagram, const Endpoint& receiver) {
   const sockaddr_in address = SystemAddress(receiver);
   return static_cast<int>(sendto(static_cast<int>(handle_), datagram.data(), datagram.size(), MSG_DONTWAIT,
                                  reinterpret_cast<const sockaddr*>(&address), sizeof address));
 }
 
-int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience patience) {
+[[gnu::hot]] int DatagramSocket::ReceiveFrom(std::span<uint8_t> buffer, Endpoint& sender, Patience patience) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
   // MSG_TRUNC asks for the datagram's own length, so that one that does not fit is seen.
