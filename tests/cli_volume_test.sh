@@ -8,16 +8,16 @@
 
 make_files() {
   for name in old.bin new.bin next.bin; do head -c 1500 /dev/urandom >$name; done
-  mkdir new && mv new.bin new/old.bin
+  mkdir new same && mv new.bin new/old.bin && cp -p old.bin same
   head -c 400000 /dev/urandom >big.bin
   head -c 200000 /dev/urandom >slow.bin
-  for name in full stuck dead slow foreign ref0 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
+  for name in full stuck dead slow foreign later ref0 ref1 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
   { echo =MARK= && head -c 16000 /dev/urandom; } >mark.bin
   mcopy -i vol-compared.img mark.bin ::
   head -c 8000000 /dev/zero | mcopy -i vol-full.img - ::FILL.BIN
   head -c 100000 /dev/urandom | mcopy -i vol-full.img - ::big.bin
   head -c 2000000 /dev/urandom | mcopy -i vol-slow.img - ::BIG.BIN
-  for name in stuck dead ref0 ref2 ref5 ref6 move1 move4 move6; do mcopy -i vol-$name.img old.bin ::; done
+  for name in stuck dead later ref0 ref1 ref2 ref5 ref6 move1 move4 move6; do TZ=UTC mcopy -m -i vol-$name.img old.bin ::; done
 }
 
 # The old file goes first, so a full volume leaves no entry whose space the next file would share.
@@ -28,12 +28,15 @@ test_full_volume() {
   expect_volume vol-full.img next.bin !big.bin
 }
 
-# A device that refuses one write: the first of the deletion, one of the data, that of the entry, that of its chain.
+# A device that refuses one write: one of the two of the deletion, one of the data, that of the entry, that of its chain.
 test_refused_writes() { # WRITES: so many are done before it
   local name=vol-ref$1
   start_simulator "127.0.0.9$1,$name" --refuse-write-after "$1"
   expect_code 1 "$name" on "$name" --keep-going -c 'put new/old.bin /' -c 'put next.bin /' 2>"$name.err"
   expect_text "$name.err" "put /old.bin: Protocol error (status 8)"
+  [ "$1" != 0 ] || expect_text "$name.err" "/old.bin is still there; nothing was written in its place"
+  [ "$1" != 1 ] || expect_text "$name.err" "/old.bin is gone, and its space may not all be free again; nothing was written"
+  [ "$1" != 1 ] || fsck.fat -a "$name.img" >"$name.fsck"
   expect_volume "$name.img" next.bin "$([ "$1" = 0 ] || echo !)old.bin"
 }
 
@@ -46,7 +49,7 @@ test_refused_moves() { # WRITES: so many are done before it
     expect_text "$name.err" "mv /old.bin: Protocol error (status 8): " "/old.bin stays"
     expect_on_volume "$name.img" old.bin old.bin
   else
-    expect_text "$name.err" "/new.bin is whole; the source could not be deleted"
+    expect_text "$name.err" "/old.bin is gone, and its space may not all be free again; /new.bin is whole"
     expect_on_volume "$name.img" new.bin old.bin
   fi
 }
@@ -82,6 +85,28 @@ test_stuck_device() {
   expect_text stuck.err "/old.bin was left incomplete by an earlier run" "get /old.bin: left incomplete"
   expect_text stuck.out "1 file copied, 1500 bytes, 0 skipped, 0 failed, "
   expect_volume vol-stuck.img next.bin
+}
+
+# What one run leaves half done the next ones know of: a folder until a PC has mended it, a volume until it is cleared.
+restart_later() {
+  kill $!
+  start_simulator 127.0.0.87,vol-later "$@"
+}
+test_later_runs() {
+  start_simulator 127.0.0.87,vol-later --refuse-write-after 1 --refusals 1000
+  expect_code 1 "half a folder" on vol-later mkdir /d 2>later.err
+  restart_later
+  expect_code 1 "behind half a folder" on vol-later put next.bin / 2>>later.err
+  for _ in 1 2 3; do fsck.fat -a vol-later.img >later.fsck; done
+  restart_later --refuse-write-after 1 --refusals 1000
+  expect_code 1 "half a format" on vol-later format --yes 2>>later.err
+  restart_later
+  expect_code 1 "behind half a format" on vol-later --keep-going -c 'sync same /' -c 'format --yes' -c 'put next.bin /' >later.out 2>>later.err
+  expect_text later.err "mkdir /d: Protocol error (status 8): the folder /d may be incomplete: have the volume checked" \
+    "left by an earlier run: the folder /d may be incomplete" "put /next.bin: nothing is written: the folder /d may be" \
+    "format: Protocol error (status 8): the volume may be cleared in part: format it again before anything else is" \
+    "left by an earlier run: the volume may be" "sync /old.bin: nothing is written: the volume may be cleared in part"
+  expect_volume vol-later.img next.bin !old.bin !d
 }
 
 # A device whose process is killed in the middle of a file: what it has acknowledged it keeps.
@@ -424,8 +449,8 @@ make_files
 make_tree
 start_simulator 127.0.0.100,vol-compared --delay 50
 start_simulator "127.0.0.85,vol-slow 127.0.0.86,vol-killed 127.0.0.88,vol-turns" --delay 5
-start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign 127.0.0.91,vol-tree"
+start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign 127.0.0.93,vol-tree"
 is_windows || posix_tests="test_interrupts test_second_interrupt test_names test_foreign_names"
 # shellcheck disable=SC2086  # words
-run_all "test_refused_writes "{0,2,5,6} "test_refused_moves "{1,4,6} test_full_volume test_stuck_device test_dead_device test_two_writers test_patterns test_changed_copy ${posix_tests-} &&
+run_all "test_refused_writes "{0,1,2,5,6} "test_refused_moves "{1,4,6} test_full_volume test_stuck_device test_later_runs test_dead_device test_two_writers test_patterns test_changed_copy ${posix_tests-} &&
   echo "cli volume test: passed"

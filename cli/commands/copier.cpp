@@ -185,7 +185,7 @@ Answer Copier::Move(const File& source, const std::string& target) {
     return answer;
   }
   answer = context_.writer.Remove(source.path);
-  if (!answer.IsOk()) Explain(answer, DisplayPath(target) + " is whole; the source could not be deleted");
+  if (!answer.IsOk()) Explain(answer, DisplayPath(target) + " is whole");
   return answer;
 }
 

@@ -135,7 +135,7 @@ void Putter::File(const fs::path& local, const Target& target, const std::string
   const auto there = target.entries.find(FoldDeviceName(name));
   if (there != target.entries.end()) {
     if (IsFolder(there->second)) return Refuse(local, "a folder on the device has this name, " + DisplayPath(path));
-    const bool isGood = !context_.writer.IsUnfinished(path);
+    const bool isGood = !context_.writer.IsUnfinished(path) && !context_.writer.IsClearedInPart();
     const std::string reason = isGood ? transfer_.ReasonToSkip(Compare(*state, there->second)) : "";
     if (!reason.empty()) return transfer_.Skip({path, Shown(local), state->size}, reason);
   }

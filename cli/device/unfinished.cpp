@@ -29,24 +29,28 @@ UnfinishedNote::UnfinishedNote(std::string_view mac) {
     path_ = folder / LocalPath("media-adapter/" + name + ".unfinished");
 }
 
-void UnfinishedNote::Write(const UnfinishedFile& file) const {
+void UnfinishedNote::Write(const Unfinished& change) const {
   if (path_.empty()) return;
   std::error_code error;
   fs::create_directories(path_.parent_path(), error);
   std::ofstream note(path_, std::ios::binary | std::ios::trunc);
-  note << file.size;
-  for (const uint16_t part : file.time) note << ' ' << part;
-  note << ' ' << file.path << '\n';
+  note << static_cast<int>(change.kind) << ' ' << change.size;
+  for (const uint16_t part : change.time) note << ' ' << part;
+  note << ' ' << change.path << '\n';
 }
 
-std::optional<UnfinishedFile> UnfinishedNote::Read() const {
+std::optional<Unfinished> UnfinishedNote::Read() const {
   if (path_.empty()) return std::nullopt;
   std::ifstream note(path_, std::ios::binary);
-  UnfinishedFile file;
-  note >> file.size;
-  for (uint16_t& part : file.time) note >> part;
+  Unfinished change;
+  int kind = -1;
+  note >> kind >> change.size;
+  for (uint16_t& part : change.time) note >> part;
   note.ignore();
-  return std::getline(note, file.path) && file.path.starts_with('\\') ? std::optional(file) : std::nullopt;
+  if (!std::getline(note, change.path) || !change.path.starts_with('\\')) return std::nullopt;
+  if (kind < 0 || kind > static_cast<int>(Unfinished::Kind::Volume)) return std::nullopt;
+  change.kind = static_cast<Unfinished::Kind>(kind);
+  return change;
 }
 
 void UnfinishedNote::Remove() const {

@@ -1,6 +1,6 @@
-// The file that is being written to a device, noted on this machine for as long as it is. A run that is killed then, or
-// a device that dies, may leave an entry of the right size and time whose space counts as free; the next run knows of
-// it by the note, deletes it before it writes anything, and never takes it for a good copy.
+// The change that is being made to a device's volume, noted on this machine for as long as it is. A run that is killed
+// then, or a device that dies, may leave something whose space counts as free, so that what is written next would share
+// it. The next run knows of it by the note.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,15 @@
 
 namespace media_adapter::cli {
 
-struct UnfinishedFile {
-  std::string path;  // on the device
-  uint64_t size = 0;
+struct Unfinished {
+  enum class Kind : uint8_t {
+    File,    // an entry, which may have the right size and time
+    Folder,  // one that may hold what its space held before
+    Volume,  // cleared in part: files that are listed, and no more than that
+  };
+  Kind kind = Kind::File;
+  std::string path;   // on the device; the root for a volume
+  uint64_t size = 0;  // of a file, and its time
   WallTime time{};
 };
 
@@ -25,8 +31,8 @@ class UnfinishedNote {
   explicit UnfinishedNote(std::string_view mac);
 
   // Without a place for it there is no note, and nothing else changes.
-  void Write(const UnfinishedFile& file) const;
-  std::optional<UnfinishedFile> Read() const;
+  void Write(const Unfinished& change) const;
+  std::optional<Unfinished> Read() const;
   void Remove() const;
 
  private:

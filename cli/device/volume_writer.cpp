@@ -1,13 +1,12 @@
 #include "cli/device/volume_writer.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "cli/console/interrupts.h"
 #include "cli/console/progress_text.h"
 #include "cli/device/comparison.h"
 #include "cli/device/device_choice.h"
-#include "cli/device/unfinished.h"
+#include "cli/device/entry.h"
 #include "cli/local/local_text.h"
 
 namespace media_adapter::cli {
@@ -27,12 +26,18 @@ void Explain(Answer& answer, const std::string& detail) {
 
 std::string Parting(const std::string& what) { return "\nmedia-adapter: stopped at once: " + what + "\n"; }
 
-std::string HowToMend(const std::string& path) {
-  return DisplayPath(path) + " may be incomplete: delete it (rm) before anything else is written to this device";
+std::string HowToMend(const Unfinished& change) {
+  const std::string path = DisplayPath(change.path), before = " before anything else is written to this device";
+  switch (change.kind) {
+    case Unfinished::Kind::File:
+      return path + " may be incomplete: delete it (rm)" + before;
+    case Unfinished::Kind::Folder:
+      return "the folder " + path + " may be incomplete: have the volume checked by a PC, or format it," + before;
+    case Unfinished::Kind::Volume:
+      break;
+  }
+  return "the volume may be cleared in part: format it again" + before;
 }
-
-constexpr const char* kMendFolder =
-    "may be incomplete: have the volume checked by a PC, or format it, before anything else is written to this device";
 
 }  // namespace
 
@@ -49,33 +54,62 @@ int VolumeWriter::Begin() {
     output_.Error("waiting: another run of media-adapter works on device " + device);
     if (!lock.Take(true)) return output_.Failed("device " + device, Problem("interrupted; nothing was sent"));
   }
-  TakeNote();
+  return TakeNote();
+}
+
+int VolumeWriter::TakeNote() {
+  const UnfinishedNote note(Mac());
+  const std::optional<Unfinished> change = note.Read();
+  if (!change || leftovers_.contains(Mac())) return kSuccess;
+  Rest rest = LookFor(*change);
+  if (!rest.answer.IsOk()) {
+    Explain(rest.answer, "what an earlier run has left cannot be looked at; nothing was sent");
+    return output_.Failed("device " + session_.DescribeDevice(), rest.answer);
+  }
+  if (!rest.isThere) note.Remove();
+  if (!rest.isThere) return kSuccess;
+  leftovers_[Mac()] = *change;
+  output_.Error(change->kind == Kind::File
+                    ? DisplayPath(change->path) +
+                          " was left incomplete by an earlier run, and goes before anything is written"
+                    : "left by an earlier run: " + HowToMend(*change));
   return kSuccess;
 }
 
-// An entry that is not the one noted was stored by another hand since, or nothing was stored at all.
-void VolumeWriter::TakeNote() {
-  const UnfinishedNote note(Mac());
-  const std::optional<UnfinishedFile> file = note.Read();
-  if (!file || leftovers_.contains(Mac())) return;
-  const DevicePathParts parts = SplitDevicePath(file->path);
+// Looks whether what such a change leaves behind is there. What another hand has stored or mended since is none of it.
+VolumeWriter::Rest VolumeWriter::LookFor(const Unfinished& change) {
+  const auto& [kind, path, size, time] = change;
+  const DevicePathParts parts = SplitDevicePath(path);
   const Listing listing = session_.List(parts.folder);
-  if (!listing.answer.IsOk() && listing.answer.status != MEDIA_ADAPTER_INVALID_PATH) return;
-  const bool isThere = std::ranges::any_of(listing.entries, [&](const ListingEntry& entry) {
-    const std::string entryName(entry.name, strnlen(entry.name, sizeof entry.name));
-    return FoldDeviceName(entryName) == FoldDeviceName(parts.name) && entry.size == file->size &&
-           ListedTime(entry) == file->time;
+  const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
+  const bool isNowhere = listing.answer.status == MEDIA_ADAPTER_INVALID_PATH;
+  if (isTooLong || isNowhere) return {.isThere = isTooLong};
+  if (!listing.answer.IsOk()) return {.answer = listing.answer};
+  if (kind == Kind::Volume) return {.isThere = !listing.entries.empty()};
+  const auto entry = std::ranges::find_if(listing.entries, [&, name = FoldDeviceName(parts.name)](const auto& each) {
+    return FoldDeviceName(EntryName(each)) == name;
   });
-  if (!isThere) return note.Remove();
-  leftovers_[Mac()] = {Kind::File, file->path};
-  output_.Error(DisplayPath(file->path) +
-                " was left incomplete by an earlier run, and goes before anything is written");
+  if (entry == listing.entries.end()) return {};
+  if (kind == Kind::File) return {.isThere = entry->size == size && ListedTime(*entry) == time};
+  // What a folder holds is cleared before its own first entries are written, last of all and with its time.
+  const Listing inside = session_.List(path);
+  if (IsOfDevice(inside.answer)) return {.answer = inside.answer};
+  if (inside.entries.empty()) return {.isThere = true};
+  const ListingEntry& dot = inside.entries.front();
+  const bool isItsOwn = IsDotEntry(dot) && dot.firstCluster == entry->firstCluster;
+  return {.isThere = !isItsOwn || (inside.entries.size() > 2 && ListedTime(dot) != ListedTime(*entry))};
 }
 
 bool VolumeWriter::IsUnfinished(const std::string& path) const {
   const auto leftover = leftovers_.find(Mac());
-  return leftover != leftovers_.end() && leftover->second.kind == Kind::File &&
-         FoldDeviceName(leftover->second.path) == FoldDeviceName(path);
+  if (leftover == leftovers_.end() || leftover->second.kind == Kind::Volume) return false;
+  const std::string folded = FoldDeviceName(path), left = FoldDeviceName(leftover->second.path);
+  return folded == left || (leftover->second.kind == Kind::Folder && folded.starts_with(left + '\\'));
+}
+
+bool VolumeWriter::IsClearedInPart() const {
+  const auto leftover = leftovers_.find(Mac());
+  return leftover != leftovers_.end() && leftover->second.kind == Kind::Volume;
 }
 
 bool VolumeWriter::IsBlocked() const { return leftovers_.contains(Mac()); }
@@ -93,46 +127,51 @@ void VolumeWriter::End() {
 Answer VolumeWriter::Settle() {
   const auto leftover = leftovers_.find(Mac());
   if (leftover == leftovers_.end()) return {MEDIA_ADAPTER_OK, {}};
-  const auto& [kind, path] = leftover->second;
-  Answer answer;
-  if (kind == Kind::File) {
-    answer = session_.Remove(path);
-    Explain(answer, "nothing is written: " + HowToMend(path));
-  } else if (kind == Kind::Folder) {
-    answer = session_.List(path).answer;
-    if (answer.IsOk()) answer = Problem("nothing is written");
-    Explain(answer, "the folder " + DisplayPath(path) + " " + kMendFolder);
-  } else {
-    return Problem("nothing is written: the volume was cleared in part; format it first");
+  const Unfinished& change = leftover->second;
+  const std::string reason = "nothing is written: " + HowToMend(change);
+  if (change.kind == Kind::File) {
+    Answer removed = session_.Remove(change.path);
+    Explain(removed, reason);
+    if (!removed.IsOk() && removed.status != MEDIA_ADAPTER_INVALID_PATH) return removed;
+  } else if (const Rest rest = LookFor(change); rest.isThere || !rest.answer.IsOk()) {
+    return Problem(reason);
   }
-  if (!answer.IsOk() && answer.status != MEDIA_ADAPTER_INVALID_PATH) return answer;
   ForgetLeftover();
   return {MEDIA_ADAPTER_OK, {}};
 }
 
-void VolumeWriter::DeleteLeftover(const std::string& path, Answer& answer) {
-  const Answer removed = session_.Remove(path);
+void VolumeWriter::DeleteLeftover(const Unfinished& file, Answer& answer) {
+  const Answer removed = session_.Remove(file.path);
   if (removed.IsOk() || removed.status == MEDIA_ADAPTER_INVALID_PATH) return ForgetLeftover();
-  leftovers_[Mac()] = {Kind::File, path};
-  Explain(answer, HowToMend(path));
+  leftovers_[Mac()] = file;
+  Explain(answer, HowToMend(file));
+}
+
+// What a deletion that failed has left of the file: its entry goes first, then its space.
+std::string VolumeWriter::DescribeRest(const std::string& path, const Answer& answer) {
+  const Listing rest = IsOfDevice(answer) ? Listing() : session_.List(path);
+  if (rest.isFile) return DisplayPath(path) + " is still there";
+  const bool isGone = rest.answer.status == MEDIA_ADAPTER_INVALID_PATH;
+  return DisplayPath(path) + (isGone ? " is gone" : " may be gone") + ", and its space may not all be free again";
 }
 
 Answer VolumeWriter::Put(const std::string& localPath, uint64_t size, const std::string& folder,
                          const std::string& name) {
   const InterruptWatch watch(kNotice);
   if (Answer answer = Settle(); !answer.IsOk()) return answer;
+  const std::optional<LocalState> local = LookAt(LocalPath(localPath));
   const std::string path = JoinDevicePath(folder, name);
-  const PartingWords words(Parting(HowToMend(path)));
+  const Unfinished file = {Kind::File, path, size, local ? local->stored : WallTime()};
+  const PartingWords words(Parting(HowToMend(file)));
   Answer removed = session_.Remove(path);
   if (removed.status == MEDIA_ADAPTER_CANNOT_DELETE_DIRECTORY) {
     return {MEDIA_ADAPTER_CANNOT_OVERWRITE_DIRECTORY, "A directory cannot be overwritten by a file"};
   }
   if (!removed.IsOk() && removed.status != MEDIA_ADAPTER_INVALID_PATH) {
-    Explain(removed, "nothing was written");
+    Explain(removed, DescribeRest(path, removed) + "; nothing was written in its place");
     return removed;
   }
-  const std::optional<LocalState> local = LookAt(LocalPath(localPath));
-  UnfinishedNote(Mac()).Write({path, size, local ? local->stored : WallTime()});
+  UnfinishedNote(Mac()).Write(file);
   Answer answer = session_.WriteFile(localPath, folder);
   if (answer.IsOk() || !MayHaveWritten(answer)) ForgetLeftover();
   if (answer.IsOk()) return answer;
@@ -144,7 +183,7 @@ Answer VolumeWriter::Put(const std::string& localPath, uint64_t size, const std:
     Explain(answer, "the volume is full, " + SizeText(size) + " are needed");
   }
   if (removed.IsOk()) Explain(answer, "the file that was there has been deleted");
-  if (MayHaveWritten(answer)) DeleteLeftover(path, answer);
+  if (MayHaveWritten(answer)) DeleteLeftover(file, answer);
   return answer;
 }
 
@@ -155,7 +194,9 @@ Answer VolumeWriter::Remove(const std::string& path) {
   Answer answer = Settle();
   if (!answer.IsOk() || isLeftover) return answer;
   const PartingWords words(Parting(DisplayPath(path) + " may be deleted in part; delete it again (rm)"));
-  return session_.Remove(path);
+  answer = session_.Remove(path);
+  if (!answer.IsOk() && MayHaveWritten(answer)) Explain(answer, DescribeRest(path, answer));
+  return answer;
 }
 
 Answer VolumeWriter::MakeFolder(const std::string& path) {
@@ -164,26 +205,36 @@ Answer VolumeWriter::MakeFolder(const std::string& path) {
   if (!answer.IsOk()) return answer;
   // A device that does not answer at all has nothing half done.
   if (answer = session_.Connect(); !answer.IsOk()) return answer;
-  const PartingWords words(Parting("the folder " + DisplayPath(path) + " " + kMendFolder));
+  const Unfinished folder = {Kind::Folder, path};
+  const PartingWords words(Parting(HowToMend(folder)));
+  UnfinishedNote(Mac()).Write(folder);
   answer = session_.MakeFolder(path);
   if (answer.status == MEDIA_ADAPTER_NOT_ENOUGH_MEMORY) Explain(answer, "the volume is full, a folder needs a cluster");
-  if (answer.IsOk() || !MayHaveWritten(answer)) return answer;
-  if (session_.List(path).answer.status != MEDIA_ADAPTER_INVALID_PATH) {
-    leftovers_[Mac()] = {Kind::Folder, path};
-    Explain(answer, "the folder " + DisplayPath(path) + " " + kMendFolder);
+  const Rest rest = !answer.IsOk() && MayHaveWritten(answer) ? LookFor(folder) : Rest();
+  if (answer.IsOk() || (rest.answer.IsOk() && !rest.isThere)) {
+    ForgetLeftover();
+  } else {
+    leftovers_[Mac()] = folder;
+    Explain(answer, HowToMend(folder));
   }
   return answer;
 }
 
 Answer VolumeWriter::Format() {
   const InterruptWatch watch(kNotice);
-  const PartingWords words(Parting("the volume may be cleared in part; format it again"));
+  const Unfinished volume = {Kind::Volume, std::string(kRootPath)};
+  const PartingWords words(Parting(HowToMend(volume)));
+  UnfinishedNote(Mac()).Write(volume);
   Answer answer = session_.Format();
   if (answer.IsOk()) {
     ForgetLeftover();
   } else if (MayHaveWritten(answer)) {
-    leftovers_[Mac()] = {Kind::Volume, {}};
-    Explain(answer, "the volume may be cleared in part; format it again before anything is written to it");
+    leftovers_[Mac()] = volume;
+    Explain(answer, HowToMend(volume));
+  } else if (const auto earlier = leftovers_.find(Mac()); earlier != leftovers_.end()) {
+    UnfinishedNote(Mac()).Write(earlier->second);
+  } else {
+    UnfinishedNote(Mac()).Remove();
   }
   return answer;
 }

@@ -2,7 +2,7 @@
 // an entry whose space counts as free, which the next file would share. So a file is replaced by deleting the old one
 // first; what a failed request may have left is deleted before anything else is written; and where that cannot be done
 // nothing more is written to that device, and the message says what to do. What a run leaves behind that is killed, the
-// next one deletes. A signal lets the running request end.
+// next one knows of by a note. A signal lets the running request end.
 #pragma once
 
 #include <map>
@@ -12,6 +12,7 @@
 #include "cli/console/output.h"
 #include "cli/device/device_lock.h"
 #include "cli/device/session.h"
+#include "cli/device/unfinished.h"
 
 namespace media_adapter::cli {
 
@@ -26,8 +27,11 @@ class VolumeWriter {
   void End();
   bool doesWait = true;
 
-  // True when the file was left by a request that failed, of this run or an earlier one, and is no good.
+  // True when the file was left by a request that failed, of this run or an earlier one, or lies in what was, and may
+  // be no good.
   bool IsUnfinished(const std::string& path) const;
+  // True when a file that is listed may be no more than that. Its bytes come whole or not at all.
+  bool IsClearedInPart() const;
   // True when something is left that could not be deleted, so that nothing more is written.
   bool IsBlocked() const;
 
@@ -38,21 +42,23 @@ class VolumeWriter {
   Answer Format();
 
  private:
-  enum class Kind : uint8_t { File, Folder, Volume };
-  struct Leftover {
-    Kind kind = Kind::File;
-    std::string path;
+  using Kind = Unfinished::Kind;
+  struct Rest {
+    Answer answer = {MEDIA_ADAPTER_OK, {}};  // not ok: the device does not tell
+    bool isThere = false;
   };
 
   std::string Mac() const;
-  void TakeNote();
+  int TakeNote();
   void ForgetLeftover();
+  Rest LookFor(const Unfinished& change);
   Answer Settle();
-  void DeleteLeftover(const std::string& path, Answer& answer);
+  void DeleteLeftover(const Unfinished& file, Answer& answer);
+  std::string DescribeRest(const std::string& path, const Answer& answer);
 
   Session& session_;
   const Output& output_;
-  std::map<std::string, Leftover> leftovers_;  // by MAC
+  std::map<std::string, Unfinished> leftovers_;  // by MAC
   std::map<std::string, DeviceLock> locks_;
 };
 
