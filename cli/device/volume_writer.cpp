@@ -82,22 +82,24 @@ VolumeWriter::Rest VolumeWriter::LookFor(const Unfinished& change) {
   const DevicePathParts parts = SplitDevicePath(path);
   const Listing listing = session_.List(parts.folder);
   const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
-  const bool isNowhere = listing.answer.status == MEDIA_ADAPTER_INVALID_PATH;
-  if (isTooLong || isNowhere) return {.isThere = isTooLong};
-  if (!listing.answer.IsOk()) return {.answer = listing.answer};
-  if (kind == Kind::Volume) return {.isThere = !listing.entries.empty()};
+  if (listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {};
+  if (!listing.answer.IsOk() && !isTooLong) return {.answer = listing.answer};
+  if (kind == Kind::Volume) return {.isThere = isTooLong || !listing.entries.empty()};
   const auto entry = std::ranges::find_if(listing.entries, [&, name = FoldDeviceName(parts.name)](const auto& each) {
     return FoldDeviceName(EntryName(each)) == name;
   });
-  if (entry == listing.entries.end()) return {};
-  if (kind == Kind::File) return {.isThere = entry->size == size && ListedTime(*entry) == time};
-  // What a folder holds is cleared before its own first entries are written, last of all and with its time.
+  if (!isTooLong && entry == listing.entries.end()) return {};
+  if (kind == Kind::File) return {.isThere = isTooLong || (entry->size == size && ListedTime(*entry) == time)};
+  // What a folder holds is cleared before its own first entries are written, last of all and with its time. Those that
+  // a PC has mended have none.
   const Listing inside = session_.List(path);
   if (IsOfDevice(inside.answer)) return {.answer = inside.answer};
-  if (inside.entries.empty()) return {.isThere = true};
+  if (inside.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {};
+  if (inside.entries.empty() || !IsDotEntry(inside.entries.front())) return {.isThere = true};
+  if (isTooLong) return {};
   const ListingEntry& dot = inside.entries.front();
-  const bool isItsOwn = IsDotEntry(dot) && dot.firstCluster == entry->firstCluster;
-  return {.isThere = !isItsOwn || (inside.entries.size() > 2 && ListedTime(dot) != ListedTime(*entry))};
+  const bool isOfItsTime = ListedTime(dot) == ListedTime(*entry) || dot.month == 0 || inside.entries.size() == 2;
+  return {.isThere = dot.firstCluster != entry->firstCluster || !isOfItsTime};
 }
 
 bool VolumeWriter::IsUnfinished(const std::string& path) const {
