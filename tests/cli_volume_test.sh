@@ -268,48 +268,11 @@ get /[x]/*.bin copy.bin
 get /**/live/.h* copied
 get /music/*.mp3 copied
 END
-  diff - tree.out <<'END' || fail "patterns: not the output above"
-/music/a1.mp3
-/music/a2.MP3
-/music/live/long name.mp3
-/[x]/o1.bin
-/music/a1.mp3
-/music/a1.mp3
-/music/a2.MP3
-/music/live/a3.mp3
-/music/live/a3.mp3
-/music/live/long name.mp3
-live
-empty
-a1.mp3
-a2.MP3
-b.txt
-----a	1.6K	2020-01-02 03:04:32	long name.mp3
-----a	1.5K	2020-01-02 03:04:30	.hidden.mp3
-----a	1.4K	2020-01-02 03:04:28	a3.mp3
-/music:
-a1.mp3
-a2.MP3
-b.txt
-empty
-live
-
-/music/empty:
-
-/music/live:
-.hidden.mp3
-a3.mp3
-long name.mp3
-/[x]
-/[x]/o1.bin
-/[x]/o2.bin
-/music
-/[x]:
-o2.bin
-
-/music/empty:
-o2.bin
-END
+  expect_lines tree.out "/music/a1.mp3|/music/a2.MP3|/music/live/long name.mp3|/[x]/o1.bin|/music/a1.mp3|/music/a1.mp3|/music/a2.MP3|\
+/music/live/a3.mp3|/music/live/a3.mp3|/music/live/long name.mp3|live|empty|a1.mp3|a2.MP3|b.txt|\
+----a	1.6K	2020-01-02 03:04:32	long name.mp3|----a	1.5K	2020-01-02 03:04:30	.hidden.mp3|\
+----a	1.4K	2020-01-02 03:04:28	a3.mp3|/music:|a1.mp3|a2.MP3|b.txt|empty|live||/music/empty:||/music/live:|\
+.hidden.mp3|a3.mp3|long name.mp3|/[x]|/[x]/o1.bin|/[x]/o2.bin|/music|/[x]:|o2.bin||/music/empty:|o2.bin"
   expect_text tree.err "line 8: rm /[x]/*.bin: Invalid path (status 244): nothing on the device matches /[x]/*.bin" \
     "line 8: rm /*/nothing*: Invalid path" 'line 9: ls /mus*: ' 'line 10: put [x]/o*: no such local file' \
     "line 15: get: 2 items match, but copied is no folder"
@@ -407,32 +370,10 @@ rm -r /copy
 rm -r -f /music/l* /nope
 find /
 END
-  diff - change.out <<'END' || fail "changing: not the output above"
-/music/a1.mp3 -> /[x]/a1.mp3
-/music/a2.MP3 -> /[x]/a2.MP3
-/music/b.txt -> /[x]/b.txt
-/music/b.txt -> /music/live/B.TXT
-/music/a1.mp3 -> /music/A1.mp3
-/
-/music
-/music/live
-/music/empty
-/music/empty/o2.bin
-/music/empty/A1.mp3
-/music/A1.mp3
-/music/x
-/[x]
-/[x]/a1.mp3
-/[x]/o2.bin
-/[x]/a2.MP3
-/[x]/b.txt
-/[x]/live
-/[x]/live/B.TXT
-/[x]/live/.hidden.mp3
-/copy
-/copy/live
-/copy/empty
-END
+  expect_lines change.out "/music/a1.mp3 -> /[x]/a1.mp3|/music/a2.MP3 -> /[x]/a2.MP3|/music/b.txt -> /[x]/b.txt|\
+/music/b.txt -> /music/live/B.TXT|/music/a1.mp3 -> /music/A1.mp3|/|/music|/music/live|/music/empty|\
+/music/empty/o2.bin|/music/empty/A1.mp3|/music/A1.mp3|/music/x|/[x]|/[x]/a1.mp3|/[x]/o2.bin|/[x]/a2.MP3|\
+/[x]/b.txt|/[x]/live|/[x]/live/B.TXT|/[x]/live/.hidden.mp3|/copy|/copy/live|/copy/empty"
   expect_text change.err "line 5: cp /music/a2.mp3: /music/A2.MP3 is the same file" \
     "line 6: cp /music: a folder cannot go into itself" \
     "line 7: cp /[x]/a1.mp3: not over /music/empty/a1.mp3, which has just come from /music/A1.mp3" \
