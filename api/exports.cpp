@@ -38,7 +38,7 @@ std::optional<Record> CopyRecord(const Record* record) {
 
 void CopyElements(const uint16_t* elements, uint32_t count, RequestRecord& record) {
   record.elementCount = count;
-  if (elements != nullptr) record.elements.emplace(elements, elements + std::min(count, kMaxElements));
+  if (elements != nullptr) record.elements.assign(elements, elements + std::min(count, kMaxElements));
 }
 
 // Giving up: in a forked child several threads may do so at once, without a lock.

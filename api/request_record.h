@@ -38,14 +38,14 @@ enum class RequestState : uint8_t {
 struct RequestRecord {
   RequestId id{};
 
-  // Arguments. An absent text or list was a null pointer.
+  // Arguments. An absent text was a null pointer, and so was a list without names.
   uint8_t requestTag = 0;
   std::string password;
   uint32_t deviceIndex = 0;
   std::optional<std::string> text;  // the filter or the interface address
   std::optional<std::string> devicePath;
   std::optional<std::string> localPath;
-  std::optional<std::vector<uint16_t>> elements;
+  std::vector<uint16_t> elements;
   uint32_t elementCount = 0;  // as the caller gave it
   std::optional<ConfigurationData> configuration;
   std::optional<IpConfiguration> ipConfiguration;

@@ -31,7 +31,7 @@ bool LocalFile::Open(const std::string& path, FileUse use) {
   if (!buffer_) buffer_ = std::make_unique_for_overwrite<uint8_t[]>(kBufferSize);
   file_ = AskSystem([&] { return OpenRegularFile(path, use); });
   position_ = bufferStart_ = buffered_ = 0;
-  isWritten_ = use == FileUse::Replace;
+  isWritten_ = file_ != kNoFile && use == FileUse::Replace;
   isGood_ = true;
   return file_ != kNoFile;
 }
@@ -40,10 +40,7 @@ bool LocalFile::OpenForReading(const std::string& path) { return Open(path, File
 
 bool LocalFile::CreateForWriting(const std::string& path) { return Open(path, FileUse::Replace); }
 
-std::optional<uint64_t> LocalFile::Size() {
-  if (file_ == kNoFile) return std::nullopt;
-  return FileSize(file_);
-}
+std::optional<uint64_t> LocalFile::Size() { return FileSize(file_); }
 
 bool LocalFile::Seek(uint64_t offset) {
   position_ = offset;
@@ -88,7 +85,7 @@ bool LocalFile::Flush() {
 }
 
 bool LocalFile::Write(std::span<const uint8_t> bytes) {
-  if (file_ == kNoFile || !isWritten_) return false;
+  if (!isWritten_) return false;
   while (!bytes.empty()) {
     const bool goesOn = position_ == bufferStart_ + buffered_ && buffered_ < kBufferSize;
     if (!goesOn && !Flush()) return false;
@@ -104,7 +101,7 @@ bool LocalFile::Write(std::span<const uint8_t> bytes) {
 
 bool LocalFile::Close() {
   if (file_ == kNoFile) return true;
-  if (isWritten_) Flush();
+  if (std::exchange(isWritten_, false)) Flush();
   const FileHandle file = std::exchange(file_, kNoFile);
   return AskSystem([&] { return CloseFile(file); }) && isGood_;
 }

@@ -42,13 +42,8 @@ SessionValues SessionOf(const RequestRecord& record) {
 
 // A list of names that is missing or longer than any that can be meant.
 StatusCode CheckElements(const RequestRecord& record) {
-  const size_t count = record.elements ? record.elements->size() : 0;
-  if (!record.elements && record.elementCount > 0) return MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
-  return count < record.elementCount ? MEDIA_ADAPTER_PACKET_TOO_LARGE : MEDIA_ADAPTER_OK;
-}
-
-std::span<const ElementId> ElementsOf(const RequestRecord& record) {
-  return record.elements ? std::span<const ElementId>(*record.elements) : std::span<const ElementId>();
+  if (record.elements.empty() && record.elementCount > 0) return MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
+  return record.elements.size() < record.elementCount ? MEDIA_ADAPTER_PACKET_TOO_LARGE : MEDIA_ADAPTER_OK;
 }
 
 // A name that fills its field has no terminator: it is compared as a bounded field.
@@ -87,7 +82,7 @@ void HandleGetConfiguration(RequestRecord& record) {
     return Report(status, configurationResult);
   }
   StatusCode status = CheckElements(record);
-  if (status == MEDIA_ADAPTER_OK) status = GetConfiguration(ElementsOf(record), SessionOf(record));
+  if (status == MEDIA_ADAPTER_OK) status = GetConfiguration(record.elements, SessionOf(record));
   std::lock_guard lock(ResultMutex());
   WriteStatus(status, configurationResult);
   configurationResult.configuration = configurationData;
@@ -103,7 +98,7 @@ StatusCode RunSetConfiguration(RequestRecord& record) {
   if (!record.configuration) return MEDIA_ADAPTER_INVALID_ELEMENT_SIZE;
   if (const StatusCode status = CheckElements(record); status != MEDIA_ADAPTER_OK) return status;
   configurationData = *record.configuration;
-  return SetConfiguration(ElementsOf(record), SessionOf(record));
+  return SetConfiguration(record.elements, SessionOf(record));
 }
 
 StatusCode RunConnect(RequestRecord& record) {
