@@ -1,5 +1,6 @@
 #include "cli/device/entry.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -27,6 +28,13 @@ std::string EntryName(const ListingEntry& entry) { return {entry.name, strnlen(e
 bool IsFolder(const ListingEntry& entry) { return (entry.attributes & kFolderAttribute) != 0; }
 
 bool IsDotEntry(const ListingEntry& entry) { return EntryName(entry) == "." || EntryName(entry) == ".."; }
+
+bool IsPossible(const ListingEntry& entry) {
+  constexpr uint8_t kReserved = 0xC0;
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+  return entry.month <= 12 && entry.hour < 24 && entry.minute < 60 && entry.second < 60 &&
+         (entry.attributes & kReserved) == 0 && std::ranges::none_of(EntryName(entry), isControl);
+}
 
 std::string AttributesText(const ListingEntry& entry) {
   constexpr std::array<std::pair<uint8_t, char>, 5> kLetters = {

@@ -19,6 +19,9 @@ bool IsFolder(const ListingEntry& entry);
 // "." or "..".
 bool IsDotEntry(const ListingEntry& entry);
 
+// False for what no system writes: the space of the folder held something else before.
+bool IsPossible(const ListingEntry& entry);
+
 // "drhsa", a "-" for what the entry is not.
 std::string AttributesText(const ListingEntry& entry);
 // The last change, "2024-05-06 07:08:10"; "-" for the root.

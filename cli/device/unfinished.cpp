@@ -48,7 +48,7 @@ std::optional<Unfinished> UnfinishedNote::Read() const {
   for (uint16_t& part : change.time) note >> part;
   note.ignore();
   if (!std::getline(note, change.path) || !change.path.starts_with('\\')) return std::nullopt;
-  if (kind < 0 || kind > static_cast<int>(Unfinished::Kind::Volume)) return std::nullopt;
+  if (kind < 0 || kind > static_cast<int>(Unfinished::Kind::Growth)) return std::nullopt;
   change.kind = static_cast<Unfinished::Kind>(kind);
   return change;
 }

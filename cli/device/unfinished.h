@@ -16,8 +16,9 @@ namespace media_adapter::cli {
 struct Unfinished {
   enum class Kind : uint8_t {
     File,    // an entry, which may have the right size and time
-    Folder,  // one that may hold what its space held before
+    Folder,  // a new one that may hold what its space held before
     Volume,  // cleared in part: files that are listed, and no more than that
+    Growth,  // of a folder, which may list what its new space held before
   };
   Kind kind = Kind::File;
   std::string path;   // on the device; the root for a volume

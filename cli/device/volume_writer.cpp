@@ -32,6 +32,7 @@ std::string HowToMend(const Unfinished& change) {
     case Unfinished::Kind::File:
       return path + " may be incomplete: delete it (rm)" + before;
     case Unfinished::Kind::Folder:
+    case Unfinished::Kind::Growth:
       return "the folder " + path + " may be incomplete: have the volume checked by a PC, or format it," + before;
     case Unfinished::Kind::Volume:
       break;
@@ -58,32 +59,46 @@ int VolumeWriter::Begin() {
 }
 
 int VolumeWriter::TakeNote() {
-  const UnfinishedNote note(Mac());
-  const std::optional<Unfinished> change = note.Read();
+  const std::optional<Unfinished> change = UnfinishedNote(Mac()).Read();
   if (!change || leftovers_.contains(Mac())) return kSuccess;
-  Rest rest = LookFor(*change);
-  if (!rest.answer.IsOk()) {
-    Explain(rest.answer, "what an earlier run has left cannot be looked at; nothing was sent");
-    return output_.Failed("device " + session_.DescribeDevice(), rest.answer);
+  if (Answer answer = Note(*change); !answer.IsOk()) {
+    Explain(answer, "what an earlier run has left cannot be looked at; nothing was sent");
+    return output_.Failed("device " + session_.DescribeDevice(), answer);
   }
-  if (!rest.isThere) note.Remove();
-  if (!rest.isThere) return kSuccess;
-  leftovers_[Mac()] = *change;
-  output_.Error(change->kind == Kind::File
-                    ? DisplayPath(change->path) +
-                          " was left incomplete by an earlier run, and goes before anything is written"
-                    : "left by an earlier run: " + HowToMend(*change));
+  const auto leftover = leftovers_.find(Mac());
+  if (leftover == leftovers_.end()) return kSuccess;
+  const auto& [kind, path, size, time] = leftover->second;
+  output_.Error(kind == Kind::File
+                    ? DisplayPath(path) + " was left incomplete by an earlier run, and goes before anything is written"
+                    : "left by an earlier run: " + HowToMend(leftover->second));
   return kSuccess;
+}
+
+// Notes what such a change has left, of itself or of the folder that it is in; forgets it when that is nothing. Not ok
+// when the device does not tell.
+Answer VolumeWriter::Note(const Unfinished& change) {
+  for (const Unfinished& each : {change, Unfinished{Kind::Growth, SplitDevicePath(change.path).folder}}) {
+    const Rest rest = LookFor(each);
+    if (!rest.answer.IsOk()) return rest.answer;
+    if (!rest.isThere) continue;
+    UnfinishedNote(Mac()).Write(each);
+    leftovers_[Mac()] = each;
+    return rest.answer;
+  }
+  ForgetLeftover();
+  return {MEDIA_ADAPTER_OK, {}};
 }
 
 // Looks whether what such a change leaves behind is there. What another hand has stored or mended since is none of it.
 VolumeWriter::Rest VolumeWriter::LookFor(const Unfinished& change) {
   const auto& [kind, path, size, time] = change;
+  const bool isInside = kind == Kind::Volume || kind == Kind::Growth;
   const DevicePathParts parts = SplitDevicePath(path);
-  const Listing listing = session_.List(parts.folder);
+  const Listing listing = session_.List(isInside ? path : parts.folder);
   const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
   if (listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {};
   if (!listing.answer.IsOk() && !isTooLong) return {.answer = listing.answer};
+  if (kind == Kind::Growth) return {.isThere = !std::ranges::all_of(listing.entries, IsPossible)};
   if (kind == Kind::Volume) return {.isThere = isTooLong || !listing.entries.empty()};
   const auto entry = std::ranges::find_if(listing.entries, [&, name = FoldDeviceName(parts.name)](const auto& each) {
     return FoldDeviceName(EntryName(each)) == name;
@@ -98,15 +113,16 @@ VolumeWriter::Rest VolumeWriter::LookFor(const Unfinished& change) {
   if (inside.entries.empty() || !IsDotEntry(inside.entries.front())) return {.isThere = true};
   if (isTooLong) return {};
   const ListingEntry& dot = inside.entries.front();
-  const bool isOfItsTime = ListedTime(dot) == ListedTime(*entry) || dot.month == 0 || inside.entries.size() == 2;
+  const bool isOfItsTime = ListedTime(dot) == ListedTime(*entry) || dot.month == 0;
   return {.isThere = dot.firstCluster != entry->firstCluster || !isOfItsTime};
 }
 
 bool VolumeWriter::IsUnfinished(const std::string& path) const {
   const auto leftover = leftovers_.find(Mac());
-  if (leftover == leftovers_.end() || leftover->second.kind == Kind::Volume) return false;
+  if (leftover == leftovers_.end()) return false;
   const std::string folded = FoldDeviceName(path), left = FoldDeviceName(leftover->second.path);
-  return folded == left || (leftover->second.kind == Kind::Folder && folded.starts_with(left + '\\'));
+  const Kind kind = leftover->second.kind;
+  return kind == Kind::File ? folded == left : kind == Kind::Folder && folded.starts_with(left + '\\');
 }
 
 bool VolumeWriter::IsClearedInPart() const {
@@ -144,9 +160,10 @@ Answer VolumeWriter::Settle() {
 
 void VolumeWriter::DeleteLeftover(const Unfinished& file, Answer& answer) {
   const Answer removed = session_.Remove(file.path);
-  if (removed.IsOk() || removed.status == MEDIA_ADAPTER_INVALID_PATH) return ForgetLeftover();
+  if (removed.IsOk()) return ForgetLeftover();
   leftovers_[Mac()] = file;
-  Explain(answer, HowToMend(file));
+  if (removed.status == MEDIA_ADAPTER_INVALID_PATH && Note(file).IsOk() && !IsBlocked()) return;
+  Explain(answer, HowToMend(leftovers_.at(Mac())));
 }
 
 // What a deletion that failed has left of the file: its entry goes first, then its space.
@@ -212,13 +229,12 @@ Answer VolumeWriter::MakeFolder(const std::string& path) {
   UnfinishedNote(Mac()).Write(folder);
   answer = session_.MakeFolder(path);
   if (answer.status == MEDIA_ADAPTER_NOT_ENOUGH_MEMORY) Explain(answer, "the volume is full, a folder needs a cluster");
-  const Rest rest = !answer.IsOk() && MayHaveWritten(answer) ? LookFor(folder) : Rest();
-  if (answer.IsOk() || (rest.answer.IsOk() && !rest.isThere)) {
+  if (answer.IsOk() || !MayHaveWritten(answer)) {
     ForgetLeftover();
-  } else {
-    leftovers_[Mac()] = folder;
-    Explain(answer, HowToMend(folder));
+    return answer;
   }
+  leftovers_[Mac()] = folder;
+  if (!Note(folder).IsOk() || IsBlocked()) Explain(answer, HowToMend(leftovers_.at(Mac())));
   return answer;
 }
 

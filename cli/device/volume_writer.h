@@ -51,6 +51,7 @@ class VolumeWriter {
   std::string Mac() const;
   int TakeNote();
   void ForgetLeftover();
+  Answer Note(const Unfinished& change);
   Rest LookFor(const Unfinished& change);
   Answer Settle();
   void DeleteLeftover(const Unfinished& file, Answer& answer);
