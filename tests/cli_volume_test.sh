@@ -18,6 +18,8 @@ make_files() {
   head -c 100000 /dev/urandom | mcopy -i vol-full.img - ::big.bin
   head -c 2000000 /dev/urandom | mcopy -i vol-slow.img - ::BIG.BIN
   for name in stuck dead later ref0 ref1 ref2 ref5 ref6 move1 move4 move6; do TZ=UTC mcopy -m -i vol-$name.img old.bin ::; done
+  mkdir G && (cd G && touch F{1..30}) # with its own two, all places of a cluster; the free ones hold something
+  mcopy -i vol-later.img -s G big.bin :: && mdel -i vol-later.img ::/big.bin
 }
 
 # The old file goes first, so a full volume leaves no entry whose space the next file would share.
@@ -88,6 +90,7 @@ test_stuck_device() {
 }
 
 # What one run leaves half done the next ones know of: a folder until a PC has mended it, a volume until it is cleared.
+# A folder that grew may list what its new cluster held before.
 restart_later() {
   kill $!
   start_simulator 127.0.0.87,vol-later "$@"
@@ -98,15 +101,19 @@ test_later_runs() {
   restart_later
   expect_code 1 "behind half a folder" on vol-later put next.bin / 2>>later.err
   for _ in 1 2 3; do fsck.fat -a vol-later.img >later.fsck; done
+  restart_later --refuse-write-after 1
+  expect_code 1 "half grown" on vol-later --keep-going -c 'put next.bin /G' -c 'put next.bin /' 2>>later.err
   restart_later --refuse-write-after 1 --refusals 1000
   expect_code 1 "half a format" on vol-later format --yes 2>>later.err
   restart_later
   expect_code 1 "behind half a format" on vol-later --keep-going -c 'sync same /' -c 'format --yes' -c 'put next.bin /' >later.out 2>>later.err
   expect_text later.err "mkdir /d: Protocol error (status 8): the folder /d may be incomplete: have the volume checked" \
     "left by an earlier run: the folder /d may be incomplete" "put /next.bin: nothing is written: the folder /d may be" \
+    "put /G/next.bin: Protocol error (status 8): the folder /G may be incomplete" "nothing is written: the folder /G may" \
+    "left by an earlier run: the folder /G may" \
     "format: Protocol error (status 8): the volume may be cleared in part: format it again before anything else is" \
     "left by an earlier run: the volume may be" "sync /old.bin: nothing is written: the volume may be cleared in part"
-  expect_volume vol-later.img next.bin !old.bin !d
+  expect_volume vol-later.img next.bin !old.bin !d !G
 }
 
 # A device whose process is killed in the middle of a file: what it has acknowledged it keeps.
