@@ -11,7 +11,7 @@ make_files() {
   mkdir new same && mv new.bin new/old.bin && cp -p old.bin same
   head -c 400000 /dev/urandom >big.bin
   head -c 200000 /dev/urandom >slow.bin
-  for name in full stuck dead slow foreign later ref0 ref1 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
+  for name in full stuck dead slow foreign later half ref0 ref1 ref2 ref5 ref6 move1 move4 move6 compared; do make_volume vol-$name.img; done
   { echo =MARK= && head -c 16000 /dev/urandom; } >mark.bin
   mcopy -i vol-compared.img mark.bin ::
   head -c 8000000 /dev/zero | mcopy -i vol-full.img - ::FILL.BIN
@@ -19,6 +19,8 @@ make_files() {
   head -c 2000000 /dev/urandom | mcopy -i vol-slow.img - ::BIG.BIN
   for name in stuck dead later ref0 ref1 ref2 ref5 ref6 move1 move4 move6; do TZ=UTC mcopy -m -i vol-$name.img old.bin ::; done
   mkdir G && (cd G && touch F{1..30}) # with its own two, all places of a cluster; the free ones hold something
+  cp old.bin "A name that takes four places.bin"
+  mcopy -i vol-half.img G/F{1..14} ::
   mcopy -i vol-later.img -s G big.bin :: && mdel -i vol-later.img ::/big.bin
 }
 
@@ -40,6 +42,14 @@ test_refused_writes() { # WRITES: so many are done before it
   [ "$1" != 1 ] || expect_text "$name.err" "/old.bin is gone, and its space may not all be free again; nothing was written"
   [ "$1" != 1 ] || fsck.fat -a "$name.img" >"$name.fsck"
   expect_volume "$name.img" next.bin "$([ "$1" = 0 ] || echo !)old.bin"
+}
+
+# A device that refuses the sector with the first part of a long name: what is there under the short one goes.
+test_half_a_name() {
+  start_simulator 127.0.0.94,vol-half --refuse-write-after 4
+  expect_code 1 "half a name" on vol-half --keep-going -c 'put "A name that takes four places.bin" /' -c 'put next.bin /' 2>half.err
+  expect_text half.err "Protocol error (status 8): /A name that t, which it left, has been deleted"
+  expect_volume vol-half.img next.bin
 }
 
 # A move that fails half-way, in its data, its chain or the deletion of the source: one of the two is whole.
@@ -400,5 +410,5 @@ start_simulator "127.0.0.85,vol-slow 127.0.0.86,vol-killed 127.0.0.88,vol-turns"
 start_simulator "127.0.0.81,vol-full 127.0.0.82,vol-names 127.0.0.89,vol-foreign 127.0.0.93,vol-tree"
 is_windows || posix_tests="test_interrupts test_second_interrupt test_names test_foreign_names"
 # shellcheck disable=SC2086  # words
-run_all "test_refused_writes "{0,1,2,5,6} "test_refused_moves "{1,4,6} test_full_volume test_stuck_device test_later_runs test_dead_device test_two_writers test_patterns test_changed_copy ${posix_tests-} &&
+run_all "test_refused_writes "{0,1,2,5,6} "test_refused_moves "{1,4,6} test_full_volume test_stuck_device test_later_runs test_half_a_name test_dead_device test_two_writers test_patterns test_changed_copy ${posix_tests-} &&
   echo "cli volume test: passed"

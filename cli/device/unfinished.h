@@ -22,8 +22,8 @@ struct Unfinished {
   };
   Kind kind = Kind::File;
   std::string path;   // on the device; the root for a volume
-  uint64_t size = 0;  // of a file, and its time
-  WallTime time{};
+  uint64_t size = 0;  // of a file
+  WallTime time{};    // of a file; for a folder, when its making began
 };
 
 class UnfinishedNote {

@@ -8,9 +8,18 @@
 #include "cli/device/device_choice.h"
 #include "cli/device/entry.h"
 #include "cli/local/local_text.h"
+#include "platform/clock.h"
 
 namespace media_adapter::cli {
 namespace {
+
+// Under what a device lists an entry of which a long name's first parts were not written: its short name, or the last
+// parts that were, which are the first of the name.
+bool IsPartOf(const std::string& listed, const std::string& name) {
+  constexpr size_t kPart = 13, kLongestShortName = 12;
+  if (listed.find('~') != std::string::npos) return listed.size() <= kLongestShortName;
+  return !listed.empty() && listed.size() % kPart == 0 && listed.size() < name.size() && name.starts_with(listed);
+}
 
 constexpr const char* kNotice = "\nmedia-adapter: the running request comes to its end first; Ctrl-C again stops it\n";
 
@@ -77,44 +86,59 @@ int VolumeWriter::TakeNote() {
 // Notes what such a change has left, of itself or of the folder that it is in; forgets it when that is nothing. Not ok
 // when the device does not tell.
 Answer VolumeWriter::Note(const Unfinished& change) {
-  for (const Unfinished& each : {change, Unfinished{Kind::Growth, SplitDevicePath(change.path).folder}}) {
-    const Rest rest = LookFor(each);
-    if (!rest.answer.IsOk()) return rest.answer;
-    if (!rest.isThere) continue;
+  for (Unfinished each : {change, Unfinished{Kind::Growth, SplitDevicePath(change.path).folder}}) {
+    bool isThere = false;
+    if (Answer answer = LookFor(each, isThere); !answer.IsOk()) return answer;
+    if (!isThere) continue;
     UnfinishedNote(Mac()).Write(each);
     leftovers_[Mac()] = each;
-    return rest.answer;
+    return {MEDIA_ADAPTER_OK, {}};
   }
   ForgetLeftover();
   return {MEDIA_ADAPTER_OK, {}};
 }
 
-// Looks whether what such a change leaves behind is there. What another hand has stored or mended since is none of it.
-VolumeWriter::Rest VolumeWriter::LookFor(const Unfinished& change) {
+// Looks whether what such a change leaves behind is there, be it under a part of its name: the path is that of what was
+// found then. What another hand has stored or mended since is none of it.
+Answer VolumeWriter::LookFor(Unfinished& change, bool& isThere) {
   const auto& [kind, path, size, time] = change;
   const bool isInside = kind == Kind::Volume || kind == Kind::Growth;
   const DevicePathParts parts = SplitDevicePath(path);
-  const Listing listing = session_.List(isInside ? path : parts.folder);
+  Listing listing = session_.List(isInside ? path : parts.folder);
   const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
-  if (listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {};
-  if (!listing.answer.IsOk() && !isTooLong) return {.answer = listing.answer};
-  if (kind == Kind::Growth) return {.isThere = !std::ranges::all_of(listing.entries, IsPossible)};
-  if (kind == Kind::Volume) return {.isThere = isTooLong || !listing.entries.empty()};
-  const auto entry = std::ranges::find_if(listing.entries, [&, name = FoldDeviceName(parts.name)](const auto& each) {
-    return FoldDeviceName(EntryName(each)) == name;
-  });
-  if (!isTooLong && entry == listing.entries.end()) return {};
-  if (kind == Kind::File) return {.isThere = isTooLong || (entry->size == size && ListedTime(*entry) == time)};
-  // What a folder holds is cleared before its own first entries are written, last of all and with its time. Those that
-  // a PC has mended have none.
+  isThere = isTooLong && kind != Kind::Growth;
+  if (isTooLong || listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {MEDIA_ADAPTER_OK, {}};
+  if (kind == Kind::Growth) isThere = !std::ranges::all_of(listing.entries, IsPossible);
+  if (kind == Kind::Volume) isThere = !listing.entries.empty();
+  if (isInside || !listing.answer.IsOk()) return listing.answer;
+  for (const ListingEntry& entry : listing.entries) {
+    const std::string name = EntryName(entry);
+    const bool hasName = FoldDeviceName(name) == FoldDeviceName(parts.name);
+    if (!hasName && !IsPartOf(name, parts.name)) continue;
+    if (kind == Kind::File && (entry.size != size || ListedTime(entry) != time)) continue;
+    if (kind == Kind::Folder && (!IsFolder(entry) || (!hasName && ListedTime(entry) < time))) continue;
+    const std::string found = JoinDevicePath(parts.folder, name);
+    isThere = true;
+    if (kind == Kind::Folder) {
+      if (Answer answer = LookInto(found, entry, isThere); !answer.IsOk()) return answer;
+    }
+    if (isThere) change.path = found;
+    if (isThere) break;
+  }
+  return listing.answer;
+}
+
+// What a new folder holds is cleared before its own first entries are written, last of all and with its time. Those
+// that a PC has mended have none.
+Answer VolumeWriter::LookInto(const std::string& path, const ListingEntry& entry, bool& isHalfMade) {
   const Listing inside = session_.List(path);
-  if (IsOfDevice(inside.answer)) return {.answer = inside.answer};
-  if (inside.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {};
-  if (inside.entries.empty() || !IsDotEntry(inside.entries.front())) return {.isThere = true};
-  if (isTooLong) return {};
+  if (IsOfDevice(inside.answer)) return inside.answer;
+  isHalfMade = true;
+  if (inside.entries.empty() || !std::ranges::all_of(inside.entries, IsPossible)) return {MEDIA_ADAPTER_OK, {}};
   const ListingEntry& dot = inside.entries.front();
-  const bool isOfItsTime = ListedTime(dot) == ListedTime(*entry) || dot.month == 0;
-  return {.isThere = dot.firstCluster != entry->firstCluster || !isOfItsTime};
+  const bool isOfItsTime = ListedTime(dot) == ListedTime(entry) || dot.month == 0;
+  isHalfMade = !IsDotEntry(dot) || dot.firstCluster != entry.firstCluster || !isOfItsTime;
+  return {MEDIA_ADAPTER_OK, {}};
 }
 
 bool VolumeWriter::IsUnfinished(const std::string& path) const {
@@ -145,13 +169,13 @@ void VolumeWriter::End() {
 Answer VolumeWriter::Settle() {
   const auto leftover = leftovers_.find(Mac());
   if (leftover == leftovers_.end()) return {MEDIA_ADAPTER_OK, {}};
-  const Unfinished& change = leftover->second;
+  const Unfinished change = leftover->second;
   const std::string reason = "nothing is written: " + HowToMend(change);
   if (change.kind == Kind::File) {
     Answer removed = session_.Remove(change.path);
     Explain(removed, reason);
     if (!removed.IsOk() && removed.status != MEDIA_ADAPTER_INVALID_PATH) return removed;
-  } else if (const Rest rest = LookFor(change); rest.isThere || !rest.answer.IsOk()) {
+  } else if (!Note(change).IsOk() || IsBlocked()) {
     return Problem(reason);
   }
   ForgetLeftover();
@@ -159,10 +183,15 @@ Answer VolumeWriter::Settle() {
 }
 
 void VolumeWriter::DeleteLeftover(const Unfinished& file, Answer& answer) {
-  const Answer removed = session_.Remove(file.path);
-  if (removed.IsOk()) return ForgetLeftover();
   leftovers_[Mac()] = file;
-  if (removed.status == MEDIA_ADAPTER_INVALID_PATH && Note(file).IsOk() && !IsBlocked()) return;
+  Answer removed = session_.Remove(file.path);
+  if (removed.status == MEDIA_ADAPTER_INVALID_PATH && Note(file).IsOk()) {
+    if (!IsBlocked()) return;
+    const Unfinished rest = leftovers_.at(Mac());
+    if (rest.kind == Kind::File) removed = session_.Remove(rest.path);
+    if (removed.IsOk()) Explain(answer, DisplayPath(rest.path) + ", which it left, has been deleted");
+  }
+  if (removed.IsOk()) return ForgetLeftover();
   Explain(answer, HowToMend(leftovers_.at(Mac())));
 }
 
@@ -224,7 +253,7 @@ Answer VolumeWriter::MakeFolder(const std::string& path) {
   if (!answer.IsOk()) return answer;
   // A device that does not answer at all has nothing half done.
   if (answer = session_.Connect(); !answer.IsOk()) return answer;
-  const Unfinished folder = {Kind::Folder, path};
+  const Unfinished folder = {Kind::Folder, path, 0, StoredTime(platform::CurrentLocalTime())};
   const PartingWords words(Parting(HowToMend(folder)));
   UnfinishedNote(Mac()).Write(folder);
   answer = session_.MakeFolder(path);

@@ -43,16 +43,13 @@ class VolumeWriter {
 
  private:
   using Kind = Unfinished::Kind;
-  struct Rest {
-    Answer answer = {MEDIA_ADAPTER_OK, {}};  // not ok: the device does not tell
-    bool isThere = false;
-  };
 
   std::string Mac() const;
   int TakeNote();
   void ForgetLeftover();
   Answer Note(const Unfinished& change);
-  Rest LookFor(const Unfinished& change);
+  Answer LookFor(Unfinished& change, bool& isThere);
+  Answer LookInto(const std::string& path, const ListingEntry& entry, bool& isHalfMade);
   Answer Settle();
   void DeleteLeftover(const Unfinished& file, Answer& answer);
   std::string DescribeRest(const std::string& path, const Answer& answer);
