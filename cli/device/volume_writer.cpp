@@ -108,7 +108,11 @@ Answer VolumeWriter::LookFor(Unfinished& change, bool& isThere) {
   const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
   isThere = isTooLong && kind != Kind::Growth;
   if (isTooLong || listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {MEDIA_ADAPTER_OK, {}};
-  if (kind == Kind::Growth) isThere = !std::ranges::all_of(listing.entries, IsPossible);
+  const std::ptrdiff_t ownDots = path == kRootPath ? 0 : 2;
+  if (kind == Kind::Growth) {
+    isThere = !std::ranges::all_of(listing.entries, IsPossible) ||
+              std::ranges::count_if(listing.entries, IsDotEntry) > ownDots;
+  }
   if (kind == Kind::Volume) isThere = !listing.entries.empty();
   if (isInside || !listing.answer.IsOk()) return listing.answer;
   for (const ListingEntry& entry : listing.entries) {
