@@ -38,7 +38,7 @@ enum class RequestState : uint8_t {
 struct RequestRecord {
   RequestId id{};
 
-  // Arguments. An absent text was a null pointer, and so was a list without names.
+  // Arguments. An absent text was a null pointer; so was a list without names that has a count.
   uint8_t requestTag = 0;
   std::string password;
   uint32_t deviceIndex = 0;

@@ -44,7 +44,7 @@ test_refused_writes() { # WRITES: so many are done before it
   expect_volume "$name.img" next.bin "$([ "$1" = 0 ] || echo !)old.bin"
 }
 
-# A device that refuses the sector with the first part of a long name: what is there under the short one goes.
+# A device that refuses the sector with the first part of a long name: what is there under a part of it goes.
 test_half_a_name() {
   start_simulator 127.0.0.94,vol-half --refuse-write-after 4
   expect_code 1 "half a name" on vol-half --keep-going -c 'put "A name that takes four places.bin" /' -c 'put next.bin /' 2>half.err

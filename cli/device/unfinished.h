@@ -1,6 +1,6 @@
-// The change that is being made to a device's volume, noted on this machine for as long as it is. A run that is killed
-// then, or a device that dies, may leave something whose space counts as free, so that what is written next would share
-// it. The next run knows of it by the note.
+// A change of a device's volume, and what it leaves behind when it does not come to its end: something whose space may
+// count as free, so that what is written next would share it. While it is being made the change is noted on this
+// machine, so that the run after one that was killed knows of it.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,12 @@
 #include <string>
 #include <string_view>
 
+#include "cli/console/output.h"
 #include "cli/device/comparison.h"
 
 namespace media_adapter::cli {
+
+class Session;
 
 struct Unfinished {
   enum class Kind : uint8_t {
@@ -25,6 +28,14 @@ struct Unfinished {
   uint64_t size = 0;  // of a file
   WallTime time{};    // of a file; for a folder, when its making began
 };
+
+// What may be left, and what has to be done about it.
+std::string HowToMend(const Unfinished& change);
+
+// Looks on the chosen device whether what such a change leaves behind is there, be it under a part of its name: the
+// path is that of what was found then. What another hand has stored or mended since is none of it. Not ok when the
+// device does not tell.
+Answer LookFor(Session& session, Unfinished& change, bool& isThere);
 
 class UnfinishedNote {
  public:

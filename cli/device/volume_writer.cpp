@@ -6,20 +6,11 @@
 #include "cli/console/progress_text.h"
 #include "cli/device/comparison.h"
 #include "cli/device/device_choice.h"
-#include "cli/device/entry.h"
 #include "cli/local/local_text.h"
 #include "platform/clock.h"
 
 namespace media_adapter::cli {
 namespace {
-
-// Under what a device lists an entry of which a long name's first parts were not written: its short name, or the last
-// parts that were, which are the first of the name.
-bool IsPartOf(const std::string& listed, const std::string& name) {
-  constexpr size_t kPart = 13, kLongestShortName = 12;
-  if (listed.find('~') != std::string::npos) return listed.size() <= kLongestShortName;
-  return !listed.empty() && listed.size() % kPart == 0 && listed.size() < name.size() && name.starts_with(listed);
-}
 
 constexpr const char* kNotice = "\nmedia-adapter: the running request comes to its end first; Ctrl-C again stops it\n";
 
@@ -34,20 +25,6 @@ void Explain(Answer& answer, const std::string& detail) {
 }
 
 std::string Parting(const std::string& what) { return "\nmedia-adapter: stopped at once: " + what + "\n"; }
-
-std::string HowToMend(const Unfinished& change) {
-  const std::string path = DisplayPath(change.path), before = " before anything else is written to this device";
-  switch (change.kind) {
-    case Unfinished::Kind::File:
-      return path + " may be incomplete: delete it (rm)" + before;
-    case Unfinished::Kind::Folder:
-    case Unfinished::Kind::Growth:
-      return "the folder " + path + " may be incomplete: have the volume checked by a PC, or format it," + before;
-    case Unfinished::Kind::Volume:
-      break;
-  }
-  return "the volume may be cleared in part: format it again" + before;
-}
 
 }  // namespace
 
@@ -88,60 +65,13 @@ int VolumeWriter::TakeNote() {
 Answer VolumeWriter::Note(const Unfinished& change) {
   for (Unfinished each : {change, Unfinished{Kind::Growth, SplitDevicePath(change.path).folder}}) {
     bool isThere = false;
-    if (Answer answer = LookFor(each, isThere); !answer.IsOk()) return answer;
+    if (Answer answer = LookFor(session_, each, isThere); !answer.IsOk()) return answer;
     if (!isThere) continue;
     UnfinishedNote(Mac()).Write(each);
     leftovers_[Mac()] = each;
     return {MEDIA_ADAPTER_OK, {}};
   }
   ForgetLeftover();
-  return {MEDIA_ADAPTER_OK, {}};
-}
-
-// Looks whether what such a change leaves behind is there, be it under a part of its name: the path is that of what was
-// found then. What another hand has stored or mended since is none of it.
-Answer VolumeWriter::LookFor(Unfinished& change, bool& isThere) {
-  const auto& [kind, path, size, time] = change;
-  const bool isInside = kind == Kind::Volume || kind == Kind::Growth;
-  const DevicePathParts parts = SplitDevicePath(path);
-  Listing listing = session_.List(isInside ? path : parts.folder);
-  const bool isTooLong = listing.answer.status == MEDIA_ADAPTER_TOO_MANY_DIRECTORY_ENTRIES;
-  isThere = isTooLong && kind != Kind::Growth;
-  if (isTooLong || listing.answer.status == MEDIA_ADAPTER_INVALID_PATH) return {MEDIA_ADAPTER_OK, {}};
-  const std::ptrdiff_t ownDots = path == kRootPath ? 0 : 2;
-  if (kind == Kind::Growth) {
-    isThere = !std::ranges::all_of(listing.entries, IsPossible) ||
-              std::ranges::count_if(listing.entries, IsDotEntry) > ownDots;
-  }
-  if (kind == Kind::Volume) isThere = !listing.entries.empty();
-  if (isInside || !listing.answer.IsOk()) return listing.answer;
-  for (const ListingEntry& entry : listing.entries) {
-    const std::string name = EntryName(entry);
-    const bool hasName = FoldDeviceName(name) == FoldDeviceName(parts.name);
-    if (!hasName && !IsPartOf(name, parts.name)) continue;
-    if (kind == Kind::File && (entry.size != size || ListedTime(entry) != time)) continue;
-    if (kind == Kind::Folder && (!IsFolder(entry) || (!hasName && ListedTime(entry) < time))) continue;
-    const std::string found = JoinDevicePath(parts.folder, name);
-    isThere = true;
-    if (kind == Kind::Folder) {
-      if (Answer answer = LookInto(found, entry, isThere); !answer.IsOk()) return answer;
-    }
-    if (isThere) change.path = found;
-    if (isThere) break;
-  }
-  return listing.answer;
-}
-
-// What a new folder holds is cleared before its own first entries are written, last of all and with its time. Those
-// that a PC has mended have none.
-Answer VolumeWriter::LookInto(const std::string& path, const ListingEntry& entry, bool& isHalfMade) {
-  const Listing inside = session_.List(path);
-  if (IsOfDevice(inside.answer)) return inside.answer;
-  isHalfMade = true;
-  if (inside.entries.empty() || !std::ranges::all_of(inside.entries, IsPossible)) return {MEDIA_ADAPTER_OK, {}};
-  const ListingEntry& dot = inside.entries.front();
-  const bool isOfItsTime = ListedTime(dot) == ListedTime(entry) || dot.month == 0;
-  isHalfMade = !IsDotEntry(dot) || dot.firstCluster != entry.firstCluster || !isOfItsTime;
   return {MEDIA_ADAPTER_OK, {}};
 }
 

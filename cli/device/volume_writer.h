@@ -48,8 +48,6 @@ class VolumeWriter {
   int TakeNote();
   void ForgetLeftover();
   Answer Note(const Unfinished& change);
-  Answer LookFor(Unfinished& change, bool& isThere);
-  Answer LookInto(const std::string& path, const ListingEntry& entry, bool& isHalfMade);
   Answer Settle();
   void DeleteLeftover(const Unfinished& file, Answer& answer);
   std::string DescribeRest(const std::string& path, const Answer& answer);

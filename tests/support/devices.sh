@@ -37,7 +37,7 @@ expect_text() {
 # expect_count NUMBER FILE PATTERN: so many lines
 expect_count() { [ "$(grep -c -- "$3" "$2")" = "$1" ] || fail "$2: not $1 lines \"$3\" in: $(cat "$2")"; }
 # expect_lines FILE "LINE|LINE...": these and no others
-expect_lines() { [ "$(paste -sd '|' "$1")" = "$2" ] || fail "$1: $(cat "$1")"; }
+expect_lines() { diff <(tr '|' '\n' <<<"$2") "$1" >&3 || fail "$1: not the lines above"; }
 expect_same() { diff -r "$1" "$2" >/dev/null || fail "$1 and $2 differ"; }
 run() { "${tool[@]}" --interface 127.0.0.1 "$@"; }
 on() { run --device "$@"; }

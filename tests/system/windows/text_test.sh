@@ -7,7 +7,7 @@
 unset LC_ALL
 
 # type_to LOG CODE ARGUMENT...: the tool at a console of Wine, which draws as it likes. Enter is \r. It has to end with CODE
-# and leave the console as it was. LOG.txt is the text of it.
+# and leave the console as it was. LOG.txt is the text of it. A shell between would be interrupted with it: exec.
 type_to() {
   local log=$1 home=${tool[1]} folder=${tool[2]%/*}
   script -qefc "exec env -u DISPLAY WINEDEBUG=-all WINEPREFIX=$home wine $folder/same_console.exe $folder/media-adapter.exe \
