@@ -1,11 +1,13 @@
 #include "protocol/channel.h"
 
-#include <utility>
+#include <memory>
+#include <new>
 
 namespace media_adapter {
 namespace {
 
-// Not freed by the end of the process: a worker that cannot be stopped may still use it.
+// Not destroyed by the end of the process: a worker that cannot be stopped may still use it.
+alignas(Channel) std::byte memory[sizeof(Channel)];
 Channel* channel = nullptr;
 
 }  // namespace
@@ -14,8 +16,11 @@ bool HasChannel() { return channel != nullptr; }
 
 [[gnu::hot]] Channel& WorkerChannel() { return *channel; }
 
-void OpenChannel() { channel = new Channel; }
+void OpenChannel() { channel = new (memory) Channel; }
 
-void CloseChannel() { delete std::exchange(channel, nullptr); }
+void CloseChannel() {
+  if (channel != nullptr) std::destroy_at(channel);
+  channel = nullptr;
+}
 
 }  // namespace media_adapter

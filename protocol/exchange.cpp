@@ -21,7 +21,7 @@ constexpr uint8_t kMaxRetries = 3;
 
 // How a request is sent and sent again. The row's place is the operation's number and the timer's id.
 struct ExchangeRule {
-  const char* label;
+  char label[20];  // in the row: a pointer would lie elsewhere, in memory that the loader writes
   wire::Command command;
   std::array<milliseconds, kMaxRetries + 1> intervals;  // after the first sending, then after each retransmission
   bool isBroadcast = false;

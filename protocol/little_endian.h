@@ -15,7 +15,8 @@ inline uint16_t ReadU16(std::span<const uint8_t> bytes, size_t offset) {
 }
 
 inline uint32_t ReadU32(std::span<const uint8_t> bytes, size_t offset) {
-  return ReadU16(bytes, offset) | static_cast<uint32_t>(ReadU16(bytes, offset + 2)) << 16;
+  const uint8_t* const field = &bytes[offset];
+  return uint32_t{field[0]} | uint32_t{field[1]} << 8 | uint32_t{field[2]} << 16 | uint32_t{field[3]} << 24;
 }
 
 inline void WriteU16(std::span<uint8_t> bytes, size_t offset, uint16_t value) {

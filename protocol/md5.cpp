@@ -28,7 +28,7 @@ constexpr int kRotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 2
 constexpr uint32_t kFirstWords[] = {0, 1, 5, 0}, kWordSteps[] = {1, 5, 3, 7};
 
 using State = std::array<uint32_t, 4>;
-using Words = std::array<uint32_t, kBlock / 4>;
+using Block = std::span<const uint8_t>;
 
 // RFC 1321, 3.4: the functions F, G, H and I.
 constexpr uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
@@ -44,15 +44,14 @@ constexpr uint32_t Mix(uint32_t round, uint32_t b, uint32_t c, uint32_t d) {
   }
 }
 
-// Four steps are written out, in which each value of the state goes once through each place, and no more: between two
-// exchanges the processor forgets long code, and reading it anew takes longer than the steps do.
+// Four steps are written out, in which each value of the state goes once through each place.
 template <uint32_t kRound>
-void DoRound(State& state, const Words& words) {
+void DoRound(State& state, Block block) {
   auto& [a, b, c, d] = state;
   uint32_t word = kFirstWords[kRound];
   const uint32_t* sine = &kSines[kRound * size_t{16}];
   const auto step = [&](uint32_t& to, uint32_t x, uint32_t y, uint32_t z, int rotation) {
-    to = x + std::rotl(to + Mix(kRound, x, y, z) + words[word] + *sine++, rotation);
+    to = x + std::rotl(to + Mix(kRound, x, y, z) + ReadU32(block, word * size_t{4}) + *sine++, rotation);
     word = (word + kWordSteps[kRound]) % 16;
   };
   constexpr auto& rotations = kRotations[kRound];
@@ -64,20 +63,18 @@ void DoRound(State& state, const Words& words) {
   }
 }
 
-[[gnu::hot]] void AddBlock(State& state, std::span<const uint8_t> block) {
-  Words words{};
-  for (size_t i = 0; i < words.size(); ++i) words[i] = ReadU32(block, i * 4);
+void AddBlock(State& state, Block block) {
   State next = state;
-  DoRound<0>(next, words);
-  DoRound<1>(next, words);
-  DoRound<2>(next, words);
-  DoRound<3>(next, words);
+  DoRound<0>(next, block);
+  DoRound<1>(next, block);
+  DoRound<2>(next, block);
+  DoRound<3>(next, block);
   for (size_t i = 0; i < state.size(); ++i) state[i] += next[i];
 }
 
 }  // namespace
 
-[[gnu::hot]] Md5Digest Md5(std::span<const uint8_t> message) {
+Md5Digest Md5(std::span<const uint8_t> message) {
   State state = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
   auto rest = message;
   for (; rest.size() >= kBlock; rest = rest.subspan(kBlock)) AddBlock(state, rest.first(kBlock));

@@ -20,12 +20,34 @@ struct SendBuffer {
 };
 SendBuffer sendBuffer;
 
+// The digests of a password for counters in a row. They are made together: between two exchanges the processor forgets
+// code, and reading that of MD5 anew takes longer than running it.
+struct DigestRun {
+  std::array<char, wire::kMaxPasswordLength> password{};
+  size_t length = 0;
+  uint16_t first = 0;
+  std::array<Md5Digest, 16> digests{};
+};
+DigestRun digestRun;
+
 Md5Digest DigestOf(std::string_view password, uint16_t counter) {
   std::array<uint8_t, wire::kMaxPasswordLength + 2> input{};
-  const size_t length = std::min(password.size(), wire::kMaxPasswordLength);
-  std::copy_n(password.begin(), length, input.begin());
-  WriteU16(input, length, counter);
-  return Md5(std::span(input).first(length + 2));
+  std::ranges::copy(password, input.begin());
+  WriteU16(input, password.size(), counter);
+  return Md5(std::span(input).first(password.size() + 2));
+}
+
+[[gnu::cold]] void MakeDigests(std::string_view password, uint16_t first) {
+  digestRun = {.length = password.size(), .first = first};
+  std::ranges::copy(password, digestRun.password.begin());
+  for (Md5Digest& digest : digestRun.digests) digest = DigestOf(password, first++);
+}
+
+const Md5Digest& NextDigest(std::string_view password, uint16_t counter) {
+  const std::string_view known(digestRun.password.data(), digestRun.length);
+  const auto isKnown = [&] { return static_cast<uint16_t>(counter - digestRun.first) < digestRun.digests.size(); };
+  if (!isKnown() || known != password) MakeDigests(password, counter);
+  return digestRun.digests[counter - digestRun.first];
 }
 
 uint32_t StatusField(wire::Command command, size_t bodySize) {
@@ -37,6 +59,7 @@ uint32_t StatusField(wire::Command command, size_t bodySize) {
 void ResetPackets(const platform::MacAddress& hostMac) {
   sendBuffer = {};
   sendBuffer.hostMac = hostMac;
+  MakeDigests({}, 0);
 }
 
 [[gnu::hot]] std::span<uint8_t> RequestBody() { return std::span(sendBuffer.bytes).subspan(wire::kHeaderSize); }
@@ -64,7 +87,9 @@ void ResetPackets(const platform::MacAddress& hostMac) {
   } else {
     WriteU16(header, wire::kSequenceOffset, static_cast<uint16_t>((requestTag & 3) << kTagShift | counter));
     std::ranges::copy(target, destination.begin());
-    std::ranges::copy(DigestOf(password, counter), digest.begin());
+    const bool isInTurn = command != wire::Command::TransferAcknowledgement;  // of the counter
+    password = password.substr(0, wire::kMaxPasswordLength);
+    std::ranges::copy(isInTurn ? NextDigest(password, counter) : DigestOf(password, counter), digest.begin());
   }
   SetSequenceCounter(static_cast<uint16_t>(counter + 1));
 }

@@ -26,17 +26,14 @@ struct Item {
   Bytes value;
 };
 
-enum class Walk { Item, End, Malformed };
-
-// Takes the first item off `body`. One that runs past the end is malformed.
-[[gnu::hot]] Walk NextItem(Bytes& body, Item& item) {
-  if (body.empty()) return Walk::End;
-  if (body.size() < wire::kItemHeaderSize) return Walk::Malformed;
+// Takes the first item off `body`. False when it runs past the end.
+[[gnu::hot]] bool TakeItem(Bytes& body, Item& item) {
+  if (body.size() < wire::kItemHeaderSize) return false;
   const size_t size = ReadU16(body, 2);
-  if (body.size() - wire::kItemHeaderSize < size) return Walk::Malformed;
+  if (body.size() - wire::kItemHeaderSize < size) return false;
   item = {body[0], body[1], body.subspan(wire::kItemHeaderSize, size)};
   body = body.subspan(wire::kItemHeaderSize + size);
-  return Walk::Item;
+  return true;
 }
 
 bool IsCounter(const Item& item) {
@@ -62,8 +59,7 @@ bool IsValidFileAccess(const Item& item, BodyMode mode) {
   }
 }
 
-bool IsValid(const Item& item, BodyMode mode) {
-  if (item.elementClass == wire::kFileAccessClass) return IsValidFileAccess(item, mode);
+[[gnu::cold]] bool IsValidElement(const Item& item) {
   if (IsCounter(item)) return item.value.size() == kCounterSize;
   const ElementRow* row = FindElement(item.elementClass, item.index);
   return row == nullptr || IsValidValue(*row, item.value);
@@ -100,8 +96,13 @@ void StoreCounter(const Item& item) {
       .store(ReadU32(item.value, 0), std::memory_order_relaxed);
 }
 
+[[gnu::cold]] void StoreElement(const Item& item, BodyMode mode) {
+  if (mode == BodyMode::SearchReply) StoreSearchItem(item);
+  if (mode == BodyMode::GetConfigurationReply) StoreConfigurationItem(item);
+  if (mode == BodyMode::TestReport) StoreCounter(item);
+}
+
 void StoreFileAccess(const Item& item, BodyMode mode) {
-  if (item.elementClass != wire::kFileAccessClass) return;
   if (mode == BodyMode::RFAConnectReply) {
     if (item.index == wire::kLastSectorIndex) sessionInfo.lastSector = ReadU32(item.value, 0);
     if (item.index == wire::kSectorSizeIndex) sessionInfo.deviceSectorSize = ReadU32(item.value, 0);
@@ -113,40 +114,31 @@ void StoreFileAccess(const Item& item, BodyMode mode) {
   }
 }
 
-void Store(const Item& item, BodyMode mode) {
-  switch (mode) {
-    case BodyMode::SearchReply:
-      return StoreSearchItem(item);
-    case BodyMode::GetConfigurationReply:
-      return StoreConfigurationItem(item);
-    case BodyMode::TestReport:
-      return StoreCounter(item);
-    case BodyMode::RFAConnectReply:
-    case BodyMode::RFAReadDataReply:
-    case BodyMode::TransferData:
-      return StoreFileAccess(item, mode);
-  }
-}
+enum class Pass : bool { Check, Store };
 
-bool IsWellFormed(Bytes body, BodyMode mode) {
-  Item item;
-  for (;;) {
-    const Walk walk = NextItem(body, item);
-    if (walk != Walk::Item) return walk == Walk::End;
-    if (!IsValid(item, mode)) return false;
+// False at an item that is malformed.
+[[gnu::hot, gnu::noinline]] bool Walk(Bytes body, BodyMode mode, Pass pass) {
+  while (!body.empty()) {
+    Item item;
+    if (!TakeItem(body, item)) return false;
+    const bool isFileAccess = item.elementClass == wire::kFileAccessClass;
+    if (pass == Pass::Store) {
+      isFileAccess ? StoreFileAccess(item, mode) : StoreElement(item, mode);
+    } else if (isFileAccess ? !IsValidFileAccess(item, mode) : !IsValidElement(item)) {
+      return false;
+    }
   }
+  return true;
 }
 
 }  // namespace
 
 [[gnu::hot]] bool ParseElements(Bytes body, BodyMode mode) {
-  if (!IsWellFormed(body, mode)) return false;
+  if (!Walk(body, mode, Pass::Check)) return false;
   if (mode == BodyMode::SearchReply) deviceTable.entries[deviceTable.count] = {};
   if (mode == BodyMode::TransferData) transferBuffer.size = 0;  // a packet without data carries none
   if (mode == BodyMode::RFAConnectReply) sessionInfo = {};      // another device's geometry is not this one's
-  Item item;
-  while (NextItem(body, item) == Walk::Item) Store(item, mode);
-  return true;
+  return Walk(body, mode, Pass::Store);
 }
 
 }  // namespace media_adapter

@@ -76,7 +76,7 @@ bool IsExpected(const Reply& reply) {
   return pending == Operation::Search || std::ranges::equal(reply.SourceMac(), protocolState.targetMac);
 }
 
-void AddDevice(const Reply& reply) {
+[[gnu::cold]] void AddDevice(const Reply& reply) {
   if (reply.Status() != MEDIA_ADAPTER_OK || deviceTable.count >= deviceTable.entries.size()) return;
   const auto found = std::span(deviceTable.entries).first(deviceTable.count);
   const auto isKnown = [&](const DeviceEntry& entry) {
@@ -119,13 +119,14 @@ void Accept(const Reply& reply) {
   state.pendingOperation = isStream ? Operation::Transfer : Operation::None;
 }
 
+[[gnu::cold]] void TakeTestReport(const Reply& reply) {
+  const bool isUsable = reply.HasTestReportSize() && reply.Status() == MEDIA_ADAPTER_OK;
+  if (isUsable) ParseElements(reply.Body(), BodyMode::TestReport);
+}
+
 void Handle(const Reply& reply) {
   if (!IsExpected(reply)) return;
-  if (reply.Is(Command::TestReport)) {
-    const bool isUsable = reply.HasTestReportSize() && reply.Status() == MEDIA_ADAPTER_OK;
-    if (isUsable) ParseElements(reply.Body(), BodyMode::TestReport);
-    return;
-  }
+  if (reply.Is(Command::TestReport)) return TakeTestReport(reply);
   if (protocolState.pendingOperation == Operation::None) return;
   const ReplyRule& rule = kReplies[static_cast<size_t>(protocolState.pendingOperation)];
   if (protocolState.pendingOperation == Operation::Search) {
