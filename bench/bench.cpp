@@ -56,7 +56,7 @@ constexpr uint32_t kSmallSize = 1024 * 1024;
 constexpr int kSectorsPerRound = 2000;
 constexpr int kSlowSectorsPerRound = 100;
 constexpr int kSlowRounds = 201;
-constexpr int kRounds = 11;
+constexpr int kRounds = 21;
 constexpr int kListedFiles = 300;
 constexpr int kMemoryRequests = 10000;
 constexpr std::chrono::minutes kPatience{10};
