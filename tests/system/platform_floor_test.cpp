@@ -119,29 +119,6 @@ TEST_F(PlatformFloor, AStuckThreadIsStoppedByForce) {
   EXPECT_TRUE(thread.Wait(0ms));
 }
 
-TEST_F(PlatformFloor, FilesAreRegularFiles) {
-  const sim::TempFolder folder;
-  const std::string path = folder / "Name.TXT";
-  platform::LocalFile file;
-  EXPECT_FALSE(file.OpenForReading(path));
-  EXPECT_FALSE(file.OpenForReading(folder.Path().string()));
-  EXPECT_FALSE(file.CreateForWriting(folder.Path().string()));
-  EXPECT_FALSE(file.CreateForWriting(kIsWindows ? "NUL" : "/dev/null"));
-  ASSERT_TRUE(file.CreateForWriting(path));
-  ASSERT_TRUE(file.Seek(3) && file.Write(sim::Bytes{4, 5}) && file.Seek(0) && file.Write(sim::Bytes{1, 2}));
-  EXPECT_TRUE(file.Close());
-  EXPECT_EQ(sim::ReadWholeFile(path), (sim::Bytes{1, 2, 0, 4, 5}));
-  sim::Bytes bytes(2);
-  ASSERT_TRUE(file.OpenForReading(path));
-  EXPECT_EQ(file.Size(), 5U);
-  EXPECT_TRUE(file.Seek(4));
-  EXPECT_EQ(file.Read(bytes), 1);
-  EXPECT_EQ(bytes[0], 5);
-  ASSERT_TRUE(file.CreateForWriting(path)) << "what was there goes";
-  EXPECT_TRUE(file.Close());
-  EXPECT_TRUE(sim::ReadWholeFile(path).empty());
-}
-
 TEST_F(PlatformFloor, AFolderTellsOfItsFiles) {
   const sim::TempFolder folder;
   const std::string path = folder / "Name.TXT";
