@@ -5,8 +5,9 @@
 // MEDIA_ADAPTER_NO_RESPONSE after 6000 ms (settings, search), 7500 ms (disconnect), 13000 ms (sectors, start of a
 // transfer) or 19500 ms (connect).
 //
-// What every exchange runs, here and in the files below, is marked hot, so that it lies together in the library: while
-// a slow device takes its time the processor forgets code, and reading it anew costs more than running it.
+// What every exchange runs, here and in the files below, is marked hot, so that it lies together in the library, and
+// what few of them run is marked cold: while a slow device takes its time the processor forgets code, and reading it
+// anew costs more than running it.
 #pragma once
 
 #include <cstdint>

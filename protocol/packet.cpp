@@ -23,30 +23,27 @@ SendBuffer sendBuffer;
 // The digests of a password for counters in a row. They are made together: between two exchanges the processor forgets
 // code, and reading that of MD5 anew takes longer than running it.
 struct DigestRun {
-  std::array<char, wire::kMaxPasswordLength> password{};
-  size_t length = 0;
+  Password password;
   uint16_t first = 0;
   std::array<Md5Digest, 16> digests{};
 };
 DigestRun digestRun;
 
 Md5Digest DigestOf(std::string_view password, uint16_t counter) {
-  std::array<uint8_t, wire::kMaxPasswordLength + 2> input{};
+  std::array<uint8_t, MEDIA_ADAPTER_MAX_PASSWORD + 2> input{};
   std::ranges::copy(password, input.begin());
   WriteU16(input, password.size(), counter);
   return Md5(std::span(input).first(password.size() + 2));
 }
 
-[[gnu::cold]] void MakeDigests(std::string_view password, uint16_t first) {
-  digestRun = {.length = password.size(), .first = first};
-  std::ranges::copy(password, digestRun.password.begin());
+[[gnu::cold]] void MakeDigests(const Password& password, uint16_t first) {
+  digestRun = {.password = password, .first = first};
   for (Md5Digest& digest : digestRun.digests) digest = DigestOf(password, first++);
 }
 
-const Md5Digest& NextDigest(std::string_view password, uint16_t counter) {
-  const std::string_view known(digestRun.password.data(), digestRun.length);
-  const auto isKnown = [&] { return static_cast<uint16_t>(counter - digestRun.first) < digestRun.digests.size(); };
-  if (!isKnown() || known != password) MakeDigests(password, counter);
+const Md5Digest& NextDigest(const Password& password, uint16_t counter) {
+  const bool isKnown = static_cast<uint16_t>(counter - digestRun.first) < digestRun.digests.size();
+  if (!isKnown || digestRun.password != password) MakeDigests(password, counter);
   return digestRun.digests[counter - digestRun.first];
 }
 
@@ -65,7 +62,7 @@ void ResetPackets(const platform::MacAddress& hostMac) {
 [[gnu::hot]] std::span<uint8_t> RequestBody() { return std::span(sendBuffer.bytes).subspan(wire::kHeaderSize); }
 
 [[gnu::hot]] void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddress& target,
-                              uint8_t requestTag, std::string_view password) {
+                              uint8_t requestTag, const Password& password) {
   const std::span<uint8_t> header = std::span(sendBuffer.bytes).first(wire::kHeaderSize);
   const uint16_t counter = sendBuffer.sequenceCounter;
   sendBuffer.length = wire::kHeaderSize + bodySize;
@@ -88,7 +85,6 @@ void ResetPackets(const platform::MacAddress& hostMac) {
     WriteU16(header, wire::kSequenceOffset, static_cast<uint16_t>((requestTag & 3) << kTagShift | counter));
     std::ranges::copy(target, destination.begin());
     const bool isInTurn = command != wire::Command::TransferAcknowledgement;  // of the counter
-    password = password.substr(0, wire::kMaxPasswordLength);
     std::ranges::copy(isInTurn ? NextDigest(password, counter) : DigestOf(password, counter), digest.begin());
   }
   SetSequenceCounter(static_cast<uint16_t>(counter + 1));

@@ -4,9 +4,9 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 
 #include "platform/adapters.h"
+#include "protocol/session.h"
 #include "protocol/wire.h"
 
 namespace media_adapter {
@@ -18,9 +18,9 @@ void ResetPackets(const platform::MacAddress& hostMac);
 std::span<uint8_t> RequestBody();
 
 // Completes the request whose body, of `bodySize` bytes, is in place, and advances the sequence counter. A Search goes
-// to every device and proves nothing: `target`, `requestTag` and `password` (at most 16 bytes) are not used for it.
+// to every device and proves nothing: `target`, `requestTag` and `password` are not used for it.
 void BuildHeader(wire::Command command, size_t bodySize, const platform::MacAddress& target, uint8_t requestTag,
-                 std::string_view password);
+                 const Password& password);
 
 // The datagram that BuildHeader completed last.
 std::span<const uint8_t> BuiltRequest();

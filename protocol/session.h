@@ -17,6 +17,7 @@ class Password {
   Password() = default;
   explicit Password(std::string_view text) : size_(text.copy(text_.data(), text_.size())) {}
   operator std::string_view() const { return {text_.data(), size_}; }  // NOLINT(google-explicit-constructor)
+  bool operator==(const Password&) const = default;
 
  private:
   std::array<char, MEDIA_ADAPTER_MAX_PASSWORD> text_{};
